@@ -1,0 +1,29 @@
+// The small cryptographic layer under the metadata container: AES-256-CBC with
+// PKCS #7 padding, SHA-256 and random IVs. Two backends implement it: the
+// system's CNG on Windows, libcrypto elsewhere. Failures are logged to the
+// stub log and reported as false.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// `input` is the 16-byte IV followed by the ciphertext. On success `text` holds
+// the plain bytes; on failure it is left empty.
+bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std::string& text);
+
+// Appends the IV and the ciphertext of `size` plain bytes to `output`. With no
+// `iv` a random one is drawn.
+bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, const uint8_t* iv,
+                   std::vector<uint8_t>& output);
+
+// The first 16 bytes of the SHA-256 digest of the input.
+bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix);
+
+// NTSTATUS-style result of one CNG call: negative values are failures.
+using CryptoStatus = int32_t;
+
+// True for a success status; otherwise logs any pending system error and
+// "Status failed: 0x%08x (%s)", and gives false.
+bool CheckStatus(CryptoStatus status);
+const char* StatusName(CryptoStatus status);
