@@ -1,0 +1,79 @@
+#include "diagnostics.h"
+
+namespace kvotool
+{
+void PositionOf(const std::string& text, size_t offset, int& line, int& column)
+{
+    line = 1;
+    column = 1;
+    if (offset > text.size())
+        offset = text.size();
+    for (size_t i = 0; i < offset; ++i)
+    {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        if (c == '\n')
+        {
+            ++line;
+            column = 1;
+        }
+        else if ((c & 0xC0) != 0x80)
+        {
+            ++column; // continuation bytes belong to the character before
+        }
+    }
+}
+
+void DiagnosticList::Add(Severity severity, const std::string& message, int line, int column)
+{
+    m_Items.push_back(Diagnostic{severity, line, column, message});
+}
+
+void DiagnosticList::AddAt(Severity severity, const std::string& message, const std::string& text, size_t offset)
+{
+    int line, column;
+    PositionOf(text, offset, line, column);
+    Add(severity, message, line, column);
+}
+
+size_t DiagnosticList::Errors() const
+{
+    size_t n = 0;
+    for (const auto& d : m_Items)
+        n += d.severity == Severity::Error;
+    return n;
+}
+
+size_t DiagnosticList::Warnings() const
+{
+    size_t n = 0;
+    for (const auto& d : m_Items)
+        n += d.severity == Severity::Warning;
+    return n;
+}
+
+std::string DiagnosticList::Format(const std::string& fileName) const
+{
+    std::string out;
+    for (const auto& d : m_Items)
+    {
+        out += fileName;
+        if (d.line > 0)
+            out += ":" + std::to_string(d.line) + ":" + std::to_string(d.column);
+        switch (d.severity)
+        {
+        case Severity::Error:
+            out += ": error: ";
+            break;
+        case Severity::Warning:
+            out += ": warning: ";
+            break;
+        case Severity::Note:
+            out += ": note: ";
+            break;
+        }
+        out += d.message;
+        out += '\n';
+    }
+    return out;
+}
+} // namespace kvotool

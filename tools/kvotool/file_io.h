@@ -1,0 +1,26 @@
+// Whole-file reads and all-or-nothing writes for the tool's inputs and outputs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kvotool
+{
+// Reads a whole file (path in UTF-8). "-" reads standard input. On failure
+// `error` says why and the result is false.
+bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& error);
+
+// Writes `bytes` to a temporary file beside `path` and renames it over `path`
+// only once everything was written and flushed, so a failure never leaves a
+// half-written file and an existing file is replaced only on success. "-"
+// writes to standard output instead.
+bool WriteFileAtomically(const std::string& path, const std::string& bytes, std::string& error);
+
+// Arguments of the process as UTF-8 (on Windows from the wide command line,
+// so that names outside the ANSI code page survive).
+std::vector<std::string> GetUtf8Arguments(int argc, char** argv);
+
+// Puts standard input and output into binary mode where the platform knows a
+// text mode, so container bytes and line ends pass unchanged.
+void SetBinaryStdio();
+} // namespace kvotool
