@@ -1,0 +1,376 @@
+#include "json/json_text.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+
+namespace
+{
+int32_t Len(const char* s)
+{
+    return static_cast<int32_t>(std::strlen(s));
+}
+
+TEST(JsonTextClasses, MembershipAtTheEdges)
+{
+    EXPECT_TRUE(IsSpace(0x0B));
+    EXPECT_FALSE(IsSpace(0x0C));
+    EXPECT_TRUE(IsControl(0x7F));
+    EXPECT_TRUE(IsControl(0x1F));
+    EXPECT_FALSE(IsControl(0x20));
+    EXPECT_FALSE(IsControl(0x80 + 0x1F)); // code points of 128 and more belong to no class
+    EXPECT_FALSE(IsDigit(0x100 + '5'));
+    EXPECT_TRUE(IsHexDigit('f'));
+    EXPECT_FALSE(IsHexDigit('g'));
+    for (char c : std::string("\"/\\bfnrt"))
+        EXPECT_TRUE(IsEscapeLetter(static_cast<uint8_t>(c))) << c;
+    EXPECT_FALSE(IsEscapeLetter('u'));
+    for (char c : std::string("{}[]=,:"))
+        EXPECT_TRUE(IsStructural(static_cast<uint8_t>(c))) << c;
+    EXPECT_FALSE(IsStructural(';'));
+    EXPECT_TRUE(NeedsEscape(0x08));
+    EXPECT_FALSE(NeedsEscape('/'));
+    EXPECT_FALSE(IsHighByte(0x80));
+    EXPECT_TRUE(IsHighByte(0x81));
+    EXPECT_TRUE(IsHighByte(0xFF));
+}
+
+TEST(JsonTextEscapes, DecodeEscapeTable)
+{
+    struct Case
+    {
+        const char* after;
+        uint32_t cp;
+        int32_t used;
+    } cases[] = {
+        {"b", 0x08, 1},      {"f", 0x0C, 1},       {"n", 0x0A, 1},       {"r", 0x0D, 1},  {"t", 0x09, 1},
+        {"\"", '"', 1},      {"/", '/', 1},        {"\\", '\\', 1},      {"q", 'q', 1},   {"u12\"", 0x12, 3},
+        {"uZZ", 'u', 1},     {"u00e9x", 0xE9, 5},  {"u12345", 0x1234, 5}, {"u", 'u', 1},
+        {"\xC3", 0xFFFFFFC3u, 1},
+    };
+    for (const Case& c : cases)
+    {
+        uint32_t cp = 0;
+        EXPECT_EQ(DecodeEscape(c.after, cp), c.used) << c.after;
+        EXPECT_EQ(cp, c.cp) << c.after;
+    }
+    // The bounded form stops at the end of what is available.
+    uint32_t cp = 7;
+    EXPECT_EQ(DecodeEscape("u1234", 3, cp), 3);
+    EXPECT_EQ(cp, 0x12u);
+    EXPECT_EQ(DecodeEscape("n", 0, cp), 0);
+}
+
+TEST(JsonTextUtf8, EncodeAndDecode)
+{
+    struct Case
+    {
+        uint32_t cp;
+        const char* bytes;
+    } cases[] = {{0x41, "A"},
+                 {0xE9, "\xC3\xA9"},
+                 {0x7FF, "\xDF\xBF"},
+                 {0x800, "\xE0\xA0\x80"},
+                 {0xD800, "\xED\xA0\x80"},
+                 {0x10FFFF, "\xF4\x8F\xBF\xBF"}};
+    for (const Case& c : cases)
+    {
+        char out[4] = {};
+        uint32_t n = EncodeUtf8(c.cp, out);
+        ASSERT_EQ(n, std::strlen(c.bytes)) << std::hex << c.cp;
+        EXPECT_EQ(std::string(out, n), c.bytes);
+        int32_t pos = 0;
+        EXPECT_EQ(DecodeUtf8(c.bytes, pos), c.cp);
+        EXPECT_EQ(pos, static_cast<int32_t>(n));
+    }
+    char out[4] = {'x', 'x', 'x', 'x'};
+    EXPECT_EQ(EncodeUtf8(0x110000, out), 0u);
+    EXPECT_EQ(EncodeUtf8(0xFFFFFFC3u, out), 0u);
+    EXPECT_EQ(out[0], 'x');
+}
+
+TEST(JsonTextUtf8, DecodeOddInput)
+{
+    int32_t pos = 1;
+    EXPECT_EQ(DecodeUtf8("a\x85z", pos), 0x85u); // a stray continuation byte is its own value
+    EXPECT_EQ(pos, 2);
+    pos = 0;
+    EXPECT_EQ(DecodeUtf8("", pos), 0u);
+    pos = -1;
+    EXPECT_EQ(DecodeUtf8("abc", pos), 0u);
+    EXPECT_EQ(pos, -1);
+    pos = 3;
+    EXPECT_EQ(DecodeUtf8("abc", pos), 0u);
+    EXPECT_EQ(pos, 3);
+    // Bounded: a sequence cut by the length decodes only what is inside.
+    pos = 0;
+    EXPECT_EQ(DecodeUtf8("\xC3\xA9", 1, pos), 0xC3u);
+    EXPECT_EQ(pos, 1);
+    // A run of continuation bytes longer than a sequence is taken four at most.
+    pos = 0;
+    DecodeUtf8("\xF0\x80\x80\x80\x80", pos);
+    EXPECT_EQ(pos, 4);
+}
+
+TEST(JsonTextConvert, SignedIntegers)
+{
+    struct Case
+    {
+        const char* text;
+        bool ok;
+        int64_t i32; // TextToInt32
+    } cases[] = {
+        {"0x1F", true, 31},  {"0X1f", true, 31},   {"-12", true, -12},   {"010", true, 8},     {"08", true, 0},
+        {"12abc", true, 12}, {" \t\f+7", true, 7}, {"-0x10", true, -16}, {"0xg", true, 0},     {"abc", false, 0},
+        {"", false, 0},      {"-", false, 0},      {"+ 5", false, 0},    {"4294967297", true, 1},
+        {"-2147483649", true, 2147483647},
+    };
+    for (const Case& c : cases)
+    {
+        int32_t v = -999;
+        EXPECT_EQ(TextToInt32(c.text, Len(c.text), v), c.ok) << c.text;
+        EXPECT_EQ(v, c.ok ? c.i32 : -999) << c.text;
+    }
+    int8_t i8 = 0;
+    EXPECT_TRUE(TextToInt8("200", 3, i8));
+    EXPECT_EQ(i8, -56);
+    EXPECT_TRUE(TextToInt8("0x7f", 4, i8));
+    EXPECT_EQ(i8, 127);
+    int16_t i16 = 0;
+    EXPECT_TRUE(TextToInt16("070000", 6, i16)); // octal 070000 = 28672
+    EXPECT_EQ(i16, 28672);
+    EXPECT_TRUE(TextToInt16("65535", 5, i16));
+    EXPECT_EQ(i16, -1);
+
+    int64_t i64 = 5;
+    EXPECT_TRUE(TextToInt64("0x1F", 4, i64)); // decimal only: reads the 0
+    EXPECT_EQ(i64, 0);
+    EXPECT_TRUE(TextToInt64("010", 3, i64));
+    EXPECT_EQ(i64, 10);
+    EXPECT_TRUE(TextToInt64("-9223372036854775808", 20, i64));
+    EXPECT_EQ(i64, INT64_MIN);
+    EXPECT_FALSE(TextToInt64("x", 1, i64));
+    EXPECT_EQ(i64, INT64_MIN);
+}
+
+TEST(JsonTextConvert, UnsignedIntegers)
+{
+    uint32_t u32 = 0;
+    EXPECT_TRUE(TextToUInt32("0X1F", 4, u32));
+    EXPECT_EQ(u32, 31u);
+    EXPECT_TRUE(TextToUInt32("0xffffffff", 10, u32));
+    EXPECT_EQ(u32, 0xFFFFFFFFu);
+    EXPECT_TRUE(TextToUInt32("-1", 2, u32));
+    EXPECT_EQ(u32, 0xFFFFFFFFu);
+    EXPECT_TRUE(TextToUInt32("010", 3, u32)); // no octal for u
+    EXPECT_EQ(u32, 10u);
+    EXPECT_TRUE(TextToUInt32("0x", 2, u32)); // too short for the hex form: decimal 0
+    EXPECT_EQ(u32, 0u);
+    u32 = 9;
+    EXPECT_FALSE(TextToUInt32("0xg", 3, u32));
+    EXPECT_EQ(u32, 9u);
+
+    uint64_t u64 = 9;
+    EXPECT_TRUE(TextToUInt64("0X1F", 4, u64));
+    EXPECT_EQ(u64, 0u);
+    EXPECT_TRUE(TextToUInt64("0x1F", 4, u64));
+    EXPECT_EQ(u64, 31u);
+    EXPECT_TRUE(TextToUInt64("18446744073709551615", 20, u64));
+    EXPECT_EQ(u64, UINT64_MAX);
+    EXPECT_TRUE(TextToUInt64("0xFFFFFFFFFFFFFFFF", 18, u64));
+    EXPECT_EQ(u64, UINT64_MAX);
+
+    uint8_t u8 = 0;
+    EXPECT_TRUE(TextToUInt8("0XfF", 4, u8));
+    EXPECT_EQ(u8, 255);
+    EXPECT_TRUE(TextToUInt8("257", 3, u8));
+    EXPECT_EQ(u8, 1);
+    uint16_t u16 = 0;
+    EXPECT_TRUE(TextToUInt16("0x10000", 7, u16));
+    EXPECT_EQ(u16, 0);
+    EXPECT_TRUE(TextToUInt16("123456", 6, u16));
+    EXPECT_EQ(u16, 123456 & 0xFFFF);
+}
+
+TEST(JsonTextConvert, LengthBoundsTheRead)
+{
+    int32_t v = 0;
+    EXPECT_TRUE(TextToInt32("123456", 3, v));
+    EXPECT_EQ(v, 123);
+    uint32_t u = 0;
+    // The hex form needs three bytes of value text, whatever follows.
+    EXPECT_TRUE(TextToUInt32("0x1F", 2, u));
+    EXPECT_EQ(u, 0u);
+    double d = 0;
+    EXPECT_TRUE(TextToDouble("1.25e3", 4, d));
+    EXPECT_EQ(d, 1.25);
+}
+
+TEST(JsonTextConvert, FloatingPoint)
+{
+    struct Case
+    {
+        const char* text;
+        bool ok;
+        double value;
+    } cases[] = {
+        {"1.5", true, 1.5},  {"-2.25e2", true, -225}, {"  .5", true, 0.5}, {"3.", true, 3},  {"1e", true, 1},
+        {"1e+", true, 1},    {"7E-1x", true, 0.7},    {"0x10", true, 0},   {"abc", false, 0}, {".", false, 0},
+        {"-", false, 0},     {"", false, 0},
+    };
+    for (const Case& c : cases)
+    {
+        double d = -1;
+        EXPECT_EQ(TextToDouble(c.text, Len(c.text), d), c.ok) << c.text;
+        EXPECT_DOUBLE_EQ(d, c.ok ? c.value : -1) << c.text;
+        float f = -1;
+        EXPECT_EQ(TextToFloat(c.text, Len(c.text), f), c.ok) << c.text;
+        EXPECT_FLOAT_EQ(f, c.ok ? static_cast<float>(c.value) : -1.0f) << c.text;
+    }
+    double d = 0;
+    EXPECT_TRUE(TextToDouble("-Infinity", 9, d));
+    EXPECT_TRUE(std::isinf(d) && d < 0);
+    EXPECT_TRUE(TextToDouble("NaN", 3, d));
+    EXPECT_TRUE(std::isnan(d));
+    // A long digit string does not fit the stack copy and still converts.
+    std::string longText = "1." + std::string(400, '0') + "1";
+    EXPECT_TRUE(TextToDouble(longText.c_str(), static_cast<int32_t>(longText.size()), d));
+    EXPECT_DOUBLE_EQ(d, 1.0);
+}
+
+TEST(JsonTextConvert, ReadFormatSettingIsUsed)
+{
+    const char* saved = DoubleReadFormat;
+    DoubleReadFormat = "%lf%%"; // not a plain conversion: the runtime's scanner reads it
+    double d = 0;
+    EXPECT_TRUE(TextToDouble("2.5%", 4, d));
+    EXPECT_EQ(d, 2.5);
+    DoubleReadFormat = "x%lf";
+    EXPECT_FALSE(TextToDouble("2.5", 3, d));
+    DoubleReadFormat = saved;
+    EXPECT_TRUE(TextToDouble("3.5", 3, d));
+    EXPECT_EQ(d, 3.5);
+}
+
+TEST(JsonTextConvert, BoolAndNull)
+{
+    struct Case
+    {
+        const char* text;
+        bool ok;
+        bool value;
+    } cases[] = {{"TRUE", true, true},  {"True", true, true}, {"fAlSe", true, false}, {"true1", false, false},
+                 {"1", false, false},   {"tru", false, false}, {"", false, false}};
+    for (const Case& c : cases)
+    {
+        bool b = !c.value;
+        EXPECT_EQ(TextToBool(c.text, Len(c.text), b), c.ok) << c.text;
+        if (c.ok)
+            EXPECT_EQ(b, c.value) << c.text;
+        else
+            EXPECT_EQ(b, !c.value) << c.text;
+    }
+    EXPECT_TRUE(TextIsNull("NULL", 4));
+    EXPECT_TRUE(TextIsNull("nullable", 8));
+    EXPECT_FALSE(TextIsNull("nul", 3));
+    EXPECT_FALSE(TextIsNull("nil", 3));
+    const char* saved = NullLiteral;
+    NullLiteral = "nil";
+    EXPECT_TRUE(TextIsNull("NIL", 3));
+    EXPECT_FALSE(TextIsNull("null", 4));
+    NullLiteral = saved;
+}
+
+TEST(JsonTextBase64, Sizes)
+{
+    EXPECT_EQ(Base64EncodedSize(0), 1u);
+    EXPECT_EQ(Base64EncodedSize(1), 5u);
+    EXPECT_EQ(Base64EncodedSize(3), 5u);
+    EXPECT_EQ(Base64EncodedSize(4), 9u);
+    EXPECT_EQ(Base64EncodedSize(0xFFFFFFFFu), 0xFFFFFFFFu); // saturates instead of wrapping
+    EXPECT_EQ(Base64DecodedSize("QQ==", kBase64ToNul), 1u);
+    EXPECT_EQ(Base64DecodedSize("QUJD", kBase64ToNul), 3u);
+    EXPECT_EQ(Base64DecodedSize("QUJD", 2), 1u);
+    EXPECT_EQ(Base64DecodedSize("====", kBase64ToNul), 0u);
+    EXPECT_EQ(Base64DecodedSize("QUJD", 0), 0u);
+}
+
+TEST(JsonTextBase64, EncodeKnownVectors)
+{
+    struct Case
+    {
+        const char* in;
+        const char* out;
+    } cases[] = {{"A", "QQ=="},     {"f", "Zg=="},         {"fo", "Zm8="},
+                 {"foo", "Zm9v"},   {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="},
+                 {"foobar", "Zm9vYmFy"}, {"\xFF\xFE\xFD", "//79"}};
+    for (const Case& c : cases)
+    {
+        char out[32];
+        std::memset(out, 'x', sizeof out);
+        uint32_t n = 0;
+        ASSERT_TRUE(Base64Encode(c.in, static_cast<uint32_t>(std::strlen(c.in)), out, sizeof out, &n)) << c.in;
+        EXPECT_STREQ(out, c.out);
+        EXPECT_EQ(n, std::strlen(c.out) + 1);
+        EXPECT_EQ(out[sizeof out - 1], '\0'); // the whole capacity is cleared
+
+        uint8_t back[16];
+        uint32_t m = 99;
+        ASSERT_TRUE(Base64Decode(c.out, sizeof back, back, m)) << c.out;
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(back), m), c.in);
+    }
+}
+
+TEST(JsonTextBase64, EncodeRefusals)
+{
+    char out[8] = {};
+    uint32_t n = 77;
+    EXPECT_FALSE(Base64Encode("A", 1, out, 4, &n)); // needs 5
+    EXPECT_EQ(n, 77u);
+    EXPECT_TRUE(Base64Encode("A", 1, out, 5, nullptr));
+    EXPECT_STREQ(out, "QQ==");
+    EXPECT_FALSE(Base64Encode("A", 0, out, sizeof out, &n));
+    EXPECT_FALSE(Base64Encode(nullptr, 1, out, sizeof out, &n));
+    EXPECT_FALSE(Base64Encode("A", 1, nullptr, sizeof out, &n));
+    EXPECT_FALSE(Base64Encode("A", 1, out, 0, &n));
+}
+
+TEST(JsonTextBase64, DecodeLimits)
+{
+    uint8_t out[4];
+    uint32_t n = 5;
+    EXPECT_FALSE(Base64Decode(nullptr, sizeof out, out, n));
+    EXPECT_EQ(n, 0u);
+    EXPECT_FALSE(Base64Decode("QUJD", 2, out, n)); // three bytes do not fit two
+    EXPECT_FALSE(Base64Decode("====", sizeof out, out, n));
+    EXPECT_FALSE(Base64Decode("", sizeof out, out, n));
+    // Padding in the middle is skipped; the walk still consumes everything.
+    EXPECT_TRUE(Base64Decode("QU=JD", sizeof out, out, n));
+    EXPECT_EQ(n, 3u);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 3), "ABC");
+}
+
+TEST(JsonTextBase64, IsBase64Canonical)
+{
+    struct Case
+    {
+        const char* text;
+        uint32_t length;
+        bool expected;
+    } cases[] = {
+        {"QQ", 0, true},     {"QQ==", 0, true},  {"QR==", 0, false}, {"", 0, false},    {"QQ=", 0, true},
+        {"QQ===", 0, false}, {"Q", 0, false},    {"QUJD", 0, true},  {"QU JD", 0, false}, {"QUJD!!", 4, true},
+        {"=QQ=", 0, false},  {"Zm9vYmFy", 0, true},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(IsBase64(c.text, c.length), c.expected) << c.text;
+    EXPECT_FALSE(IsBase64(nullptr, 0));
+
+    std::string ok(1020, 'A');
+    EXPECT_TRUE(IsBase64(ok.c_str(), 0));
+    std::string tooLong(1024, 'A');
+    EXPECT_FALSE(IsBase64(tooLong.c_str(), 0));
+}
+} // namespace
