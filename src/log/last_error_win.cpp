@@ -38,9 +38,3 @@ uint32_t LogSink::LogLastErrorUnless(uint32_t ignoredCode, const char* context, 
     LogLastError(context, onlyIfSet);
     return code;
 }
-
-bool StubLog::Create(LogSinkKind, const wchar_t*)
-{
-    // The file sinks arrive with the logging work; until then no channel opens.
-    return false;
-}

@@ -1,4 +1,5 @@
-// Without a Windows thread last-error code there is nothing to report.
+// Native builds have no file sinks and no thread last-error code; the
+// command-line tool and tests install their own sink (StubLog::Install).
 #include "log/stub_log.h"
 
 uint32_t LogSink::LogLastError(const char*, bool)

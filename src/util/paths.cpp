@@ -1,5 +1,7 @@
 #include "util/files.h"
 
+#include <utility>
+
 bool GetFileNamePart(const std::wstring& path, std::wstring& name)
 {
     auto pos = path.rfind(L'\\');
