@@ -1,6 +1,6 @@
 #include "options/command_line_switch.h"
 
-#include "util/text_encoding.h"
+#include "util/text_convert.h"
 
 CommandLineSwitch::CommandLineSwitch(const wchar_t* name) : m_Name(name ? name : L"")
 {

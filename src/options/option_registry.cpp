@@ -1,7 +1,8 @@
 #include "options/option_registry.h"
+#include "options/switches.h"
 
 #include "log/stub_log.h"
-#include "util/text_encoding.h"
+#include "util/text_convert.h"
 
 #include <windows.h>
 #include <shellapi.h>
@@ -95,3 +96,24 @@ void OptionRegistry::MatchSwitch(CommandLineSwitch& commandLineSwitch, const std
         commandLineSwitch.SetValue(value);
     }
 }
+
+// Defined beside the registry so that every program that parses also links
+// them; within this file the order of definition is the order of registration.
+namespace Switches
+{
+RegisteredSwitch<ValueSwitch> ForceLauncherPath(L"-forceLauncherPath");
+RegisteredSwitch<ValueSwitch> ForceTargetPath(L"-forceTargetPath");
+RegisteredSwitch<FlagSwitch> StubLogEnabled(L"-stub_log");
+RegisteredSwitch<FlagSwitch> LaunchDirectly(L"-launchDirectly");
+RegisteredSwitch<FlagSwitch> ForceXpVistaFailure(L"-forceXpVistaFailure");
+RegisteredSwitch<FlagSwitch> ForceXpVistaSuccess(L"-forceXpVistaSuccess");
+RegisteredSwitch<FlagSwitch> ForceSP1Failure(L"-forceSP1Failure");
+RegisteredSwitch<FlagSwitch> ForceSP1Success(L"-forceSP1Success");
+RegisteredSwitch<FlagSwitch> Force64Bit(L"-force64Bit");
+RegisteredSwitch<FlagSwitch> Force32Bit(L"-force32Bit");
+RegisteredSwitch<FlagSwitch> ForceOldKvoFailure(L"-forceOldKvoFailure");
+RegisteredSwitch<FlagSwitch> SkipInstallers(L"-skipInstallers");
+RegisteredSwitch<FlagSwitch> ForcePrereleaseCheck(L"-forcePrereleaseCheck");
+RegisteredSwitch<FlagSwitch> SkipPrereleaseCheck(L"-skipPrereleaseCheck");
+RegisteredSwitch<FlagSwitch> SlashF(L"/F");
+} // namespace Switches

@@ -40,8 +40,12 @@ struct ParseCase
 const ParseCase kParseCases[] = {
     {"quoted separate argument", L"-forceLauncherPath \"D:\\Program Files\\L\\Launcher.exe\"",
      L"d:\\program files\\l\\launcher.exe", L"", false, false},
-    {"equals with quoted value", L"-forceLauncherPath=\"D:\\Program Files\\L\\Launcher.exe\"",
-     L"d:\\program files\\l\\launcher.exe", L"", false, false},
+    {"equals with quoted value", L"-stub_log -forceLauncherPath=\"D:\\Program Files\\L\\Launcher.exe\"",
+     L"d:\\program files\\l\\launcher.exe", L"", true, false},
+    // The first argument is split by the program-name rules: quotes inside it
+    // stay and the blank ends it.
+    {"first argument keeps its quotes", L"-forceLauncherPath=\"D:\\Program Files\\L.exe\"", L"\"d:\\program",
+     L"", false, false},
     {"colon form", L"-forceLauncherPath:D:\\L.exe", L"d:\\l.exe", L"", false, false},
     {"only one separator is skipped", L"-forceLauncherPath==x", L"=x", L"", false, false},
     {"any character is skipped", L"-forceLauncherPathXabc", L"abc", L"", false, false},
