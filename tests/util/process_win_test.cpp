@@ -1,0 +1,152 @@
+#include "util/process.h"
+#include "util/test_folder_win.h"
+#include "util/text_convert.h"
+#include "util/win_handle.h"
+
+#include "support/capture_sink.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <cwctype>
+
+namespace
+{
+DWORD HandleCount()
+{
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+}
+
+// A running copy of the helper program; ended when the object goes.
+class HelperProcess
+{
+public:
+    explicit HelperProcess(const std::wstring& exe)
+    {
+        std::wstring commandLine = L"\"" + exe + L"\" 60";
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION info{};
+        if (CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                           &info))
+        {
+            m_Process.Reset(info.hProcess);
+            CloseHandle(info.hThread);
+            m_Id = info.dwProcessId;
+        }
+    }
+    ~HelperProcess() { Stop(); }
+    void Stop()
+    {
+        if (!m_Process)
+            return;
+        TerminateProcess(m_Process.Get(), 0);
+        WaitForSingleObject(m_Process.Get(), 10000);
+        m_Process.Reset();
+    }
+    bool Started() const { return m_Process.Valid(); }
+    DWORD Id() const { return m_Id; }
+
+private:
+    KernelHandle m_Process;
+    DWORD m_Id = 0;
+};
+
+TEST(ForEachProcess, SeesThisProcessAndStopsOnRequest)
+{
+    DWORD handles = HandleCount();
+    bool foundSelf = false;
+    int visited = 0;
+    EXPECT_TRUE(libutil::ForEachProcess([&](const PROCESSENTRY32W& entry) {
+        ++visited;
+        EXPECT_EQ(entry.dwSize, sizeof(PROCESSENTRY32W));
+        if (entry.th32ProcessID == GetCurrentProcessId())
+            foundSelf = true;
+        return true;
+    }));
+    EXPECT_TRUE(foundSelf);
+    EXPECT_GT(visited, 1);
+
+    int calls = 0;
+    EXPECT_TRUE(libutil::ForEachProcess([&](const PROCESSENTRY32W&) { return ++calls < 2; }));
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(HandleCount(), handles);
+}
+
+class IsProcessRunningTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        for (auto* dir : {&m_First, &m_Second})
+        {
+            ASSERT_TRUE(CreateDirectoryW(dir->c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS);
+            ASSERT_TRUE(CopyFileW((ExeFolder() + L"\\kvo_version_helper.exe").c_str(),
+                                  (*dir + L"\\KvoLauncherTest.exe").c_str(), FALSE));
+        }
+        m_Handles = HandleCount();
+    }
+    void TearDown() override { EXPECT_EQ(HandleCount(), m_Handles) << "a handle leaked"; }
+
+    std::wstring Exe(const std::wstring& dir) const { return dir + L"\\KvoLauncherTest.exe"; }
+
+    TestFolder m_Dir{L"process"};
+    std::wstring m_First = m_Dir / L"first";
+    std::wstring m_Second = m_Dir / L"second";
+    DWORD m_Handles = 0;
+};
+
+TEST_F(IsProcessRunningTest, AnswersForThePathThatRuns)
+{
+    EXPECT_FALSE(libutil::IsProcessRunning(Exe(m_First).c_str()));
+    HelperProcess first(Exe(m_First));
+    ASSERT_TRUE(first.Started());
+    {
+        ScopedLogCapture log;
+        EXPECT_TRUE(libutil::IsProcessRunning(Exe(m_First).c_str()));
+        EXPECT_TRUE(log.Contains("Launcher is already running."));
+    }
+    std::wstring upper = Exe(m_First);
+    for (auto& c : upper)
+        c = static_cast<wchar_t>(std::towupper(c));
+    EXPECT_TRUE(libutil::IsProcessRunning(upper.c_str())) << "paths compare without case";
+    {
+        ScopedLogCapture log;
+        // Same name, other folder: that program is not running.
+        EXPECT_FALSE(libutil::IsProcessRunning(Exe(m_Second).c_str()));
+        EXPECT_FALSE(log.Contains("Launcher is already running."));
+    }
+    // A bare name has no folder to compare: never running.
+    EXPECT_FALSE(libutil::IsProcessRunning(L"KvoLauncherTest.exe"));
+    first.Stop();
+    EXPECT_FALSE(libutil::IsProcessRunning(Exe(m_First).c_str()));
+}
+
+TEST_F(IsProcessRunningTest, OnlyTheFirstMatchingProcessIsExamined)
+{
+    HelperProcess first(Exe(m_First));
+    HelperProcess second(Exe(m_Second));
+    ASSERT_TRUE(first.Started() && second.Started());
+    DWORD firstFound = 0;
+    libutil::ForEachProcess([&](const PROCESSENTRY32W& entry) {
+        if (_wcsicmp(entry.szExeFile, L"KvoLauncherTest.exe") != 0)
+            return true;
+        firstFound = entry.th32ProcessID;
+        return false;
+    });
+    ASSERT_TRUE(firstFound == first.Id() || firstFound == second.Id());
+    // Both run, but only the program of the first process in the walk is seen.
+    EXPECT_EQ(libutil::IsProcessRunning(Exe(m_First).c_str()), firstFound == first.Id());
+    EXPECT_EQ(libutil::IsProcessRunning(Exe(m_Second).c_str()), firstFound == second.Id());
+}
+
+TEST(CurrentProcessLocation, IsTheExecutablesFolder)
+{
+    char location[libutil::kProcessLocationSize];
+    ASSERT_TRUE(libutil::GetCurrentProcessLocation(location));
+    EXPECT_EQ(location, ToUtf8(ExeFolder()));
+    EXPECT_NE(location[std::strlen(location) - 1], '\\');
+}
+} // namespace
