@@ -1,0 +1,29 @@
+// Localized error and warning boxes.
+#pragma once
+
+#include "app/launch_error.h"
+
+#include <cstdint>
+#include <string>
+
+// Replaces the "~TitleName~" placeholder; nothing in the launch flow sets it.
+extern std::wstring TitleNameText;
+
+// Text ids of the string table for an error or a warning box.
+uint32_t ErrorTextId(LaunchError error);
+uint32_t WarningTextId(LaunchError warning);
+
+// The string-table rules applied to a loaded text: U+00B5 becomes U+00A0, and
+// the first "~" together with the ten characters after it becomes titleName.
+std::wstring ApplyMessageTextRules(std::wstring text, const std::wstring& titleName);
+
+// A text of the executable's string table; empty when the id is missing.
+std::wstring LoadMessageText(uint32_t id);
+
+// Both log the box and return when the user has closed it.
+void ShowError(LaunchError error);
+void ShowWarning(LaunchError warning);
+
+// Help button of error boxes: opens the support page; the help data is unused.
+struct tagHELPINFO;
+void __stdcall OpenSupportPage(tagHELPINFO* helpInfo);
