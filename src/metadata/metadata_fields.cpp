@@ -1,0 +1,264 @@
+#include "metadata/metadata_fields.h"
+
+#include "json/json_reader.h"
+
+#include <memory>
+
+namespace
+{
+// Texts of 260 bytes or more do not fit the element buffer and fail the list.
+constexpr uint32_t kListElementBuffer = 260;
+constexpr uint32_t kPlatformNameBuffer = 32;
+
+bool ParsePrerequisite(const JsonReader& element, PrerequisiteRecord& record)
+{
+    if (!element.GetString("prerequisiteId", record.prerequisiteId) ||
+        !element.GetString("friendlyName", record.friendlyName) || !element.GetString("version", record.version) ||
+        !element.GetString("executableName", record.executableName))
+        return false;
+    element.GetString("commandline", record.commandline);
+    element.GetString("locKey", record.locKey);
+    JsonReader codes;
+    JsonReader code;
+    if (element.FindMember("ignoreExitCodes", codes) && codes.FirstChild(code))
+    {
+        do
+        {
+            int32_t value = 0;
+            if (!code.GetInt32(value))
+                return false;
+            record.ignoreExitCodes.Append(static_cast<uint32_t>(value));
+        } while (code.NextSibling(code));
+    }
+    return true;
+}
+} // namespace
+
+void IntField::Reset()
+{
+    m_Value = 0;
+    ClearPresent();
+}
+
+bool IntField::ParseValue(const JsonReader& member)
+{
+    return member.GetInt32(m_Value);
+}
+
+void BoolField::Reset()
+{
+    m_Value = false;
+    ClearPresent();
+}
+
+bool BoolField::ParseValue(const JsonReader& member)
+{
+    return member.GetBool(m_Value);
+}
+
+void TextField::Reset()
+{
+    m_Value.clear();
+    ClearPresent();
+}
+
+bool TextField::ParseValue(const JsonReader& member)
+{
+    return member.GetString(m_Value);
+}
+
+void TextListField::Reset()
+{
+    m_Value.Clear();
+    ClearPresent();
+}
+
+bool TextListField::ParseValue(const JsonReader& member)
+{
+    m_Value.Clear();
+    JsonReader element;
+    if (!member.FirstChild(element))
+        return true; // empty array, or not a container at all
+    do
+    {
+        char buffer[kListElementBuffer];
+        if (!element.GetString(buffer, sizeof buffer))
+            return false;
+        m_Value.Append(buffer);
+    } while (element.NextSibling(element));
+    return true;
+}
+
+void AppIdListField::Reset()
+{
+    m_Value.Clear();
+    ClearPresent();
+}
+
+bool AppIdListField::ParseValue(const JsonReader& member)
+{
+    m_Value.Clear();
+    JsonReader element;
+    if (!member.FirstChild(element))
+        return true;
+    do
+    {
+        uint64_t id = 0;
+        if (!element.GetUInt64(id))
+            return false;
+        m_Value.Append(id);
+    } while (element.NextSibling(element));
+    return true;
+}
+
+void PrerequisiteListField::Reset()
+{
+    m_Value.Clear();
+    ClearPresent();
+}
+
+bool PrerequisiteListField::ParseValue(const JsonReader& member)
+{
+    m_Value.Clear();
+    JsonReader element;
+    if (!member.FirstChild(element))
+        return true;
+    do
+    {
+        auto record = std::make_unique<PrerequisiteRecord>();
+        if (!ParsePrerequisite(element, *record))
+            return false;
+        m_Value.Append(std::move(record));
+    } while (element.NextSibling(element));
+    return true;
+}
+
+void EnumField::Reset()
+{
+    m_Value = m_ResetValue;
+    ClearPresent();
+}
+
+bool EnumField::ParseValue(const JsonReader& member)
+{
+    std::string keyword;
+    if (!member.GetString(keyword))
+        return false;
+    uint32_t value = 0;
+    if (!m_Lookup(keyword.c_str(), value))
+        return false;
+    m_Value = value;
+    return true;
+}
+
+void PlatformFeaturesField::Reset()
+{
+    for (uint32_t& mask : m_Masks)
+        mask = 0;
+    ClearPresent();
+}
+
+bool PlatformFeaturesField::ParseValue(const JsonReader& member)
+{
+    // `default` is the mask every platform starts from.
+    uint32_t base = 0;
+    JsonReader platform;
+    if (member.FindMember(GamePlatformKeyword(GamePlatform::Default), platform) &&
+        !ParseFeatureFlags(platform, base))
+        return false;
+    for (uint32_t& mask : m_Masks)
+        mask = base;
+
+    if (!member.FirstChild(platform))
+        return false;
+    do
+    {
+        char name[kPlatformNameBuffer];
+        uint32_t index = 0;
+        if (!platform.GetName(name, sizeof name) || !FindGamePlatform(name, index))
+            return false;
+        if (index != GamePlatform::Default && !ParseFeatureFlags(platform, m_Masks[index]))
+            return false;
+    } while (platform.NextSibling(platform));
+    return true;
+}
+
+MetadataFieldTable::MetadataFieldTable()
+    : m_Header{&metadataVersion},
+      m_Main{&titleId,
+             &noxTitleId,
+             &friendlyName,
+             &altFriendlyName,
+             &parentApp,
+             &principalFileName,
+             &appdataFolderName,
+             &neverInstallable,
+             &invisibleUntilRelease,
+             &installFolderRegKey,
+             &installFolderRegValueName,
+             &preqs,
+             &installshieldGuidList,
+             &installshieldGuid,
+             &modScan,
+             &modAllowList,
+             &modWhitelist,
+             &settingsRegistry,
+             &settingsRegistryLanguage,
+             &cloudSaveRoot,
+             &cloudSaveFolder,
+             &cloudSaveFiles,
+             &cloudSaveLocalMods,
+             &cloudSaveCompression,
+             &platforms,
+             &checkExitCodes,
+             &appCompatFlags,
+             &minKvoVersion,
+             &minGameVersion,
+             &safeMode,
+             &languages,
+             &crashpadSamplingPercent,
+             &wmpCheck,
+             &gamePlatform,
+             &environment,
+             &environmentName,
+             &shouldLaunchDirectly,
+             &steamInstallerPath,
+             &steamAppIds,
+             &epicSdkVersion,
+             &epicProductName,
+             &epicProductVersion,
+             &epicProductId,
+             &epicSandboxId,
+             &epicDeploymentId,
+             &epicClientId,
+             &epicClientSecret,
+             &epicArtifact,
+             &epicAudiences,
+             &customPrerequisites}
+{
+    titleId.SetRequired(true);
+    friendlyName.SetRequired(true);
+    principalFileName.SetRequired(true);
+    appdataFolderName.SetRequired(true);
+    installFolderRegKey.SetRequired(true);
+    installFolderRegValueName.SetRequired(true);
+    languages.SetRequired(true);
+    ResetToStart();
+}
+
+void MetadataFieldTable::Reset()
+{
+    for (MetadataField* field : m_Header)
+        field->Reset();
+    for (MetadataField* field : m_Main)
+        field->Reset();
+}
+
+void MetadataFieldTable::ResetToStart()
+{
+    Reset();
+    // The three fields whose start value differs from their kind's reset value.
+    noxTitleId.SetValue(-1);
+    crashpadSamplingPercent.SetValue(100);
+    checkExitCodes.SetValue(true);
+}
