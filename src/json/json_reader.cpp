@@ -1,0 +1,517 @@
+#include "json/json_reader.h"
+
+#include "json/json_scan.h"
+#include "json/json_text.h"
+#include "log/stub_log.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+
+using jsonscan::ContainerEnd;
+using jsonscan::SkipSpace;
+using jsonscan::ValueEnd;
+
+namespace
+{
+// Scans use signed 32-bit positions: longer texts are read as far as that
+// reaches.
+inline int32_t ScanEnd(uint32_t length)
+{
+    return length > static_cast<uint32_t>(INT32_MAX) ? INT32_MAX : static_cast<int32_t>(length);
+}
+
+inline bool IsOpener(char c)
+{
+    return c == '{' || c == '[';
+}
+
+// The message text is the document from the element on; it is copied because
+// the document need not be NUL-terminated, and capped so that a broken
+// multi-megabyte document does not turn into one log line of that size.
+void LogUnexpected(const char* base, int32_t end, int32_t offset)
+{
+    if (!StubLog::IsOn())
+        return;
+    constexpr int32_t kMaxQuoted = 64 * 1024;
+    const int32_t limit = end < kMaxQuoted ? end : kMaxQuoted;
+    const void* nul = std::memchr(base, '\0', static_cast<size_t>(limit));
+    const size_t n = nul ? static_cast<size_t>(static_cast<const char*>(nul) - base) : static_cast<size_t>(limit);
+    std::unique_ptr<char[]> copy(new (std::nothrow) char[n + 1]);
+    if (!copy)
+        return;
+    std::memcpy(copy.get(), base, n);
+    copy[n] = '\0';
+    StubLog::Printf("Unexpected character %c at offset:%d in \"%s\"", base[offset], offset, copy.get());
+}
+} // namespace
+
+JsonReader::JsonReader(const char* documentText, uint32_t length)
+{
+    Parse(documentText, length);
+}
+
+bool JsonReader::Parse(const char* documentText, uint32_t length)
+{
+    return ParseAt(documentText, length, 0);
+}
+
+void JsonReader::Clear()
+{
+    text = nullptr;
+    textLength = 0;
+    nameOffset = -1;
+    nameLength = -1;
+    valueOffset = -1;
+    valueLength = -1;
+    tooDeep = false;
+}
+
+bool JsonReader::ParseAt(const char* base, uint32_t length, int32_t start)
+{
+    Clear();
+    if (!base || length == 0)
+        return false;
+    const int32_t end = ScanEnd(length);
+    const int32_t p = SkipSpace(base, end, start);
+    if (p < 0)
+        return false;
+    int32_t nOffset = -1;
+    int32_t nLength = -1;
+    int32_t vOffset;
+    int32_t vEnd;
+    bool deep = false;
+    const char c = base[p];
+    if (IsOpener(c))
+    {
+        vOffset = p;
+        vEnd = ContainerEnd(base, end, p, deep);
+    }
+    else if (IsStructural(static_cast<uint8_t>(c)))
+    {
+        return false;
+    }
+    else
+    {
+        const int32_t e = ValueEnd(base, end, p);
+        if (e <= p)
+            return false;
+        const int32_t q = SkipSpace(base, end, e);
+        if (q >= 0 && (base[q] == ':' || base[q] == '='))
+        {
+            if (c == '"')
+            {
+                nOffset = p + 1;
+                nLength = e - p - 2;
+            }
+            else
+            {
+                nOffset = p;
+                nLength = e - p;
+            }
+            if (nOffset >= end || nLength < 1)
+                return false;
+            const int32_t v = SkipSpace(base, end, q + 1);
+            if (v < 0)
+                return false;
+            vOffset = v;
+            vEnd = IsOpener(base[v]) ? ContainerEnd(base, end, v, deep) : ValueEnd(base, end, v);
+        }
+        else
+        {
+            vOffset = p;
+            vEnd = e;
+        }
+    }
+    if (vEnd <= vOffset)
+    {
+        tooDeep = deep;
+        return false;
+    }
+    text = base;
+    textLength = length;
+    nameOffset = nOffset;
+    nameLength = nLength;
+    valueOffset = vOffset;
+    valueLength = vEnd - vOffset;
+    tooDeep = deep;
+    return !tooDeep;
+}
+
+bool JsonReader::IsObject() const
+{
+    return IsValid() && valueLength >= 1 && text[valueOffset] == '{';
+}
+
+bool JsonReader::IsArray() const
+{
+    return IsValid() && valueLength >= 1 && text[valueOffset] == '[';
+}
+
+bool JsonReader::HasName() const
+{
+    return IsValid() && nameOffset >= 0 && nameLength >= 1;
+}
+
+bool JsonReader::FirstChild(JsonReader& child) const
+{
+    if (!IsValid() || valueLength < 1 || !IsOpener(text[valueOffset]))
+        return false;
+    const uint32_t start = static_cast<uint32_t>(valueOffset) + 1;
+    if (start >= textLength)
+        return false;
+    const char* base = text + start;
+    const uint32_t length = textLength - start;
+    return child.ParseAt(base, length, 0);
+}
+
+JsonReader JsonReader::FirstChild() const
+{
+    JsonReader child;
+    if (!FirstChild(child))
+        child.Clear();
+    return child;
+}
+
+bool JsonReader::NextSibling(JsonReader& next) const
+{
+    if (!IsValid())
+        return false;
+    const int32_t end = ScanEnd(textLength);
+    const int32_t after = valueOffset + valueLength;
+    const int32_t p = SkipSpace(text, end, after);
+    if (p < 0)
+        return false;
+    const char c = text[p];
+    if (c == ',')
+    {
+        int32_t r = p + 1;
+        while (r < end && (text[r] == ',' || IsSpace(static_cast<uint8_t>(text[r]))))
+            ++r;
+        if (r >= end || text[r] == '\0')
+            return false;
+        const char* base = text + r;
+        const uint32_t length = textLength - static_cast<uint32_t>(r);
+        return next.ParseAt(base, length, 0);
+    }
+    if (c == '}' || c == ']')
+        return false;
+    LogUnexpected(text, end, p);
+    return false;
+}
+
+JsonReader JsonReader::NextSibling() const
+{
+    JsonReader next;
+    if (!NextSibling(next))
+        next.Clear();
+    return next;
+}
+
+bool JsonReader::FindMember(const char* name, JsonReader& member) const
+{
+    if (!name)
+        return false;
+    const size_t n = std::strlen(name);
+    JsonReader child;
+    if (!FirstChild(child))
+        return false;
+    for (;;)
+    {
+        if (static_cast<size_t>(child.nameLength) == n && child.nameLength > 0 &&
+            std::memcmp(child.text + child.nameOffset, name, n) == 0)
+        {
+            member = child;
+            return true;
+        }
+        if (!child.NextSibling(child))
+            return false;
+    }
+}
+
+JsonReader JsonReader::FindMember(const char* name) const
+{
+    JsonReader member;
+    if (!FindMember(name, member))
+        member.Clear();
+    return member;
+}
+
+bool JsonReader::HasMember(const char* name) const
+{
+    JsonReader member;
+    return FindMember(name, member);
+}
+
+const char* JsonReader::ValueText(int32_t& length) const
+{
+    if (!IsValid())
+    {
+        length = 0;
+        return "";
+    }
+    if (text[valueOffset] == '"')
+    {
+        length = valueLength - 2;
+        return text + valueOffset + 1;
+    }
+    length = valueLength;
+    return text + valueOffset;
+}
+
+bool JsonReader::Unescape(int32_t rawOffset, int32_t rawLength, char* buffer, uint32_t size, uint32_t& written) const
+{
+    if (!buffer || rawLength < 0 || size <= static_cast<uint32_t>(rawLength))
+        return false;
+    const char* raw = text + rawOffset;
+    // An escape at the end of the raw text may look at what follows it in the
+    // document, never past the document's end.
+    const int32_t available = ScanEnd(textLength) - rawOffset;
+    uint32_t out = 0;
+    int32_t i = 0;
+    while (i < rawLength)
+    {
+        const char c = raw[i];
+        if (c != '\\')
+        {
+            buffer[out++] = c;
+            ++i;
+            continue;
+        }
+        uint32_t cp = 0;
+        const int32_t used = DecodeEscape(raw + i + 1, available - (i + 1), cp);
+        char bytes[4];
+        const uint32_t n = EncodeUtf8(cp, bytes);
+        // An escape never yields more bytes than it takes; stay inside anyway.
+        if (out + n >= size)
+            return false;
+        std::memcpy(buffer + out, bytes, n);
+        out += n;
+        i += 1 + used;
+    }
+    buffer[out] = '\0';
+    written = out;
+    return true;
+}
+
+bool JsonReader::GetName(char* buffer, uint32_t size) const
+{
+    if (!HasName())
+        return false;
+    uint32_t written = 0;
+    return Unescape(nameOffset, nameLength, buffer, size, written);
+}
+
+bool JsonReader::GetString(char* buffer, uint32_t size) const
+{
+    uint32_t written = 0;
+    return GetString(buffer, size, written);
+}
+
+bool JsonReader::GetString(char* buffer, uint32_t size, uint32_t& written) const
+{
+    if (!IsValid())
+        return false;
+    int32_t length = 0;
+    const char* value = ValueText(length);
+    uint32_t count = 0;
+    if (!Unescape(static_cast<int32_t>(value - text), length, buffer, size, count))
+        return false;
+    written = count;
+    return true;
+}
+
+bool JsonReader::GetString(std::string& out) const
+{
+    if (!IsValid())
+        return false;
+    int32_t length = 0;
+    ValueText(length);
+    const size_t size = static_cast<size_t>(length) + 1;
+    std::unique_ptr<char[]> buffer(new (std::nothrow) char[size]);
+    if (!buffer)
+        return false;
+    uint32_t written = 0;
+    if (!GetString(buffer.get(), static_cast<uint32_t>(size), written))
+        return false;
+    try
+    {
+        out.assign(buffer.get(), std::strlen(buffer.get()));
+    }
+    catch (...)
+    {
+        return false;
+    }
+    return true;
+}
+
+bool JsonReader::GetRawString(char* buffer, uint32_t size) const
+{
+    int32_t length = 0;
+    const char* value = ValueText(length);
+    if (!buffer || size <= static_cast<uint32_t>(length))
+        return false;
+    std::memcpy(buffer, value, static_cast<size_t>(length));
+    buffer[length] = '\0';
+    return true;
+}
+
+bool JsonReader::GetRawString(std::string& out) const
+{
+    int32_t length = 0;
+    const char* value = ValueText(length);
+    try
+    {
+        out.assign(value, static_cast<size_t>(length));
+    }
+    catch (...)
+    {
+        out.clear();
+    }
+    return true;
+}
+
+int32_t JsonReader::GetValueLength() const
+{
+    int32_t length = 0;
+    ValueText(length);
+    return length;
+}
+
+const char* JsonReader::GetValueText(const char* name, int32_t& length) const
+{
+    if (name && *name)
+    {
+        JsonReader member;
+        if (!FindMember(name, member))
+        {
+            length = 0;
+            return nullptr;
+        }
+        return member.ValueText(length);
+    }
+    return ValueText(length);
+}
+
+#define KVO_JSON_TYPED_READ(Method, Type, Convert)                                                                     \
+    bool JsonReader::Method(Type& value) const                                                                         \
+    {                                                                                                                  \
+        int32_t length = 0;                                                                                            \
+        const char* t = ValueText(length);                                                                             \
+        return Convert(t, length, value);                                                                              \
+    }
+
+KVO_JSON_TYPED_READ(GetInt8, int8_t, TextToInt8)
+KVO_JSON_TYPED_READ(GetInt16, int16_t, TextToInt16)
+KVO_JSON_TYPED_READ(GetInt32, int32_t, TextToInt32)
+KVO_JSON_TYPED_READ(GetInt64, int64_t, TextToInt64)
+KVO_JSON_TYPED_READ(GetUInt8, uint8_t, TextToUInt8)
+KVO_JSON_TYPED_READ(GetUInt16, uint16_t, TextToUInt16)
+KVO_JSON_TYPED_READ(GetUInt32, uint32_t, TextToUInt32)
+KVO_JSON_TYPED_READ(GetUInt64, uint64_t, TextToUInt64)
+KVO_JSON_TYPED_READ(GetFloat, float, TextToFloat)
+KVO_JSON_TYPED_READ(GetDouble, double, TextToDouble)
+KVO_JSON_TYPED_READ(GetBool, bool, TextToBool)
+#undef KVO_JSON_TYPED_READ
+
+bool JsonReader::IsNull() const
+{
+    int32_t length = 0;
+    const char* t = ValueText(length);
+    return TextIsNull(t, length);
+}
+
+bool JsonReader::NameEquals(const char* other, bool rejectNull) const
+{
+    if (!other || !HasName())
+        return false;
+    const size_t n = std::strlen(other);
+    if (n != static_cast<size_t>(nameLength) || std::memcmp(text + nameOffset, other, n) != 0)
+        return false;
+    return !(rejectNull && IsNull());
+}
+
+bool JsonReader::ValueEquals(const char* other, bool rejectNull) const
+{
+    if (!other || !IsValid())
+        return false;
+    int32_t length = 0;
+    const char* t = ValueText(length);
+    const size_t n = std::strlen(other);
+    if (n != static_cast<size_t>(length) || std::memcmp(t, other, n) != 0)
+        return false;
+    return !(rejectNull && IsNull());
+}
+
+bool JsonReader::AsDocument(JsonReader& document) const
+{
+    if (!IsValid())
+        return false;
+    const char* base = text + valueOffset;
+    const uint32_t length = textLength - static_cast<uint32_t>(valueOffset);
+    document.Parse(base, length);
+    return true;
+}
+
+int32_t JsonReader::GetBase64Length() const
+{
+    int32_t length = 0;
+    const char* t = ValueText(length);
+    while (length > 0 && t[length - 1] == '=')
+        --length;
+    return static_cast<int32_t>(static_cast<int64_t>(length) * 6 / 8);
+}
+
+bool JsonReader::GetString(const char* name, char* buffer, uint32_t size) const
+{
+    JsonReader member;
+    return FindMember(name, member) && member.GetString(buffer, size);
+}
+
+bool JsonReader::GetString(const char* name, std::string& out) const
+{
+    JsonReader member;
+    return FindMember(name, member) && member.GetString(out);
+}
+
+bool JsonReader::GetRawString(const char* name, char* buffer, uint32_t size) const
+{
+    JsonReader member;
+    return FindMember(name, member) && member.GetRawString(buffer, size);
+}
+
+int32_t JsonReader::GetValueLength(const char* name) const
+{
+    JsonReader member;
+    return FindMember(name, member) ? member.GetValueLength() : -1;
+}
+
+int32_t JsonReader::GetBase64Length(const char* name) const
+{
+    JsonReader member;
+    return FindMember(name, member) ? member.GetBase64Length() : -1;
+}
+
+bool JsonReader::AsDocument(const char* name, JsonReader& document) const
+{
+    JsonReader member;
+    return FindMember(name, member) && member.AsDocument(document);
+}
+
+#define KVO_JSON_NAMED_READ(Method, Type)                                                                              \
+    bool JsonReader::Method(const char* name, Type& value) const                                                       \
+    {                                                                                                                  \
+        JsonReader member;                                                                                             \
+        return FindMember(name, member) && member.Method(value);                                                       \
+    }
+
+KVO_JSON_NAMED_READ(GetInt16, int16_t)
+KVO_JSON_NAMED_READ(GetInt32, int32_t)
+KVO_JSON_NAMED_READ(GetInt64, int64_t)
+KVO_JSON_NAMED_READ(GetUInt16, uint16_t)
+KVO_JSON_NAMED_READ(GetUInt32, uint32_t)
+KVO_JSON_NAMED_READ(GetUInt64, uint64_t)
+KVO_JSON_NAMED_READ(GetFloat, float)
+KVO_JSON_NAMED_READ(GetDouble, double)
+KVO_JSON_NAMED_READ(GetBool, bool)
+#undef KVO_JSON_NAMED_READ

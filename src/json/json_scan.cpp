@@ -1,0 +1,331 @@
+#include "json/json_scan.h"
+
+#include <cstring>
+
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#define KVO_JSON_SSE2 1
+#endif
+
+#if defined(KVO_JSON_SSE2) && defined(__x86_64__) && !defined(_WIN32) && (defined(__GNUC__) || defined(__clang__))
+// 256-bit registers only where the ABI keeps the stack 32-byte aligned for
+// spills; the Windows toolchain does not, so that build stays with SSE2.
+#include <immintrin.h>
+#define KVO_JSON_AVX2 1
+#endif
+
+namespace jsonscan
+{
+namespace
+{
+enum : uint8_t
+{
+    kBlank = 1,     // tab, LF, VT, CR, space
+    kDelimiter = 2, // ends a bare token: blank, structural or NUL
+};
+
+struct ByteTable
+{
+    uint8_t flags[256];
+    constexpr ByteTable() : flags()
+    {
+        const char blanks[] = {'\t', '\n', '\v', '\r', ' '};
+        const char structural[] = {'{', '}', '[', ']', '=', ',', ':'};
+        for (char c : blanks)
+            flags[static_cast<uint8_t>(c)] = kBlank | kDelimiter;
+        for (char c : structural)
+            flags[static_cast<uint8_t>(c)] = kDelimiter;
+        flags[0] = kDelimiter;
+    }
+};
+constexpr ByteTable kTable;
+
+inline uint8_t Flags(char c)
+{
+    return kTable.flags[static_cast<uint8_t>(c)];
+}
+
+inline int Ctz(uint32_t v)
+{
+    return __builtin_ctz(v);
+}
+
+inline int Ctz64(uint64_t v)
+{
+    return __builtin_ctzll(v);
+}
+
+inline int Popcount64(uint64_t v)
+{
+    return __builtin_popcountll(v);
+}
+
+// State of a container scan between blocks.
+struct ContainerState
+{
+    int32_t depth;
+    bool inString;
+    bool escaped; // inside a string, the next byte is escaped
+};
+
+constexpr int32_t kMaxDepth = 32;
+constexpr int32_t kRunning = -2; // internal: the range ended without a result
+
+// Byte-by-byte container scan of [from, to), resuming from a state. Gives the
+// position after the container, -1 for a failure, or kRunning when `to` was
+// reached (the caller decides whether that is the end of the text).
+int32_t ScanContainerRange(const char* s, int32_t end, int32_t from, int32_t to, char open, char close,
+                           ContainerState& st, bool& tooDeep)
+{
+    for (int32_t k = from; k < to; ++k)
+    {
+        const char c = s[k];
+        if (c == '\0')
+            return -1;
+        if (st.inString)
+        {
+            if (st.escaped)
+                st.escaped = false;
+            else if (c == '\\')
+                st.escaped = true;
+            else if (c == '"')
+                st.inString = false;
+            continue;
+        }
+        if (st.depth > kMaxDepth)
+        {
+            tooDeep = true;
+            return -1;
+        }
+        if (c == '"')
+        {
+            st.inString = true;
+            st.escaped = false;
+        }
+        else if (c == open)
+        {
+            ++st.depth;
+        }
+        else if (c == close)
+        {
+            if (st.depth == 1)
+                return k + 1;
+            --st.depth;
+        }
+    }
+    (void)end;
+    return kRunning;
+}
+
+inline uint64_t PrefixXor(uint64_t x)
+{
+    x ^= x << 1;
+    x ^= x << 2;
+    x ^= x << 4;
+    x ^= x << 8;
+    x ^= x << 16;
+    x ^= x << 32;
+    return x;
+}
+
+struct BlockMasks
+{
+    uint64_t quote, backslash, open, close, nul;
+};
+
+#if defined(KVO_JSON_SSE2)
+struct Sse2Loader
+{
+    static inline BlockMasks Load(const char* p, char open, char close)
+    {
+        const __m128i vq = _mm_set1_epi8('"');
+        const __m128i vb = _mm_set1_epi8('\\');
+        const __m128i vo = _mm_set1_epi8(open);
+        const __m128i vc = _mm_set1_epi8(close);
+        const __m128i vz = _mm_setzero_si128();
+        BlockMasks m = {0, 0, 0, 0, 0};
+        for (int part = 0; part < 4; ++part)
+        {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * part));
+            const int shift = 16 * part;
+            m.quote |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vq)))) << shift;
+            m.backslash |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vb)))) << shift;
+            m.open |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vo)))) << shift;
+            m.close |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vc)))) << shift;
+            m.nul |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vz)))) << shift;
+        }
+        return m;
+    }
+};
+#endif
+
+#if defined(KVO_JSON_AVX2)
+struct Avx2Loader
+{
+    __attribute__((target("avx2"), always_inline)) static inline BlockMasks Load(const char* p, char open,
+                                                                                   char close)
+    {
+        const __m256i vq = _mm256_set1_epi8('"');
+        const __m256i vb = _mm256_set1_epi8('\\');
+        const __m256i vo = _mm256_set1_epi8(open);
+        const __m256i vc = _mm256_set1_epi8(close);
+        const __m256i vz = _mm256_setzero_si256();
+        const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+        const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
+        auto mask = [](__m256i a, __m256i b, __m256i needle) __attribute__((target("avx2"), always_inline)) {
+            uint64_t l = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a, needle)));
+            uint64_t h = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(b, needle)));
+            return l | (h << 32);
+        };
+        BlockMasks m;
+        m.quote = mask(lo, hi, vq);
+        m.backslash = mask(lo, hi, vb);
+        m.open = mask(lo, hi, vo);
+        m.close = mask(lo, hi, vc);
+        m.nul = mask(lo, hi, vz);
+        return m;
+    }
+};
+#endif
+
+#if defined(KVO_JSON_SSE2)
+#define KVO_BLOCK_NAME ContainerEndSse2
+#define KVO_BLOCK_ATTR inline
+#define KVO_BLOCK_LOADER Sse2Loader
+#include "json/json_scan_blocks.inl"
+#undef KVO_BLOCK_NAME
+#undef KVO_BLOCK_ATTR
+#undef KVO_BLOCK_LOADER
+#endif
+
+#if defined(KVO_JSON_AVX2)
+#define KVO_BLOCK_NAME ContainerEndAvx2
+#define KVO_BLOCK_ATTR __attribute__((target("avx2")))
+#define KVO_BLOCK_LOADER Avx2Loader
+#include "json/json_scan_blocks.inl"
+#undef KVO_BLOCK_NAME
+#undef KVO_BLOCK_ATTR
+#undef KVO_BLOCK_LOADER
+
+bool HasAvx2()
+{
+    static const bool has = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
+    return has;
+}
+#endif
+} // namespace
+
+int32_t SkipSpace(const char* s, int32_t end, int32_t i)
+{
+    if (i < 0 || i >= end)
+        return -1;
+    while (i < end)
+    {
+        const char c = s[i];
+        if (!(Flags(c) & kBlank))
+            return c == '\0' ? -1 : i;
+        ++i;
+    }
+    return -1;
+}
+
+int32_t TokenEnd(const char* s, int32_t end, int32_t i)
+{
+    if (i < 0 || i >= end || s[i] == '\0')
+        return -1;
+    ++i;
+    while (i < end && !(Flags(s[i]) & kDelimiter))
+        ++i;
+    return i;
+}
+
+int32_t ValueEnd(const char* s, int32_t end, int32_t i)
+{
+    if (i < 0 || i >= end || s[i] == '\0')
+        return -1;
+    if (s[i] != '"')
+        return TokenEnd(s, end, i);
+    int32_t k = i + 1;
+#if defined(KVO_JSON_SSE2)
+    const __m128i vq = _mm_set1_epi8('"');
+    const __m128i vb = _mm_set1_epi8('\\');
+    const __m128i vz = _mm_setzero_si128();
+    while (end - k >= 16)
+    {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + k));
+        const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, vq), _mm_cmpeq_epi8(v, vb)),
+                                         _mm_cmpeq_epi8(v, vz));
+        const uint32_t mask = uint32_t(_mm_movemask_epi8(hit));
+        if (!mask)
+        {
+            k += 16;
+            continue;
+        }
+        k += Ctz(mask);
+        const char c = s[k];
+        if (c == '"')
+            return k + 1;
+        if (c == '\0')
+            return -1;
+        // A backslash: the byte after it is passed over, unless it ends the text.
+        if (k + 1 < end && s[k + 1] == '\0')
+            return -1;
+        k += 2;
+    }
+#endif
+    while (k < end)
+    {
+        const char c = s[k];
+        if (c == '"')
+            return k + 1;
+        if (c == '\0')
+            return -1;
+        if (c == '\\')
+        {
+            if (k + 1 < end && s[k + 1] == '\0')
+                return -1;
+            k += 2;
+        }
+        else
+            ++k;
+    }
+    return -1;
+}
+
+int32_t ContainerEndBytewise(const char* s, int32_t end, int32_t i, bool& tooDeep)
+{
+    if (i < 0 || i >= end)
+        return -1;
+    const char open = s[i];
+    if (open != '{' && open != '[')
+        return -1;
+    const char close = open == '{' ? '}' : ']';
+    ContainerState st = {1, false, false};
+    const int32_t r = ScanContainerRange(s, end, i + 1, end, open, close, st, tooDeep);
+    return r == kRunning ? -1 : r;
+}
+
+int32_t ContainerEnd(const char* s, int32_t end, int32_t i, bool& tooDeep)
+{
+    if (i < 0 || i >= end)
+        return -1;
+    const char open = s[i];
+    if (open != '{' && open != '[')
+        return -1;
+    const char close = open == '{' ? '}' : ']';
+#if defined(KVO_JSON_AVX2)
+    if (end - i > 128 && HasAvx2())
+        return ContainerEndAvx2(s, end, i, open, close, tooDeep);
+#endif
+#if defined(KVO_JSON_SSE2)
+    return ContainerEndSse2(s, end, i, open, close, tooDeep);
+#else
+    ContainerState st = {1, false, false};
+    const int32_t r = ScanContainerRange(s, end, i + 1, end, open, close, st, tooDeep);
+    return r == kRunning ? -1 : r;
+#endif
+}
+} // namespace jsonscan

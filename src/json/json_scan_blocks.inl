@@ -1,0 +1,96 @@
+// The block-wise container scan, included by json_scan.cpp once per vector
+// width: the includer defines KVO_BLOCK_NAME, KVO_BLOCK_ATTR (the target
+// attribute) and KVO_BLOCK_LOADER (the mask loader), because a function
+// using wider registers must itself carry the target attribute.
+
+// Block-wise container scan. A 64-byte block is classified with vector
+// compares; quoted strings are tracked with a prefix XOR over the unescaped
+// quotes, and only brackets outside strings are counted. A block with a NUL,
+// with a backslash outside a string (where it escapes nothing), or where the
+// depth could reach 0 or exceed the limit is handed to the byte-wise scan, so
+// the result is always the byte-wise one.
+KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, char open, char close, bool& tooDeep)
+{
+    ContainerState st = {1, false, false};
+    int32_t k = i + 1;
+    while (end - k >= 64)
+    {
+        const BlockMasks m = KVO_BLOCK_LOADER::Load(s + k, open, close);
+        bool slow = m.nul != 0;
+        uint64_t inString = 0;
+        bool escapedOut = false;
+        if (!slow)
+        {
+            uint64_t escaped = st.escaped ? 1 : 0;
+            uint64_t b = m.backslash;
+            while (b)
+            {
+                const int j = Ctz64(b);
+                b &= b - 1;
+                if ((escaped >> j) & 1)
+                    continue;
+                if (j == 63)
+                    escapedOut = true;
+                else
+                    escaped |= uint64_t(1) << (j + 1);
+            }
+            const uint64_t quotes = m.quote & ~escaped;
+            inString = PrefixXor(quotes);
+            if (st.inString)
+                inString = ~inString;
+            // Only a backslash inside a string escapes; one outside breaks the
+            // assumption made above.
+            if (m.backslash & ~inString)
+                slow = true;
+        }
+        if (!slow)
+        {
+            const uint64_t opens = m.open & ~inString;
+            const uint64_t closes = m.close & ~inString;
+            if (opens | closes)
+            {
+                const int32_t nOpen = Popcount64(opens);
+                const int32_t nClose = Popcount64(closes);
+                if (st.depth + nOpen <= kMaxDepth && st.depth - nClose >= 1)
+                    st.depth += nOpen - nClose;
+                else
+                {
+                    uint64_t all = opens | closes;
+                    while (all)
+                    {
+                        const int j = Ctz64(all);
+                        all &= all - 1;
+                        const int32_t pos = k + j;
+                        if ((opens >> j) & 1)
+                        {
+                            if (++st.depth > kMaxDepth)
+                            {
+                                // The limit applies at the next position, if any.
+                                if (pos + 1 < end && s[pos + 1] != '\0')
+                                    tooDeep = true;
+                                return -1;
+                            }
+                        }
+                        else
+                        {
+                            if (st.depth == 1)
+                                return pos + 1;
+                            --st.depth;
+                        }
+                    }
+                }
+            }
+            st.inString = (inString >> 63) & 1;
+            st.escaped = st.inString && escapedOut;
+        }
+        else
+        {
+            const int32_t r = ScanContainerRange(s, end, k, k + 64, open, close, st, tooDeep);
+            if (r != kRunning)
+                return r;
+        }
+        k += 64;
+    }
+    const int32_t r = ScanContainerRange(s, end, k, end, open, close, st, tooDeep);
+    return r == kRunning ? -1 : r;
+}

@@ -1,0 +1,427 @@
+#include "json/json_reader.h"
+#include "json/json_text.h"
+
+#include "support/capture_sink.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace
+{
+// Parses a copy of the text held in a buffer of exactly its length, without a
+// terminating NUL, so that the sanitizers catch any read past the length.
+class Doc
+{
+public:
+    explicit Doc(const std::string& s) : m_Bytes(s.begin(), s.end())
+    {
+        ok = root.Parse(m_Bytes.empty() ? "" : m_Bytes.data(), static_cast<uint32_t>(m_Bytes.size()));
+    }
+    JsonReader root;
+    bool ok = false;
+
+private:
+    std::vector<char> m_Bytes;
+};
+
+std::string ValueText(const JsonReader& r)
+{
+    std::string s;
+    r.GetRawString(s);
+    return s;
+}
+
+std::vector<std::string> Children(const JsonReader& parent)
+{
+    std::vector<std::string> out;
+    JsonReader child;
+    for (bool more = parent.FirstChild(child); more; more = child.NextSibling(child))
+        out.push_back(ValueText(child));
+    return out;
+}
+
+TEST(JsonReader, SeparatorsAndNameFormsAreAlike)
+{
+    for (const char* text : {"{a=1}", "{a:1}", "{a : 1}", "{\"a\"=1}", "{\"a\":1}", "{ \"a\"\t:\n1 }", "[a:1]"})
+    {
+        Doc d(text);
+        ASSERT_TRUE(d.ok) << text;
+        JsonReader a;
+        ASSERT_TRUE(d.root.FindMember("a", a)) << text;
+        EXPECT_EQ(ValueText(a), "1") << text;
+        int32_t v = 0;
+        EXPECT_TRUE(d.root.GetInt32("a", v));
+        EXPECT_EQ(v, 1);
+    }
+}
+
+TEST(JsonReader, EqualsSyntaxReadsLikeJson)
+{
+    Doc json(R"({"name": "x", "list": [1, 2]})");
+    Doc eq("{name=x, list={1,2}}");
+    ASSERT_TRUE(json.ok);
+    ASSERT_TRUE(eq.ok);
+    for (const Doc* d : {&json, &eq})
+    {
+        EXPECT_EQ(ValueText(d->root.FindMember("name")), "x");
+        EXPECT_EQ(Children(d->root.FindMember("list")), (std::vector<std::string>{"1", "2"}));
+    }
+    EXPECT_TRUE(json.root.FindMember("list").IsArray());
+    EXPECT_FALSE(eq.root.FindMember("list").IsArray());
+    EXPECT_TRUE(eq.root.FindMember("list").IsObject());
+}
+
+TEST(JsonReader, ElementSpansAndRebasing)
+{
+    Doc d(R"(  {"k" : "v\"w", "n": [ {"x": 5} ] } trailing garbage)");
+    ASSERT_TRUE(d.ok);
+    EXPECT_EQ(d.root.valueOffset, 2);
+    EXPECT_FALSE(d.root.HasName());
+    JsonReader k = d.root.FirstChild();
+    ASSERT_TRUE(k.IsValid());
+    EXPECT_EQ(std::string(k.text + k.nameOffset, k.nameLength), "k");
+    EXPECT_EQ(k.valueLength, 6);
+    EXPECT_EQ(k.GetValueLength(), 4);
+    // Offsets are relative to each element's base; the length runs to the end.
+    EXPECT_EQ(k.text + k.textLength, d.root.text + d.root.textLength);
+    JsonReader n = k.NextSibling();
+    ASSERT_TRUE(n.IsArray());
+    EXPECT_EQ(n.text[0], '"');
+    JsonReader x;
+    ASSERT_TRUE(n.FirstChild().FindMember("x", x));
+    int64_t v = 0;
+    EXPECT_TRUE(x.GetInt64(v));
+    EXPECT_EQ(v, 5);
+}
+
+TEST(JsonReader, ParseOutcomes)
+{
+    struct Case
+    {
+        const char* text;
+        bool ok;
+        const char* value;
+    } cases[] = {
+        {"abc", true, "abc"},
+        {"  abc def", true, "abc"},
+        {"{}", true, "{}"},
+        {"[]", true, "[]"},
+        {"\"str\"", true, "str"},
+        {"", false, ""},
+        {" \t\r\n\v ", false, ""},
+        {"\f", true, "\f"}, // form feed is no blank: it starts a token
+        {"}", false, ""},
+        {",", false, ""},
+        {"{\"a\":1", false, ""},
+        {"\"open", false, ""},
+        {"[\"]\"", false, ""},
+        {"n: 5", true, "5"},
+        {"\"\": 5", false, ""},
+        {"n:", false, ""},
+        {"n: ,", true, ","}, // a token always takes its first character
+        {"{a:1}\0{b:2}", true, "{a:1}"},
+    };
+    for (const Case& c : cases)
+    {
+        Doc d(c.text);
+        EXPECT_EQ(d.ok, c.ok) << c.text;
+        EXPECT_EQ(d.root.IsValid(), c.ok) << c.text;
+        EXPECT_EQ(ValueText(d.root), c.value) << c.text;
+    }
+    JsonReader r;
+    EXPECT_FALSE(r.Parse(nullptr, 5));
+    EXPECT_FALSE(r.Parse("abc", 0));
+    EXPECT_TRUE(r.Parse("abcdef", 3));
+    EXPECT_EQ(ValueText(r), "abc");
+}
+
+TEST(JsonReader, NulEndsTheText)
+{
+    const char text[] = "{a:1,b:2}";
+    std::string withNul(text, sizeof text - 1);
+    withNul[5] = '\0';
+    Doc d(withNul);
+    EXPECT_FALSE(d.ok); // the container never closes before the NUL
+    Doc s(std::string("\"ab\\\0c\"", 7));
+    EXPECT_FALSE(s.ok); // an escaped NUL still ends the text
+}
+
+TEST(JsonReader, NestingLimitCountsOwnBracketKind)
+{
+    auto nested = [](char open, char close, int levels) {
+        return std::string(levels, open) + std::string(levels, close);
+    };
+    Doc ok(nested('[', ']', 32));
+    EXPECT_TRUE(ok.ok);
+    EXPECT_FALSE(ok.root.tooDeep);
+    Doc deep(nested('[', ']', 34)); // root plus 33 nested
+    EXPECT_FALSE(deep.ok);
+    EXPECT_TRUE(deep.root.tooDeep);
+    EXPECT_FALSE(deep.root.IsValid());
+    Doc mixed("{" + nested('[', ']', 40) + "}");
+    EXPECT_TRUE(mixed.ok);
+    // A 33rd opener that is the last byte fails without the flag.
+    Doc cut(std::string(33, '['));
+    EXPECT_FALSE(cut.ok);
+    EXPECT_FALSE(cut.root.tooDeep);
+    // A member too deep fails the child parse, also in a long container.
+    std::string longDeep = "{\"pad\":\"" + std::string(200, 'x') + "\",\"m\":" + nested('[', ']', 33) + "}";
+    Doc member(longDeep);
+    ASSERT_TRUE(member.ok);
+    JsonReader m;
+    EXPECT_FALSE(member.root.FindMember("m", m));
+}
+
+TEST(JsonReader, IterationAndSeparators)
+{
+    Doc d("{a:1,,b:2 , ,c:3,}");
+    ASSERT_TRUE(d.ok);
+    EXPECT_EQ(Children(d.root), (std::vector<std::string>{"1", "2", "3"}));
+    JsonReader b;
+    EXPECT_TRUE(d.root.FindMember("b", b));
+    EXPECT_EQ(ValueText(b), "2");
+    Doc arr("[\"a,b\", {x:\"]\"}, [1,[2]]]");
+    ASSERT_TRUE(arr.ok);
+    EXPECT_EQ(Children(arr.root), (std::vector<std::string>{"a,b", "{x:\"]\"}", "[1,[2]]"}));
+    Doc empty("{ }");
+    EXPECT_TRUE(empty.ok);
+    EXPECT_FALSE(empty.root.FirstChild().IsValid());
+    EXPECT_FALSE(Doc("abc").root.FirstChild().IsValid());
+}
+
+TEST(JsonReader, FirstMatchWinsAndNamesAreRaw)
+{
+    Doc d(R"({a:1, a:2, "A":3, "b\"c":4, "":5})");
+    ASSERT_TRUE(d.ok);
+    EXPECT_EQ(ValueText(d.root.FindMember("a")), "1");
+    EXPECT_EQ(ValueText(d.root.FindMember("A")), "3");
+    EXPECT_EQ(ValueText(d.root.FindMember("b\\\"c")), "4");
+    EXPECT_FALSE(d.root.HasMember("b\"c"));
+    EXPECT_FALSE(d.root.HasMember(""));
+    EXPECT_FALSE(d.root.HasMember(nullptr));
+    Doc emptyName(R"({"":1, "a":2})");
+    EXPECT_FALSE(emptyName.root.FirstChild().IsValid());
+    EXPECT_FALSE(emptyName.root.HasMember("a"));
+}
+
+TEST(JsonReader, MissingCommaIsLogged)
+{
+    ScopedLogCapture log;
+    Doc d("{a:1 b:2}");
+    ASSERT_TRUE(d.ok);
+    EXPECT_FALSE(d.root.HasMember("b"));
+    ASSERT_EQ(log.lines.size(), 1u);
+    EXPECT_EQ(log.lines[0], "Unexpected character b at offset:4 in \"a:1 b:2}\"");
+
+    log.lines.clear();
+    Doc trailing("{a:1,}");
+    EXPECT_FALSE(trailing.root.HasMember("b"));
+    Doc closed("[1]");
+    EXPECT_FALSE(closed.root.FirstChild().NextSibling().IsValid());
+    EXPECT_TRUE(log.lines.empty());
+}
+
+TEST(JsonReader, NextSiblingIntoItself)
+{
+    Doc d("[1,2 3]");
+    JsonReader r = d.root.FirstChild();
+    ASSERT_TRUE(r.NextSibling(r));
+    EXPECT_EQ(ValueText(r), "2");
+    JsonReader before = r;
+    EXPECT_FALSE(r.NextSibling(r)); // fails before the element parse: unchanged
+    EXPECT_EQ(r.text, before.text);
+    EXPECT_EQ(r.valueOffset, before.valueOffset);
+    Doc bad("[1,}]");
+    JsonReader s = bad.root.FirstChild();
+    ASSERT_TRUE(s.IsValid());
+    EXPECT_FALSE(s.NextSibling(s)); // the element parse failed: empty
+    EXPECT_FALSE(s.IsValid());
+}
+
+TEST(JsonReader, Unescaping)
+{
+    Doc d(R"({s:"a\"b", e:"\u00e9", u:"\u12", sur:"\ud83d\ude00", z:"x\u0000y", t:"\t\/\q", h:"\u00E9\u20ac"})");
+    ASSERT_TRUE(d.ok);
+    std::string s;
+    EXPECT_TRUE(d.root.GetString("s", s));
+    EXPECT_EQ(s, "a\"b");
+    EXPECT_EQ(d.root.GetValueLength("s"), 4);
+    char raw[8];
+    EXPECT_TRUE(d.root.GetRawString("s", raw, sizeof raw));
+    EXPECT_STREQ(raw, "a\\\"b");
+    EXPECT_TRUE(d.root.GetString("e", s));
+    EXPECT_EQ(s, "\xC3\xA9");
+    EXPECT_TRUE(d.root.GetString("u", s));
+    EXPECT_EQ(s, "\x12");
+    EXPECT_TRUE(d.root.GetString("sur", s));
+    EXPECT_EQ(s, "\xED\xA0\xBD\xED\xB8\x80"); // each half encoded by itself
+    EXPECT_TRUE(d.root.GetString("z", s));
+    EXPECT_EQ(s, "x"); // the string form stops at the decoded NUL
+    char buf[16];
+    uint32_t written = 0;
+    EXPECT_TRUE(d.root.FindMember("z").GetString(buf, sizeof buf, written));
+    EXPECT_EQ(written, 3u);
+    EXPECT_EQ(std::string(buf, 3), std::string("x\0y", 3));
+    EXPECT_TRUE(d.root.GetString("t", s));
+    EXPECT_EQ(s, "\t/q");
+    EXPECT_TRUE(d.root.GetString("h", s));
+    EXPECT_EQ(s, "\xC3\xA9\xE2\x82\xAC");
+}
+
+TEST(JsonReader, BufferSizes)
+{
+    Doc d(R"({"na\tme":"abcd"})");
+    JsonReader m = d.root.FirstChild();
+    char buf[8];
+    std::memset(buf, 'z', sizeof buf);
+    EXPECT_FALSE(m.GetString(buf, 4)); // equals the raw length
+    EXPECT_EQ(buf[0], 'z');
+    EXPECT_TRUE(m.GetString(buf, 5));
+    EXPECT_STREQ(buf, "abcd");
+    EXPECT_FALSE(m.GetRawString(buf, 4));
+    EXPECT_FALSE(m.GetName(buf, 6)); // raw name na\tme is 6 bytes
+    EXPECT_TRUE(m.GetName(buf, 7));
+    EXPECT_STREQ(buf, "na\tme");
+    std::string keep = "unchanged";
+    JsonReader empty;
+    EXPECT_FALSE(empty.GetString(keep));
+    EXPECT_EQ(keep, "unchanged");
+    EXPECT_FALSE(empty.GetName(buf, sizeof buf));
+    EXPECT_FALSE(d.root.GetName(buf, sizeof buf));
+}
+
+TEST(JsonReader, TypedReads)
+{
+    Doc d(R"({n:12abc, h:"0x1F", o:010, neg:-5, big:"0X1F", f:2.5, t:"True", F:FALSE, one:1, nul:NULL,
+              q:" 7", e:"", u8:300, d:-1e3})");
+    ASSERT_TRUE(d.ok);
+    int32_t i = 0;
+    EXPECT_TRUE(d.root.GetInt32("n", i));
+    EXPECT_EQ(i, 12);
+    EXPECT_TRUE(d.root.GetInt32("h", i));
+    EXPECT_EQ(i, 31);
+    EXPECT_TRUE(d.root.GetInt32("o", i));
+    EXPECT_EQ(i, 8);
+    EXPECT_TRUE(d.root.GetInt32("q", i));
+    EXPECT_EQ(i, 7);
+    i = 42;
+    EXPECT_FALSE(d.root.GetInt32("e", i));
+    EXPECT_FALSE(d.root.GetInt32("missing", i));
+    EXPECT_FALSE(d.root.GetInt32("t", i));
+    EXPECT_EQ(i, 42);
+    uint64_t u = 0;
+    EXPECT_TRUE(d.root.GetUInt64("big", u));
+    EXPECT_EQ(u, 0u);
+    EXPECT_TRUE(d.root.GetUInt64("h", u));
+    EXPECT_EQ(u, 31u);
+    uint32_t u32 = 0;
+    EXPECT_TRUE(d.root.GetUInt32("big", u32));
+    EXPECT_EQ(u32, 31u);
+    uint16_t u16 = 0;
+    EXPECT_TRUE(d.root.GetUInt16("neg", u16));
+    EXPECT_EQ(u16, 0xFFFB);
+    uint8_t u8 = 0;
+    EXPECT_TRUE(d.root.FindMember("u8").GetUInt8(u8));
+    EXPECT_EQ(u8, 300 & 0xFF);
+    int8_t i8 = 0;
+    EXPECT_TRUE(d.root.FindMember("neg").GetInt8(i8));
+    EXPECT_EQ(i8, -5);
+    int16_t i16 = 0;
+    EXPECT_TRUE(d.root.GetInt16("o", i16));
+    EXPECT_EQ(i16, 8);
+    int64_t i64 = 0;
+    EXPECT_TRUE(d.root.GetInt64("h", i64)); // decimal only
+    EXPECT_EQ(i64, 0);
+    float f = 0;
+    EXPECT_TRUE(d.root.GetFloat("f", f));
+    EXPECT_EQ(f, 2.5f);
+    double dv = 0;
+    EXPECT_TRUE(d.root.GetDouble("d", dv));
+    EXPECT_EQ(dv, -1000.0);
+    bool b = false;
+    EXPECT_TRUE(d.root.GetBool("t", b));
+    EXPECT_TRUE(b);
+    EXPECT_TRUE(d.root.GetBool("F", b));
+    EXPECT_FALSE(b);
+    b = true;
+    EXPECT_FALSE(d.root.GetBool("one", b));
+    EXPECT_FALSE(d.root.GetBool("n", b));
+    EXPECT_TRUE(b);
+    EXPECT_TRUE(d.root.FindMember("nul").IsNull());
+    EXPECT_FALSE(d.root.FindMember("n").IsNull());
+    JsonReader empty;
+    EXPECT_FALSE(empty.GetInt32(i));
+    EXPECT_FALSE(empty.IsNull());
+}
+
+TEST(JsonReader, Comparisons)
+{
+    Doc d(R"({"key":"null", other:value, "k2":nullish})");
+    JsonReader key = d.root.FirstChild();
+    EXPECT_TRUE(key.NameEquals("key", false));
+    EXPECT_FALSE(key.NameEquals("key", true)); // its value reads as null
+    EXPECT_FALSE(key.NameEquals("ke", false));
+    EXPECT_FALSE(key.NameEquals("KEY", false));
+    EXPECT_TRUE(key.ValueEquals("null", false));
+    EXPECT_FALSE(key.ValueEquals("null", true));
+    JsonReader other = d.root.FindMember("other");
+    EXPECT_TRUE(other.ValueEquals("value", true));
+    EXPECT_FALSE(other.ValueEquals("valu", false));
+    EXPECT_TRUE(d.root.FindMember("k2").IsNull()); // only the literal's length is compared
+    EXPECT_FALSE(d.root.NameEquals("", false));
+    JsonReader empty;
+    EXPECT_FALSE(empty.ValueEquals("", false));
+}
+
+TEST(JsonReader, ValueTextAndDocuments)
+{
+    Doc d(R"({"a":"xyz", "o": {"in": 1}, b64:"QUJD", pad:"QQ=="})");
+    int32_t n = -1;
+    const char* t = d.root.GetValueText("a", n);
+    ASSERT_NE(t, nullptr);
+    EXPECT_EQ(std::string(t, n), "xyz");
+    EXPECT_EQ(d.root.GetValueText("zz", n), nullptr);
+    EXPECT_EQ(n, 0);
+    t = d.root.FindMember("o").GetValueText(nullptr, n);
+    EXPECT_EQ(std::string(t, n), "{\"in\": 1}");
+
+    JsonReader doc;
+    ASSERT_TRUE(d.root.AsDocument("o", doc));
+    EXPECT_FALSE(doc.HasName());
+    EXPECT_TRUE(doc.IsObject());
+    EXPECT_TRUE(doc.HasMember("in"));
+    EXPECT_FALSE(d.root.AsDocument("missing", doc));
+    JsonReader empty;
+    EXPECT_FALSE(empty.AsDocument(doc));
+    // A value that does not parse as a document still counts as done.
+    Doc odd("{a:}");
+    JsonReader a = odd.root.FirstChild();
+    ASSERT_TRUE(a.IsValid());
+    EXPECT_TRUE(a.AsDocument(doc));
+    EXPECT_FALSE(doc.IsValid());
+
+    EXPECT_EQ(d.root.GetBase64Length("b64"), 3);
+    EXPECT_EQ(d.root.GetBase64Length("pad"), 1);
+    EXPECT_EQ(d.root.GetBase64Length("nope"), -1);
+    EXPECT_EQ(d.root.GetValueLength("nope"), -1);
+    EXPECT_EQ(empty.GetValueLength(), 0);
+    EXPECT_EQ(empty.GetBase64Length(), 0);
+}
+
+TEST(JsonReader, ClearAndConstruct)
+{
+    JsonReader r("[1]", 3);
+    EXPECT_TRUE(r.IsArray());
+    r.Clear();
+    EXPECT_FALSE(r.IsValid());
+    EXPECT_EQ(r.textLength, 0u);
+    EXPECT_EQ(r.nameOffset, -1);
+    EXPECT_EQ(r.valueLength, -1);
+    std::string out = "x";
+    EXPECT_TRUE(r.GetRawString(out));
+    EXPECT_EQ(out, "");
+}
+} // namespace

@@ -1,0 +1,83 @@
+// The block-wise container scan must give exactly what the byte-wise scan
+// gives, on well-formed and broken text alike.
+#include "json/json_scan.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace
+{
+void ExpectSameEnd(const std::string& s, int32_t start = 0)
+{
+    std::vector<char> bytes(s.begin(), s.end()); // no NUL after the last byte
+    const int32_t end = static_cast<int32_t>(bytes.size());
+    bool deepFast = false;
+    bool deepSlow = false;
+    const int32_t fast = jsonscan::ContainerEnd(bytes.data(), end, start, deepFast);
+    const int32_t slow = jsonscan::ContainerEndBytewise(bytes.data(), end, start, deepSlow);
+    ASSERT_EQ(fast, slow) << s;
+    ASSERT_EQ(deepFast, deepSlow) << s;
+}
+
+TEST(JsonScan, BlockScanMatchesBytewiseOnCraftedInput)
+{
+    const std::string pad(70, ' ');
+    std::vector<std::string> cases = {
+        "[" + pad + "]",
+        "{" + pad + "\"}\"" + pad + "}",
+        "{" + pad + "\"a\\\"}\"" + pad + "}" + pad,
+        "{" + std::string(61, ' ') + "\"\\" + std::string(3, '\\') + "\"}\"}",
+        "{" + pad + "a\\\"}" + pad + "\"}",   // backslash outside a string escapes nothing
+        "{" + pad + "\\\\\"}\"" + pad + "}",
+        "[" + pad + std::string(31, '[') + std::string(32, ']'),
+        "[" + pad + std::string(32, '[') + std::string(33, ']'),
+        "[" + pad + std::string(32, '['),
+        "[" + pad + std::string(31, '[') + std::string(31, ']') + "]" + pad,
+        "{" + pad + std::string(100, '[') + std::string(100, ']') + "}",
+        "{" + pad + std::string("\"\0\"", 3) + "}" + pad,
+        "{" + pad + "\"unterminated" + pad,
+        "{" + pad + "{" + pad + "}" + pad,
+    };
+    for (int shift = 0; shift < 70; ++shift)
+        cases.push_back("[" + std::string(shift, ' ') + "\"\\\\\\\"]\" ]" + std::string(70, ']'));
+    for (const auto& c : cases)
+        ExpectSameEnd(c);
+}
+
+TEST(JsonScan, BlockScanMatchesBytewiseOnRandomInput)
+{
+    std::mt19937 rng(12345);
+    const char alphabet[] = "{}[]\"\\\\ ax,:";
+    for (int round = 0; round < 4000; ++round)
+    {
+        const size_t n = 1 + rng() % 400;
+        std::string s(n, ' ');
+        for (auto& c : s)
+            c = alphabet[rng() % (sizeof alphabet - 1)];
+        if (rng() % 8 == 0)
+            s[rng() % n] = '\0';
+        s[0] = (rng() & 1) ? '{' : '[';
+        ExpectSameEnd(s);
+    }
+}
+
+TEST(JsonScan, ValueEndStopsAtTheLength)
+{
+    const std::string s = "\"abc\\\"def\"";
+    for (int32_t end = 1; end <= static_cast<int32_t>(s.size()); ++end)
+    {
+        std::vector<char> bytes(s.begin(), s.begin() + end);
+        EXPECT_EQ(jsonscan::ValueEnd(bytes.data(), end, 0), end == 10 ? 10 : -1) << end;
+    }
+    std::string longer = "\"" + std::string(40, 'x') + "\\\"" + std::string(40, 'y') + "\"";
+    EXPECT_EQ(jsonscan::ValueEnd(longer.data(), static_cast<int32_t>(longer.size()), 0),
+              static_cast<int32_t>(longer.size()));
+    EXPECT_EQ(jsonscan::TokenEnd("abc,d", 5, 0), 3);
+    EXPECT_EQ(jsonscan::TokenEnd(",", 1, 0), 1);
+    EXPECT_EQ(jsonscan::SkipSpace("  \f", 3, 0), 2);
+    EXPECT_EQ(jsonscan::SkipSpace("   ", 3, 0), -1);
+}
+} // namespace
