@@ -104,9 +104,9 @@ const CommandText kCommands[] = {
     {"new",
      "usage: kvotool new [options] -o FILE\n"
      "\n"
-     "Writes a template document with every required field and the commonly\n"
-     "used optional ones, to be filled in. An existing FILE is not replaced\n"
-     "unless --force is given.\n"
+     "Writes a template document with every required field and the store\n"
+     "front, to be filled in (the README explains each key). An existing FILE\n"
+     "is not replaced unless --force is given.\n"
      "\n"
      "options:\n"
      "  -o, --output FILE  the file to write ('-' for standard output)\n"

@@ -1,0 +1,160 @@
+#include "cli.h"
+#include "commands.h"
+#include "doc_input.h"
+#include "doc_log.h"
+#include "doc_reader.h"
+#include "doc_writer.h"
+#include "file_io.h"
+
+#include <cstdio>
+#include <regex>
+
+namespace kvotool
+{
+namespace
+{
+bool IsJsonNumber(const std::string& raw)
+{
+    static const std::regex number("-?(0|[1-9][0-9]*)(\\.[0-9]+)?([eE][+-]?[0-9]+)?");
+    return std::regex_match(raw, number);
+}
+
+// Copies one element of the read document into the writer. Problems that
+// make the output differ from what was read go to `problems`.
+class Copier
+{
+public:
+    Copier(const std::string& text, bool equals) : m_Text(text), m_Equals(equals) {}
+
+    void Element(JsonWriter& w, const JsonReader& e, const char* name)
+    {
+        if (e.IsObject() || e.IsArray())
+            Container(w, e, name);
+        else
+            Scalar(w, e, name);
+    }
+
+    DiagnosticList problems;
+
+private:
+    void Container(JsonWriter& w, const JsonReader& e, const char* name)
+    {
+        size_t named = 0, unnamed = 0;
+        JsonReader child;
+        for (bool more = e.FirstChild(child); more; more = child.NextSibling(child))
+            (child.HasName() ? named : unnamed)++;
+        // The equals syntax writes arrays in braces: braces holding only
+        // unnamed elements are an array.
+        const bool array = e.IsArray() || (named == 0 && unnamed > 0);
+        if (array && named > 0)
+            Problem(e, "an array whose elements have names; the names are dropped");
+        if (!array && unnamed > 0 && !m_Equals)
+            Problem(e, "an object with elements without names cannot be written as JSON");
+        if (array)
+            w.BeginArray(name);
+        else
+            w.Begin(name);
+        for (bool more = e.FirstChild(child); more; more = child.NextSibling(child))
+        {
+            std::string childName = MemberName(child);
+            Element(w, child, array || !child.HasName() ? nullptr : childName.c_str());
+        }
+        w.End();
+    }
+
+    void Scalar(JsonWriter& w, const JsonReader& e, const char* name)
+    {
+        if (IsQuoted(e, m_Text))
+        {
+            std::string value;
+            if (!e.GetString(value))
+                Problem(e, "a text that cannot be read");
+            w.WriteString(name, value.c_str());
+            return;
+        }
+        std::string raw = RawValue(e);
+        if (m_Equals || raw == "true" || raw == "false" || raw == "null" || IsJsonNumber(raw))
+            w.WriteRawValue(name, raw.c_str());
+        else
+            w.WriteString(name, raw.c_str()); // a bare word is a text in JSON
+    }
+
+    void Problem(const JsonReader& e, const std::string& message)
+    {
+        size_t offset = ValueOffset(e, m_Text);
+        if (offset == std::string::npos)
+            problems.Error(message);
+        else
+            problems.AddAt(Severity::Error, message, m_Text, offset);
+    }
+
+    const std::string& m_Text;
+    bool m_Equals;
+};
+} // namespace
+
+int RunFmt(const std::vector<std::string>& args)
+{
+    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"equals", 0, false}, {"pretty", 0, false},
+                                           {"key", 0, true},      {"help", 'h', false}};
+    ParsedArguments parsed;
+    std::string error;
+    if (!ParseArguments(args, 0, specs, parsed, error))
+        return UsageError("fmt", error);
+    if (parsed.Has("help"))
+        return PrintCommandHelp("fmt");
+    if (parsed.positionals.size() != 1)
+        return UsageError("fmt", parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
+    uint8_t key[32];
+    const uint8_t* keyPtr = nullptr;
+    if (parsed.Has("key"))
+    {
+        if (!ParseHexKey(parsed.Value("key"), key))
+            return UsageError("fmt", "--key needs 64 hexadecimal digits");
+        keyPtr = key;
+    }
+    const std::string& in = parsed.positionals[0];
+    const std::string shown = in == "-" ? "<stdin>" : in;
+    InputDocument doc;
+    DiagnosticList diags;
+    InputResult input = LoadInput(in, keyPtr, doc, diags);
+    std::fputs(diags.Format(shown).c_str(), stderr);
+    if (input == InputResult::IoError)
+        return ExitUsage;
+    if (input != InputResult::Ok)
+        return ExitProblems;
+
+    JsonReader root;
+    TakeLoggedLines();
+    if (!root.Parse(doc.text.c_str(), static_cast<uint32_t>(doc.text.size())) || !(root.IsObject() || root.IsArray()))
+    {
+        std::fprintf(stderr, "%s: error: the text cannot be read as a document\n", shown.c_str());
+        return ExitProblems;
+    }
+    const bool equals = parsed.Has("equals");
+    Copier copier(doc.text, equals);
+    std::string out;
+    bool written = WriteDocumentText(equals, parsed.Has("pretty"),
+                                     [&](JsonWriter& w) {
+                                         copier.problems = DiagnosticList();
+                                         copier.Element(w, root, nullptr);
+                                     },
+                                     out);
+    for (const auto& line : TakeLoggedLines())
+        copier.problems.Error(line);
+    std::fputs(copier.problems.Format(shown).c_str(), stderr);
+    if (!written || copier.problems.Errors())
+    {
+        std::fprintf(stderr, "kvotool fmt: nothing written: the document cannot be written %s\n",
+                     equals ? "in the equals syntax" : "as JSON");
+        return ExitProblems;
+    }
+    out += '\n';
+    if (!WriteFileAtomically(parsed.Value("output", "-"), out, error))
+    {
+        std::fprintf(stderr, "kvotool fmt: %s\n", error.c_str());
+        return ExitUsage;
+    }
+    return ExitOk;
+}
+} // namespace kvotool

@@ -1,0 +1,60 @@
+#include "cli.h"
+#include "commands.h"
+#include "doc_check.h"
+#include "file_io.h"
+
+#include <cstdio>
+
+namespace kvotool
+{
+int RunPack(const std::vector<std::string>& args)
+{
+    const std::vector<OptionSpec> specs = {{"output", 'o', true},  {"force", 0, false}, {"equals", 0, false},
+                                           {"strict", 0, false},   {"quiet", 'q', false}, {"help", 'h', false}};
+    ParsedArguments parsed;
+    std::string error;
+    if (!ParseArguments(args, 0, specs, parsed, error))
+        return UsageError("pack", error);
+    if (parsed.Has("help"))
+        return PrintCommandHelp("pack");
+    if (parsed.positionals.size() != 1)
+        return UsageError("pack", parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
+    if (!parsed.Has("output"))
+        return UsageError("pack", "the container to write is missing: -o FILE");
+
+    CheckRunOptions options;
+    options.equalsSyntax = parsed.Has("equals");
+    options.strict = parsed.Has("strict");
+    options.quiet = parsed.Has("quiet");
+    InputDocument doc;
+    const CheckOutcome outcome = CheckFile(parsed.positionals[0], options, doc);
+    if (outcome == CheckOutcome::IoError)
+        return ExitUsage;
+    const std::string out = parsed.Value("output");
+    if (doc.text.empty())
+    {
+        std::fprintf(stderr, "kvotool pack: '%s' not written: there is no text to pack\n", out.c_str());
+        return ExitProblems;
+    }
+    if (outcome == CheckOutcome::Problems && !parsed.Has("force"))
+    {
+        std::fprintf(stderr, "kvotool pack: '%s' not written because of the problems above (--force writes anyway)\n",
+                     out.c_str());
+        return ExitProblems;
+    }
+    std::string container;
+    if (!MakeContainer(doc.text, container, error))
+    {
+        std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());
+        return ExitProblems;
+    }
+    if (!WriteFileAtomically(out, container, error))
+    {
+        std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());
+        return ExitUsage;
+    }
+    if (!options.quiet)
+        std::fprintf(stderr, "kvotool pack: wrote '%s' (%zu bytes)\n", out.c_str(), container.size());
+    return outcome == CheckOutcome::Problems ? ExitProblems : ExitOk;
+}
+} // namespace kvotool

@@ -1,0 +1,256 @@
+#include "cli.h"
+#include "commands.h"
+#include "doc_check.h"
+#include "doc_log.h"
+#include "metadata/metadata_enums.h"
+#include "metadata/title_metadata.h"
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+
+namespace kvotool
+{
+namespace
+{
+std::string Quote(const char* text)
+{
+    std::string out = "\"";
+    for (const char* p = text ? text : ""; *p; ++p)
+    {
+        unsigned char c = static_cast<unsigned char>(*p);
+        if (c == '"' || c == '\\')
+            out += '\\', out += static_cast<char>(c);
+        else if (c == '\n')
+            out += "\\n";
+        else if (c == '\t')
+            out += "\\t";
+        else if (c == '\r')
+            out += "\\r";
+        else if (c < 0x20 || c == 0x7F)
+        {
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "\\u%04X", c);
+            out += buf;
+        }
+        else
+            out += static_cast<char>(c);
+    }
+    return out + "\"";
+}
+
+std::string Texts(const TextList& list)
+{
+    std::string out = "[";
+    for (uint32_t i = 0; i < list.Count(); ++i)
+        out += (i ? ", " : "") + Quote(list.At(i));
+    return out + "]";
+}
+
+std::string Number(int64_t v)
+{
+    return std::to_string(v);
+}
+
+std::string Bool(bool v)
+{
+    return v ? "true" : "false";
+}
+
+std::string Enum(uint32_t value, const char* (*keyword)(uint32_t))
+{
+    if (value == kMetadataUnset)
+        return "unset (0xFFFFFFFF)";
+    return std::to_string(value) + " (" + Quote(keyword(value)) + ")";
+}
+
+std::string FeatureNames(uint32_t mask)
+{
+    QuietLog quiet;
+    std::string out;
+    for (uint32_t shift = 0; shift < 32; ++shift)
+    {
+        const uint32_t bit = 1u << shift;
+        if (!(mask & bit))
+            continue;
+        std::string name = PlatformFeatureName(bit);
+        if (name.empty())
+            name = "bit " + std::to_string(bit);
+        out += (out.empty() ? "" : ", ") + name;
+    }
+    return out.empty() ? "none" : out;
+}
+
+struct Getter
+{
+    const char* name;
+    std::function<std::string(TitleMetadata&)> read;
+    bool readsField; // false: the getter reads nothing and keeps the status
+};
+
+const std::vector<Getter>& Getters()
+{
+    using M = TitleMetadata;
+    static const std::vector<Getter> getters = {
+        {"metadataVersion", [](M& m) { return Number(m.GetMetadataVersion()); }, true},
+        {"titleId", [](M& m) { return Quote(m.GetTitleId()); }, true},
+        {"noxTitleId", [](M& m) { return Number(m.GetNoxTitleId()); }, true},
+        {"friendlyName", [](M& m) { return Quote(m.GetFriendlyName()); }, true},
+        {"altFriendlyName", [](M& m) { return Quote(m.GetAltFriendlyName()); }, true},
+        {"parentApp", [](M& m) { return Quote(m.GetParentApp()); }, true},
+        {"principalFileName", [](M& m) { return Quote(m.GetPrincipalFileName()); }, true},
+        {"appdataFolderName", [](M& m) { return Quote(m.GetAppdataFolderName()); }, true},
+        {"neverInstallable", [](M& m) { return Bool(m.GetNeverInstallable()); }, true},
+        {"invisibleUntilRelease", [](M& m) { return Bool(m.GetInvisibleUntilRelease()); }, true},
+        {"installFolderRegKey", [](M& m) { return Quote(m.GetInstallFolderRegKey()); }, true},
+        {"installFolderRegValueName", [](M& m) { return Quote(m.GetInstallFolderRegValueName()); }, true},
+        {"preqs", [](M& m) { return Texts(m.GetPreqs()); }, true},
+        {"installshieldGuid (list)", [](M& m) { return Texts(m.GetInstallshieldGuidList()); }, true},
+        {"installshieldGuid (text)", [](M& m) { return Quote(m.GetInstallshieldGuid()); }, true},
+        {"modScan", [](M& m) { return Bool(m.GetModScan()); }, true},
+        {"modAllowList", [](M& m) { return Texts(m.GetModAllowList()); }, true},
+        {"settingsRegistry", [](M& m) { return Texts(m.GetSettingsRegistry()); }, true},
+        {"settingsRegistryLanguage",
+         [](M& m) { return Enum(m.GetSettingsRegistryLanguage(), RegistryValueTypeKeyword); }, true},
+        {"cloudSaveRoot", [](M& m) { return Enum(m.GetCloudSaveRoot(), CloudSaveRootKeyword); }, true},
+        {"cloudSaveRoot (name)", [](M& m) { return Quote(m.GetCloudSaveRootName()); }, false},
+        {"cloudSaveFolder", [](M& m) { return Quote(m.GetCloudSaveFolder()); }, true},
+        {"cloudSaveFiles", [](M& m) { return Texts(m.GetCloudSaveFiles()); }, true},
+        {"cloudSaveLocalMods", [](M& m) { return Bool(m.GetCloudSaveLocalMods()); }, true},
+        {"cloudSaveCompression", [](M& m) { return Bool(m.GetCloudSaveCompression()); }, true},
+        {"checkExitCodes", [](M& m) { return Bool(m.GetCheckExitCodes()); }, true},
+        {"appCompatFlags", [](M& m) { return Quote(m.GetAppCompatFlags()); }, true},
+        {"minKvoVersion", [](M& m) { return Quote(m.GetMinKvoVersion()); }, true},
+        {"minGameVersion", [](M& m) { return Quote(m.GetMinGameVersion()); }, true},
+        {"safeMode", [](M& m) { return Bool(m.GetSafeMode()); }, true},
+        {"languages", [](M& m) { return Texts(m.GetLanguages()); }, true},
+        {"crashpadSamplingPercent", [](M& m) { return Number(m.GetCrashpadSamplingPercent()); }, true},
+        {"wmpCheck", [](M& m) { return Bool(m.GetWmpCheck()); }, true},
+        {"gamePlatform", [](M& m) { return Enum(m.GetGamePlatform(), GamePlatformKeyword); }, true},
+        {"environment", [](M& m) { return Enum(m.GetEnvironment(), DomainEnvironmentKeyword); }, true},
+        {"environment (text)", [](M& m) { return Quote(m.GetEnvironmentName()); }, true},
+        {"shouldLaunchDirectly", [](M& m) { return Bool(m.GetShouldLaunchDirectly()); }, true},
+        {"steamInstallerPath", [](M& m) { return Quote(m.GetSteamInstallerPath()); }, true},
+        {"steamAppIds",
+         [](M& m) {
+             const AppIdList& ids = m.GetSteamAppIds();
+             std::string out = "[";
+             for (uint32_t i = 0; i < ids.Count(); ++i)
+                 out += (i ? ", " : "") + std::to_string(ids.At(i));
+             return out + "]";
+         },
+         true},
+        {"HasSteamAppIds", [](M& m) { return Bool(m.HasSteamAppIds()); }, true},
+        {"epicSdkVersion", [](M& m) { return Number(m.GetEpicSdkVersion()); }, true},
+        {"epicProductName", [](M& m) { return Quote(m.GetEpicProductName()); }, true},
+        {"epicProductVersion", [](M& m) { return Quote(m.GetEpicProductVersion()); }, true},
+        {"epicProductId", [](M& m) { return Quote(m.GetEpicProductId()); }, true},
+        {"epicSandboxId", [](M& m) { return Quote(m.GetEpicSandboxId()); }, true},
+        {"epicDeploymentId", [](M& m) { return Quote(m.GetEpicDeploymentId()); }, true},
+        {"epicClientId", [](M& m) { return Quote(m.GetEpicClientId()); }, true},
+        {"epicClientSecret", [](M& m) { return Quote(m.GetEpicClientSecret()); }, true},
+        {"epicArtifact", [](M& m) { return Quote(m.GetEpicArtifact()); }, true},
+        {"epicAudiences", [](M& m) { return Texts(m.GetEpicAudiences()); }, true},
+        {"HasEpicConfig", [](M& m) { return Bool(m.HasEpicConfig()); }, true},
+    };
+    return getters;
+}
+
+std::string Padded(std::string s, size_t width)
+{
+    if (s.size() < width)
+        s.append(width - s.size(), ' ');
+    return s + " ";
+}
+} // namespace
+
+int RunShow(const std::vector<std::string>& args)
+{
+    const std::vector<OptionSpec> specs = {{"key", 0, true}, {"text", 0, false}, {"help", 'h', false}};
+    ParsedArguments parsed;
+    std::string error;
+    if (!ParseArguments(args, 0, specs, parsed, error))
+        return UsageError("show", error);
+    if (parsed.Has("help"))
+        return PrintCommandHelp("show");
+    if (parsed.positionals.size() != 1)
+        return UsageError("show", parsed.positionals.empty() ? "no file to show" : "exactly one file, please");
+    uint8_t key[32];
+    const uint8_t* keyPtr = nullptr;
+    if (parsed.Has("key"))
+    {
+        if (!ParseHexKey(parsed.Value("key"), key))
+            return UsageError("show", "--key needs 64 hexadecimal digits");
+        keyPtr = key;
+    }
+    const std::string& path = parsed.positionals[0];
+    InputDocument doc;
+    DiagnosticList diags;
+    InputResult input = LoadInput(path, keyPtr, doc, diags);
+    std::fputs(diags.Format(path == "-" ? "<stdin>" : path).c_str(), stderr);
+    if (input == InputResult::IoError)
+        return ExitUsage;
+    if (input != InputResult::Ok)
+        return ExitProblems;
+
+    if (parsed.Has("text"))
+    {
+        std::fwrite(doc.text.data(), 1, doc.text.size(), stdout);
+        if (!doc.text.empty() && doc.text.back() != '\n')
+            std::fputc('\n', stdout);
+        std::fputc('\n', stdout);
+    }
+
+    TakeLoggedLines();
+    std::unique_ptr<TitleMetadata> metadata(CreateTitleMetadata());
+    const uint32_t status = metadata->LoadFromMemory(doc.stubBytes.data(), static_cast<uint32_t>(doc.stubBytes.size()));
+    std::printf("file: %s (%s)\n", path.c_str(), doc.kind == InputKind::Container ? "container" : "plain JSON");
+    std::printf("load: %u %s%s\n", status, MetadataStatusName(status),
+                status ? " - the launch stub stops here; below is what its getters would answer" : "");
+    for (const auto& line : TakeLoggedLines())
+        std::printf("log:  %s\n", line.c_str());
+    std::printf("\n%s%s%s\n", Padded("field", 26).c_str(), Padded("status", 24).c_str(), "value");
+
+    for (const auto& getter : Getters())
+    {
+        std::string value = getter.read(*metadata);
+        std::string statusText = "-";
+        if (getter.readsField)
+        {
+            uint32_t s = metadata->GetLastStatus();
+            statusText = std::to_string(s) + " " + MetadataStatusName(s);
+        }
+        std::printf("%s%s%s\n", Padded(getter.name, 26).c_str(), Padded(statusText, 24).c_str(), value.c_str());
+    }
+
+    std::printf("\nplatform features (GetPlatformFeatures):\n");
+    for (uint32_t platform = 0; platform < GamePlatform::Count; ++platform)
+    {
+        uint32_t mask = metadata->GetPlatformFeatures(platform);
+        uint32_t s = metadata->GetLastStatus();
+        char hex[16];
+        std::snprintf(hex, sizeof hex, "0x%08X", mask);
+        std::printf("  %s%s%s%s\n", Padded(GamePlatformKeyword(platform), 9).c_str(), Padded(hex, 10).c_str(),
+                    Padded(std::to_string(s) + " " + MetadataStatusName(s), 24).c_str(), FeatureNames(mask).c_str());
+    }
+
+    const PrerequisiteList& prereqs = metadata->GetCustomPrerequisites();
+    uint32_t s = metadata->GetLastStatus();
+    std::printf("\ncustomPrerequisites: %u %s, %u record%s\n", s, MetadataStatusName(s), prereqs.Count(),
+                prereqs.Count() == 1 ? "" : "s");
+    for (uint32_t i = 0; i < prereqs.Count(); ++i)
+    {
+        const PrerequisiteRecord& r = prereqs.At(i);
+        std::string codes;
+        for (uint32_t k = 0; k < r.GetIgnoreExitCodes().Count(); ++k)
+            codes += (k ? ", " : "") + std::to_string(r.GetIgnoreExitCodes().At(k));
+        std::printf("  [%u] prerequisiteId=%s friendlyName=%s version=%s executableName=%s commandline=%s "
+                    "locKey=%s ignoreExitCodes=[%s]\n",
+                    i, Quote(r.GetPrerequisiteId()).c_str(), Quote(r.GetFriendlyName()).c_str(),
+                    Quote(r.GetVersion()).c_str(), Quote(r.GetExecutableName()).c_str(),
+                    Quote(r.GetCommandline()).c_str(), Quote(r.GetLocKey()).c_str(), codes.c_str());
+    }
+    TakeLoggedLines();
+    return status == 0 ? ExitOk : ExitProblems;
+}
+} // namespace kvotool

@@ -1,0 +1,45 @@
+#include "cli.h"
+#include "commands.h"
+#include "doc_input.h"
+#include "file_io.h"
+
+#include <cstdio>
+
+namespace kvotool
+{
+int RunUnpack(const std::vector<std::string>& args)
+{
+    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"key", 0, true}, {"help", 'h', false}};
+    ParsedArguments parsed;
+    std::string error;
+    if (!ParseArguments(args, 0, specs, parsed, error))
+        return UsageError("unpack", error);
+    if (parsed.Has("help"))
+        return PrintCommandHelp("unpack");
+    if (parsed.positionals.size() != 1)
+        return UsageError("unpack", parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
+    uint8_t key[32];
+    const uint8_t* keyPtr = nullptr;
+    if (parsed.Has("key"))
+    {
+        if (!ParseHexKey(parsed.Value("key"), key))
+            return UsageError("unpack", "--key needs 64 hexadecimal digits");
+        keyPtr = key;
+    }
+    const std::string& in = parsed.positionals[0];
+    InputDocument doc;
+    DiagnosticList diags;
+    InputResult result = LoadInput(in, keyPtr, doc, diags);
+    std::fputs(diags.Format(in == "-" ? "<stdin>" : in).c_str(), stderr);
+    if (result == InputResult::IoError)
+        return ExitUsage;
+    if (result != InputResult::Ok)
+        return ExitProblems;
+    if (!WriteFileAtomically(parsed.Value("output", "-"), doc.text, error))
+    {
+        std::fprintf(stderr, "kvotool unpack: %s\n", error.c_str());
+        return ExitUsage;
+    }
+    return ExitOk;
+}
+} // namespace kvotool

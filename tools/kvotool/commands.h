@@ -1,0 +1,22 @@
+// The tool's commands; each takes the arguments after its name and returns
+// the process exit status.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kvotool
+{
+int RunCheck(const std::vector<std::string>& args);
+int RunPack(const std::vector<std::string>& args);
+int RunUnpack(const std::vector<std::string>& args);
+int RunShow(const std::vector<std::string>& args);
+int RunFmt(const std::vector<std::string>& args);
+int RunNew(const std::vector<std::string>& args);
+
+// Shared by the commands: prints `message` as "kvotool: message" on standard
+// error and gives the usage exit status.
+int UsageError(const std::string& command, const std::string& message);
+// Prints the help of `command` on standard output and gives 0.
+int PrintCommandHelp(const std::string& command);
+} // namespace kvotool

@@ -1,0 +1,617 @@
+#include "doc_check.h"
+
+#include "doc_log.h"
+#include "doc_reader.h"
+#include "json/json_validator.h"
+#include "metadata/metadata_enums.h"
+#include "metadata/metadata_fields.h"
+#include "metadata/metadata_status.h"
+#include "metadata/title_metadata.h"
+#include "suggest.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <set>
+
+namespace kvotool
+{
+namespace
+{
+using KeywordFunction = const char* (*)(uint32_t);
+
+std::vector<std::string> Keywords(KeywordFunction keyword, uint32_t count)
+{
+    std::vector<std::string> words;
+    for (uint32_t v = 0; v < count; ++v)
+        words.emplace_back(keyword(v));
+    return words;
+}
+
+// The feature keywords in ascending bit order, each once.
+std::vector<std::string> FeatureKeywords()
+{
+    QuietLog quiet; // the gaps in the bit table would log "Invalid platform feature ID"
+    std::vector<std::string> words;
+    for (uint32_t shift = 0; shift < 32; ++shift)
+    {
+        std::string name = PlatformFeatureName(1u << shift);
+        if (!name.empty() && std::find(words.begin(), words.end(), name) == words.end())
+            words.push_back(name);
+    }
+    return words;
+}
+
+std::string Joined(const std::vector<std::string>& words)
+{
+    std::string out;
+    for (const auto& w : words)
+    {
+        if (!out.empty())
+            out += ", ";
+        out += w.empty() ? "\"\"" : w;
+    }
+    return out;
+}
+
+std::string Suggestion(const std::string& word, const std::vector<std::string>& candidates)
+{
+    std::string closest = ClosestMatch(word, candidates);
+    return closest.empty() ? std::string() : "; did you mean '" + closest + "'?";
+}
+
+// Whether an integer's text reads as the number a maker would expect from it:
+// plain decimal, or 0x hexadecimal. Anything else (a leading 0 that makes it
+// octal, trailing characters, a fraction, an overflow) reads differently.
+bool ReadsAsWritten(const std::string& raw, long long value, bool allowSign)
+{
+    std::string digits = raw;
+    bool negative = false;
+    if (allowSign && !digits.empty() && (digits[0] == '-' || digits[0] == '+'))
+    {
+        negative = digits[0] == '-';
+        digits.erase(0, 1);
+    }
+    if (digits.empty())
+        return false;
+    unsigned long long magnitude = 0;
+    if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X'))
+    {
+        for (size_t i = 2; i < digits.size(); ++i)
+            if (!std::isxdigit(static_cast<unsigned char>(digits[i])))
+                return false;
+        if (digits.size() > 18)
+            return false;
+        magnitude = std::strtoull(digits.c_str() + 2, nullptr, 16);
+    }
+    else
+    {
+        if (digits.size() > 1 && digits[0] == '0')
+            return false;
+        for (char c : digits)
+            if (c < '0' || c > '9')
+                return false;
+        if (digits.size() > 19)
+            return false;
+        magnitude = std::strtoull(digits.c_str(), nullptr, 10);
+    }
+    if (negative)
+        return value < 0 && static_cast<unsigned long long>(-(value + 1)) + 1 == magnitude;
+    return value >= 0 && static_cast<unsigned long long>(value) == magnitude;
+}
+
+class Checker
+{
+public:
+    Checker(const std::string& text, DiagnosticList& diags) : m_Text(text), m_Diags(diags) {}
+
+    void Run(const CheckOptions& options);
+
+private:
+    void At(Severity severity, const JsonReader& element, const std::string& message)
+    {
+        size_t offset = ValueOffset(element, m_Text);
+        if (offset == std::string::npos)
+            m_Diags.Add(severity, message);
+        else
+            m_Diags.AddAt(severity, message, m_Text, offset);
+    }
+    void NameAt(Severity severity, const JsonReader& element, const std::string& message)
+    {
+        size_t offset = NameOffset(element, m_Text);
+        if (offset == std::string::npos)
+            m_Diags.Add(severity, message);
+        else
+            m_Diags.AddAt(severity, message, m_Text, offset);
+    }
+    void ErrorAt(const JsonReader& e, const std::string& m) { At(Severity::Error, e, m); }
+    void WarnAt(const JsonReader& e, const std::string& m) { At(Severity::Warning, e, m); }
+
+    bool Validate(const CheckOptions& options);
+    void CheckRootMembers();
+    void CheckFields();
+    void ExplainInvalid(MetadataField& field, const JsonReader& member);
+    void ExplainSuspicious(MetadataField& field, const JsonReader& member);
+    void ExplainPlatforms(const JsonReader& member);
+    void ExplainFeatures(const std::string& platform, const JsonReader& object, bool reportErrors);
+    void ExplainPrerequisites(const JsonReader& member);
+    void CheckCombinations();
+    const std::vector<std::string>* KeywordsOf(const MetadataField& field) const;
+
+    const std::string& m_Text;
+    DiagnosticList& m_Diags;
+    JsonReader m_Root;
+    MetadataFieldTable m_Table;
+    std::map<std::string, JsonReader> m_Members; // first member of each name
+    std::vector<std::string> m_Keys;
+    std::vector<std::string> m_Platforms = Keywords(GamePlatformKeyword, GamePlatform::Count);
+    std::vector<std::string> m_CloudRoots = Keywords(CloudSaveRootKeyword, CloudSaveRoot::Count);
+    std::vector<std::string> m_Environments = Keywords(DomainEnvironmentKeyword, DomainEnvironment::Count);
+    std::vector<std::string> m_RegistryTypes = Keywords(RegistryValueTypeKeyword, RegistryValueType::Count);
+    std::vector<std::string> m_Features = FeatureKeywords();
+};
+
+bool Checker::Validate(const CheckOptions& options)
+{
+    if (options.equalsSyntax)
+        return true;
+    TakeLoggedLines();
+    bool ok = JsonValidator::Validate(m_Text.c_str(), static_cast<int32_t>(m_Text.size()));
+    for (const auto& line : TakeLoggedLines())
+    {
+        int lineNo = 0, column = 0;
+        // The validator's messages carry their own position; lift it into the
+        // diagnostic so editors can jump to it.
+        if (std::sscanf(line.c_str(), "JSON Validation Error: line %d char %d", &lineNo, &column) != 2)
+            column = 0;
+        if (column == 0)
+            lineNo = 0;
+        m_Diags.Add(Severity::Error, line, lineNo, column);
+    }
+    if (!ok)
+        m_Diags.Note("the text is not strict JSON; the stub reads relaxed text too, so the fields are "
+                     "checked as it reads them (use --equals for the equals syntax)");
+    return ok;
+}
+
+void Checker::CheckRootMembers()
+{
+    std::set<std::string> keySet(m_Keys.begin(), m_Keys.end());
+    JsonReader member;
+    bool more = m_Root.FirstChild(member);
+    TakeLoggedLines();
+    while (more)
+    {
+        std::string name = MemberName(member);
+        if (!member.HasName())
+        {
+            WarnAt(member, "an element without a name in the root object is ignored: " + Describe(member, m_Text));
+        }
+        else if (name[0] == '_' || name[0] == '$')
+        {
+            // Comments and editor hints such as "$schema": the stub ignores them.
+        }
+        else if (!keySet.count(name))
+        {
+            NameAt(Severity::Error, member, "unknown key '" + name + "'" + Suggestion(name, m_Keys) +
+                                " (the stub ignores this member)");
+        }
+        else if (m_Members.count(name))
+        {
+            int line, column;
+            PositionOf(m_Text, NameOffset(m_Members[name], m_Text), line, column);
+            NameAt(Severity::Warning, member, "'" + name + "' appears a second time; the stub reads only the first one (line " +
+                               std::to_string(line) + ")");
+        }
+        if (member.HasName() && !m_Members.count(name))
+            m_Members.emplace(name, member);
+        more = member.NextSibling(member);
+    }
+    for (const auto& line : TakeLoggedLines())
+        m_Diags.Error("the stub stops reading the root object here, members after it are not seen: " + line);
+}
+
+const std::vector<std::string>* Checker::KeywordsOf(const MetadataField& field) const
+{
+    if (&field == &m_Table.gamePlatform)
+        return &m_Platforms;
+    if (&field == &m_Table.cloudSaveRoot)
+        return &m_CloudRoots;
+    if (&field == &m_Table.environment)
+        return &m_Environments;
+    if (&field == &m_Table.settingsRegistryLanguage)
+        return &m_RegistryTypes;
+    return nullptr;
+}
+
+void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
+{
+    const std::string name = field.GetName();
+    const std::string got = Describe(member, m_Text);
+    if (dynamic_cast<IntField*>(&field))
+    {
+        ErrorAt(member, "'" + name + "' must be an integer; got " + got);
+    }
+    else if (dynamic_cast<BoolField*>(&field))
+    {
+        ErrorAt(member, "'" + name + "' must be true or false; got " + got);
+    }
+    else if (dynamic_cast<EnumField*>(&field))
+    {
+        const auto* words = KeywordsOf(field);
+        std::string value;
+        if (member.IsObject() || member.IsArray() || !member.GetString(value))
+            ErrorAt(member, "'" + name + "' must be one of " + (words ? Joined(*words) : "its keywords") +
+                                "; got " + got);
+        else
+            ErrorAt(member, "'" + Shorten(value) + "' is not a keyword of '" + name + "'" +
+                                (words ? Suggestion(value, *words) + " (valid: " + Joined(*words) + ")" : ""));
+    }
+    else if (dynamic_cast<TextListField*>(&field))
+    {
+        JsonReader element;
+        bool more = member.FirstChild(element);
+        for (uint32_t index = 0; more; ++index, more = element.NextSibling(element))
+        {
+            std::string value;
+            if (!element.GetString(value) || value.size() >= 260)
+            {
+                ErrorAt(element, "element " + std::to_string(index) + " of '" + name + "' is " +
+                                     std::to_string(value.size()) +
+                                     " bytes long; list elements may have at most 259 bytes");
+                return;
+            }
+        }
+        ErrorAt(member, "'" + name + "' must be an array of texts; got " + got);
+    }
+    else if (dynamic_cast<AppIdListField*>(&field))
+    {
+        JsonReader element;
+        bool more = member.FirstChild(element);
+        for (uint32_t index = 0; more; ++index, more = element.NextSibling(element))
+        {
+            uint64_t id = 0;
+            if (!element.GetUInt64(id))
+            {
+                ErrorAt(element, "element " + std::to_string(index) + " of '" + name +
+                                     "' is not an unsigned number: " + Describe(element, m_Text));
+                return;
+            }
+        }
+        ErrorAt(member, "'" + name + "' must be an array of unsigned numbers; got " + got);
+    }
+    else if (dynamic_cast<PrerequisiteListField*>(&field))
+    {
+        ExplainPrerequisites(member);
+    }
+    else if (dynamic_cast<PlatformFeaturesField*>(&field))
+    {
+        ExplainPlatforms(member);
+    }
+    else
+    {
+        ErrorAt(member, "'" + name + "' cannot be read: " + got);
+    }
+}
+
+void Checker::ExplainPrerequisites(const JsonReader& member)
+{
+    static const char* const kRequired[] = {"prerequisiteId", "friendlyName", "version", "executableName"};
+    JsonReader element;
+    bool more = member.FirstChild(element);
+    bool reported = false;
+    for (uint32_t index = 0; more; ++index, more = element.NextSibling(element))
+    {
+        const std::string where = "customPrerequisites element " + std::to_string(index);
+        for (const char* key : kRequired)
+        {
+            std::string value;
+            if (!element.GetString(key, value))
+            {
+                ErrorAt(element, where + " lacks '" + key + "'" +
+                                     (element.IsObject() ? "" : " (it is " + Describe(element, m_Text) + ")"));
+                reported = true;
+            }
+        }
+        JsonReader codes, code;
+        if (element.FindMember("ignoreExitCodes", codes))
+        {
+            bool moreCodes = codes.FirstChild(code);
+            for (uint32_t k = 0; moreCodes; ++k, moreCodes = code.NextSibling(code))
+            {
+                int32_t value = 0;
+                if (!code.GetInt32(value))
+                {
+                    ErrorAt(code, where + ": exit code " + std::to_string(k) + " is not an integer: " +
+                                      Describe(code, m_Text));
+                    reported = true;
+                }
+            }
+        }
+    }
+    if (!reported)
+        ErrorAt(member, "'customPrerequisites' cannot be read: " + Describe(member, m_Text));
+}
+
+void Checker::ExplainFeatures(const std::string& platform, const JsonReader& object, bool reportErrors)
+{
+    JsonReader feature;
+    bool more = object.FirstChild(feature);
+    if (!more)
+    {
+        if (reportErrors)
+            ErrorAt(object, "the feature object of platform '" + platform + "' is empty; the stub refuses it");
+        return;
+    }
+    std::set<std::string> seen;
+    for (; more; more = feature.NextSibling(feature))
+    {
+        std::string name = MemberName(feature);
+        uint32_t bit = 0;
+        bool on = false;
+        if (name.empty() || name.size() >= 32 || !FindPlatformFeature(name.c_str(), bit))
+        {
+            if (reportErrors)
+                NameAt(Severity::Error, feature, "unknown feature '" + Shorten(name) + "' of platform '" + platform + "'" +
+                                     Suggestion(name, m_Features) + " (valid: " + Joined(m_Features) + ")");
+            continue;
+        }
+        if (!feature.GetBool(on))
+        {
+            if (reportErrors)
+                ErrorAt(feature, "feature '" + name + "' of platform '" + platform + "' must be true or false; got " +
+                                     Describe(feature, m_Text));
+            continue;
+        }
+        if (!reportErrors)
+        {
+            if (!seen.insert(name).second)
+                WarnAt(feature, "feature '" + name + "' of platform '" + platform +
+                                    "' is given again; the later value wins");
+            if (name == "RESERVED")
+                WarnAt(feature, "feature 'RESERVED' of platform '" + platform + "' sets a reserved bit");
+        }
+    }
+}
+
+void Checker::ExplainPlatforms(const JsonReader& member)
+{
+    JsonReader platform;
+    bool more = member.FirstChild(platform);
+    if (!more)
+    {
+        ErrorAt(member, "'platforms' must be an object with at least one platform; got " +
+                            (member.IsObject() ? std::string("an empty object") : Describe(member, m_Text)));
+        return;
+    }
+    for (; more; more = platform.NextSibling(platform))
+    {
+        std::string name = MemberName(platform);
+        uint32_t index = 0;
+        if (name.empty() || name.size() >= 32 || !FindGamePlatform(name.c_str(), index))
+        {
+            NameAt(Severity::Error, platform, "unknown platform '" + Shorten(name) + "' in 'platforms'" +
+                                  Suggestion(name, m_Platforms) + " (valid: " + Joined(m_Platforms) + ")");
+            continue;
+        }
+        ExplainFeatures(name, platform, true);
+    }
+}
+
+void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
+{
+    const std::string name = field.GetName();
+    const bool quoted = IsQuoted(member, m_Text);
+    if (auto* intField = dynamic_cast<IntField*>(&field))
+    {
+        std::string raw = RawValue(member);
+        if (!ReadsAsWritten(raw, intField->Value(), true))
+            WarnAt(member, "'" + name + "' is written as '" + Shorten(raw) + "' but reads as " +
+                               std::to_string(intField->Value()));
+    }
+    else if (auto* listField = dynamic_cast<TextListField*>(&field))
+    {
+        if (&field == &m_Table.installshieldGuidList || member.IsArray())
+            return;
+        if (member.IsObject())
+            WarnAt(member, "'" + name + "' should be an array; the stub reads the values of the object's members");
+        else
+            WarnAt(member, "'" + name + "' should be an array of texts; the stub reads " + Describe(member, m_Text) +
+                               " as an empty list" + (quoted ? " (write [\"" + Shorten(RawValue(member)) + "\"])" : ""));
+        (void)listField;
+    }
+    else if (auto* ids = dynamic_cast<AppIdListField*>(&field))
+    {
+        if (!member.IsArray())
+        {
+            WarnAt(member, "'" + name + "' should be an array; the stub reads " + Describe(member, m_Text) +
+                               (ids->Value().Count() ? " as a list" : " as an empty list"));
+            return;
+        }
+        JsonReader element;
+        bool more = member.FirstChild(element);
+        for (uint32_t index = 0; more && index < ids->Value().Count(); ++index, more = element.NextSibling(element))
+        {
+            const uint64_t id = ids->Value().At(index);
+            std::string raw = RawValue(element);
+            bool plain = !raw.empty() && raw.find_first_not_of("0123456789") == std::string::npos &&
+                         raw.size() <= 20 && std::to_string(id) == raw;
+            bool hex = raw.size() > 2 && raw.compare(0, 2, "0x") == 0 && raw.size() <= 18 &&
+                       raw.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
+            if (!plain && !hex)
+                WarnAt(element, "element " + std::to_string(index) + " of '" + name + "' is written as '" +
+                                    Shorten(raw) + "' but reads as " + std::to_string(id));
+            else if (id == 0)
+                WarnAt(element, "element " + std::to_string(index) + " of '" + name + "' is 0");
+        }
+    }
+    else if (dynamic_cast<TextField*>(&field))
+    {
+        if (&field == &m_Table.installshieldGuid || &field == &m_Table.environmentName)
+            return;
+        if (member.IsObject() || member.IsArray())
+            WarnAt(member, "'" + name + "' should be a text; the stub reads " + Describe(member, m_Text) +
+                               " as its JSON text");
+        else if (!quoted && RawValue(member) == "null")
+            WarnAt(member, "'" + name + "' is null; the stub reads the text 'null'");
+    }
+    else if (dynamic_cast<PlatformFeaturesField*>(&field))
+    {
+        JsonReader platform;
+        for (bool more = member.FirstChild(platform); more; more = platform.NextSibling(platform))
+            ExplainFeatures(MemberName(platform), platform, false);
+    }
+}
+
+void Checker::CheckFields()
+{
+    std::vector<MetadataField*> fields = m_Table.Header();
+    fields.insert(fields.end(), m_Table.Main().begin(), m_Table.Main().end());
+    std::set<std::string> explained;
+    TakeLoggedLines();
+    for (MetadataField* field : fields)
+    {
+        const std::string name = field->GetName();
+        JsonReader member;
+        if (!m_Root.FindMember(field->GetName(), member))
+        {
+            if (field->IsRequired() && explained.insert(name).second)
+                m_Diags.Error("required field '" + name + "' is missing");
+            continue;
+        }
+        if (!field->ParseValue(member))
+        {
+            // Two descriptors read environment and installshieldGuid; one
+            // explanation per member is enough.
+            if (explained.insert(name).second)
+            {
+                ExplainInvalid(*field, member);
+                if (field->IsRequired())
+                    m_Diags.Note("'" + name + "' is required: the stub refuses the file while it cannot be read");
+            }
+            continue;
+        }
+        field->MarkPresent();
+        ExplainSuspicious(*field, member);
+    }
+    TakeLoggedLines();
+}
+
+void Checker::CheckCombinations()
+{
+    const auto& t = m_Table;
+    auto warnField = [&](const char* key, const std::string& message) {
+        auto it = m_Members.find(key);
+        if (it != m_Members.end())
+            WarnAt(it->second, message);
+        else
+            m_Diags.Warning(message);
+    };
+    if (t.metadataVersion.IsPresent() && t.metadataVersion.Value() < 0)
+        warnField("metadataVersion", "'metadataVersion' is negative: the stub then skips reading the other fields "
+                                     "at load time, so missing required fields do not stop it");
+    if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Steam &&
+        t.steamAppIds.Value().Count() == 0)
+        warnField("gamePlatform", std::string("'gamePlatform' is \"steam\" but ") +
+                                      (t.steamAppIds.IsPresent() ? "'steamAppIds' is empty"
+                                                                 : "'steamAppIds' is missing") +
+                                      ": the launcher gets no Steam app id");
+    const bool epicEnabled = t.epicSdkVersion.Value() > 0;
+    if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Epic && !epicEnabled)
+        warnField("gamePlatform", "'gamePlatform' is \"epic\" but 'epicSdkVersion' is missing or not above 0: "
+                                  "the stub ignores the Epic settings");
+    else if (!epicEnabled)
+    {
+        for (const char* key : {"epicProductName", "epicProductId", "epicSandboxId", "epicDeploymentId",
+                                "epicClientId", "epicClientSecret", "epicArtifact", "epicAudiences"})
+            if (m_Members.count(key))
+            {
+                warnField(key, std::string("'") + key +
+                                   "' is set but 'epicSdkVersion' is missing or not above 0: the stub ignores "
+                                   "the Epic settings");
+                break;
+            }
+    }
+    if (m_Members.count("modAllowList") && m_Members.count("modWhitelist") && t.modAllowList.IsPresent())
+        warnField("modWhitelist", "'modWhitelist' is ignored because 'modAllowList' is given");
+    if (t.environmentName.IsPresent() && t.environmentName.Value().empty())
+        warnField("environment", "'environment' is empty: the launcher gets \"-vexilDomainEnv=\" without a value");
+    if (t.crashpadSamplingPercent.IsPresent() &&
+        (t.crashpadSamplingPercent.Value() < 0 || t.crashpadSamplingPercent.Value() > 100))
+        warnField("crashpadSamplingPercent",
+                  "'crashpadSamplingPercent' is " + std::to_string(t.crashpadSamplingPercent.Value()) +
+                      ", not a percentage from 0 to 100");
+    if (t.languages.IsPresent() && t.languages.Value().Count() == 0)
+        warnField("languages", "'languages' lists no language");
+    for (const TextField* f : {&t.titleId, &t.friendlyName, &t.principalFileName, &t.appdataFolderName,
+                               &t.installFolderRegKey, &t.installFolderRegValueName})
+        if (f->IsPresent() && f->Value().empty())
+            warnField(f->GetName(), std::string("required field '") + f->GetName() + "' is empty");
+}
+
+void Checker::Run(const CheckOptions& options)
+{
+    for (auto* list : {&m_Table.Header(), &m_Table.Main()})
+        for (MetadataField* f : *list)
+            if (std::find(m_Keys.begin(), m_Keys.end(), f->GetName()) == m_Keys.end())
+                m_Keys.emplace_back(f->GetName());
+
+    Validate(options);
+    TakeLoggedLines();
+    if (!m_Root.Parse(m_Text.c_str(), static_cast<uint32_t>(m_Text.size())))
+    {
+        m_Diags.Error("the text cannot be read as a document: an unterminated string or container, or "
+                      "nesting deeper than 32 levels (BadFormat)");
+        TakeLoggedLines();
+        return;
+    }
+    if (!m_Root.IsObject())
+        m_Diags.Error(std::string("the document is ") + Describe(m_Root, m_Text) +
+                      ", not an object: the stub finds no field in it");
+    CheckRootMembers();
+    CheckFields();
+    CheckCombinations();
+}
+} // namespace
+
+const char* MetadataStatusName(uint32_t status)
+{
+    static const char* const kNames[] = {"Ok",
+                                         "FieldInvalid",
+                                         "NoMetadata",
+                                         "ReadFailed",
+                                         "OptionalFieldMissing",
+                                         "RequiredFieldMissing",
+                                         "BadFormat",
+                                         "IndexOutOfRange",
+                                         "TooLarge"};
+    return status < sizeof kNames / sizeof kNames[0] ? kNames[status] : "unknown status";
+}
+
+CheckResult CheckDocument(const InputDocument& doc, const CheckOptions& options, DiagnosticList& diags)
+{
+    CheckResult result;
+    Checker checker(doc.text, diags);
+    checker.Run(options);
+
+    // The verdict that counts: the stub's own load of the same bytes.
+    TakeLoggedLines();
+    std::unique_ptr<TitleMetadata> metadata(CreateTitleMetadata());
+    result.stubStatus =
+        metadata->LoadFromMemory(reinterpret_cast<const uint8_t*>(doc.stubBytes.data()),
+                                 static_cast<uint32_t>(doc.stubBytes.size()));
+    result.stubLog = TakeLoggedLines();
+    if (result.stubStatus != MetadataStatus::Ok)
+    {
+        diags.Error(std::string("the launch stub does not load this file: status ") +
+                    std::to_string(result.stubStatus) + " (" + MetadataStatusName(result.stubStatus) + ")");
+        if (diags.Errors() == 1)
+            for (const auto& line : result.stubLog)
+                diags.Note(line);
+    }
+    return result;
+}
+} // namespace kvotool

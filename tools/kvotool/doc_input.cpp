@@ -1,0 +1,158 @@
+#include "doc_input.h"
+
+#include "doc_log.h"
+#include "file_io.h"
+#include "metadata/metadata_container.h"
+#include "metadata/metadata_crypto.h"
+#include "metadata/metadata_status.h"
+
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace kvotool
+{
+namespace
+{
+const uint8_t* Bytes(const std::string& s)
+{
+    return reinterpret_cast<const uint8_t*>(s.data());
+}
+
+uint32_t ReadU32(const std::string& s, size_t offset)
+{
+    const uint8_t* p = Bytes(s) + offset;
+    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+}
+
+// Says why the recognition placed the bytes nowhere. The rules are the
+// recognition's own; this only puts the failed one into words.
+std::string WhyUnknown(const std::string& bytes)
+{
+    if (bytes.empty())
+        return "the file is empty";
+    if (bytes.size() >= kContainerHeaderSize && bytes.compare(0, 4, "KVOM") == 0)
+    {
+        uint32_t version = ReadU32(bytes, 4);
+        uint32_t length = ReadU32(bytes, 8);
+        if (version != kContainerVersion)
+            return "container version " + std::to_string(version) + " is not " + std::to_string(kContainerVersion);
+        return "the container's length field says " + std::to_string(length) + " bytes but " +
+               std::to_string(bytes.size() - kContainerHeaderSize) +
+               " follow the header: the file is cut short or damaged";
+    }
+    if (bytes.compare(0, 3, "\xEF\xBB\xBF") == 0)
+        return "the text starts with a UTF-8 byte-order mark; save it without one";
+    if (bytes.compare(0, 4, "KVOM") == 0)
+        return "the file starts like a container but is shorter than its 80-byte header";
+    const size_t n = bytes.size() < 16 ? bytes.size() : 16;
+    for (size_t i = 0; i < n; ++i)
+    {
+        unsigned char c = static_cast<unsigned char>(bytes[i]);
+        if (!(c == '\t' || c == '\n' || c == '\r' || (c >= 0x20 && c <= 0x7E)))
+        {
+            char buf[160];
+            std::snprintf(buf, sizeof buf,
+                          "byte 0x%02X at offset %zu: the first 16 bytes must be printable ASCII, tab, "
+                          "line feed or carriage return (is the file UTF-16, or binary?)",
+                          c, i);
+            return buf;
+        }
+    }
+    return "an opening brace '{' and a double quote must both occur in the first 16 bytes "
+           "(start the file with '{' and the first quoted member name)";
+}
+
+void AddLoggedLinesAsNotes(DiagnosticList& diags)
+{
+    for (const auto& line : TakeLoggedLines())
+        diags.Note(line);
+}
+} // namespace
+
+bool MakeContainer(const std::string& text, std::string& container, std::string& error)
+{
+    std::vector<uint8_t> out;
+    if (text.size() > kMaxMetadataSize ||
+        EncodeContainer(Bytes(text), static_cast<uint32_t>(text.size()), out) != 0)
+    {
+        error = text.size() > kMaxMetadataSize ? "the text is larger than 8,388,608 bytes"
+                                               : "encrypting the container failed";
+        for (const auto& line : TakeLoggedLines())
+            error += "\n  " + line;
+        return false;
+    }
+    container.assign(reinterpret_cast<const char*>(out.data()), out.size());
+    return true;
+}
+
+InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags)
+{
+    doc = InputDocument();
+    doc.path = path;
+    std::string error;
+    if (!ReadWholeFile(path, doc.bytes, error))
+    {
+        diags.Error(error);
+        return InputResult::IoError;
+    }
+    if (doc.bytes.size() > kMaxMetadataSize)
+    {
+        diags.Error("the file is " + std::to_string(doc.bytes.size()) +
+                    " bytes long; the stub reads at most 8,388,608 bytes (TooLarge)");
+        return InputResult::Problems;
+    }
+    const uint32_t size = static_cast<uint32_t>(doc.bytes.size());
+    TakeLoggedLines();
+    switch (DetectMetadataFormat(Bytes(doc.bytes), size))
+    {
+    case MetadataFormat::PlainJson:
+        doc.kind = InputKind::PlainJson;
+        doc.text = doc.bytes;
+        doc.stubBytes = doc.bytes;
+        return InputResult::Ok;
+    case MetadataFormat::Container:
+        doc.kind = InputKind::Container;
+        break;
+    default:
+        diags.Error("not title metadata: " + WhyUnknown(doc.bytes) + " (BadFormat)");
+        return InputResult::Problems;
+    }
+
+    if (size < kMinContainerSize)
+    {
+        diags.Error("the container is " + std::to_string(size) + " bytes long; a readable one has at least " +
+                    std::to_string(kMinContainerSize) + " (BadFormat)");
+        return InputResult::Problems;
+    }
+    if (key)
+    {
+        AesCbcDecrypt(Bytes(doc.bytes) + kContainerHeaderSize, size - kContainerHeaderSize, key, doc.text);
+    }
+    else if (OpenContainer(Bytes(doc.bytes), size, doc.text) != MetadataStatus::Ok)
+    {
+        diags.Error("the container cannot be opened (BadFormat)");
+        AddLoggedLinesAsNotes(diags);
+        return InputResult::Problems;
+    }
+    if (doc.text.empty())
+    {
+        diags.Error(std::string("the container does not decrypt with ") +
+                    (key ? "the given key" : "kvotool's built-in key (try --key)") +
+                    ": wrong key or damaged data");
+        AddLoggedLinesAsNotes(diags);
+        return InputResult::Problems;
+    }
+    TakeLoggedLines();
+    if (!key)
+    {
+        doc.stubBytes = doc.bytes;
+    }
+    else if (!MakeContainer(doc.text, doc.stubBytes, error))
+    {
+        diags.Error(error);
+        return InputResult::Problems;
+    }
+    return InputResult::Ok;
+}
+} // namespace kvotool

@@ -1,0 +1,44 @@
+// Reading one input file: recognition of plain JSON or container, and the
+// decryption of a container, with the reasons when that fails.
+#pragma once
+
+#include "diagnostics.h"
+
+#include <cstdint>
+#include <string>
+
+namespace kvotool
+{
+enum class InputKind
+{
+    Unknown,
+    PlainJson,
+    Container,
+};
+
+struct InputDocument
+{
+    std::string path;
+    std::string bytes; // the file as read
+    InputKind kind = InputKind::Unknown;
+    std::string text; // the document text (decrypted for a container)
+    // The bytes the stub's own load gets: the file itself, or, when the tool
+    // was given another key, the text in a container under the built-in key,
+    // so the load runs exactly the stub's path.
+    std::string stubBytes;
+};
+
+enum class InputResult
+{
+    Ok,       // text available
+    Problems, // the file was read but holds no usable text; reasons in the list
+    IoError,  // the file could not be read; reason in the list
+};
+
+// `key` is null for the key built into the tool, else 32 bytes.
+InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags);
+
+// Makes the container of a text with the built-in key (the library's own
+// encoder). False, with a message, when encryption failed.
+bool MakeContainer(const std::string& text, std::string& container, std::string& error);
+} // namespace kvotool

@@ -1,0 +1,84 @@
+// kvotool: authors, checks, packs and unpacks the title metadata file.
+#include "cli.h"
+#include "commands.h"
+#include "doc_log.h"
+#include "file_io.h"
+#include "help.h"
+#include "suggest.h"
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace kvotool
+{
+int UsageError(const std::string& command, const std::string& message)
+{
+    std::fprintf(stderr, "kvotool %s: %s\n", command.c_str(), message.c_str());
+    std::fprintf(stderr, "Try 'kvotool %s --help'.\n", command.c_str());
+    return ExitUsage;
+}
+
+int PrintCommandHelp(const std::string& command)
+{
+    std::fputs(CommandHelp(command), stdout);
+    return ExitOk;
+}
+} // namespace kvotool
+
+int main(int argc, char** argv)
+{
+    using namespace kvotool;
+    SetBinaryStdio();
+    InstallLogCapture();
+    std::vector<std::string> args = GetUtf8Arguments(argc, argv);
+    if (args.size() < 2)
+    {
+        std::fputs(GeneralHelp(), stderr);
+        return ExitUsage;
+    }
+    const std::string command = args[1];
+    std::vector<std::string> rest(args.begin() + 2, args.end());
+    if (command == "-h" || command == "--help")
+    {
+        std::fputs(GeneralHelp(), stdout);
+        return ExitOk;
+    }
+    if (command == "--version")
+    {
+        std::puts("kvotool 1.0.0");
+        return ExitOk;
+    }
+    if (command == "help")
+    {
+        if (rest.empty())
+        {
+            std::fputs(GeneralHelp(), stdout);
+            return ExitOk;
+        }
+        if (!CommandHelp(rest[0]))
+            return UsageError("help", "unknown command '" + rest[0] + "'");
+        return PrintCommandHelp(rest[0]);
+    }
+    if (command == "check")
+        return RunCheck(rest);
+    if (command == "pack")
+        return RunPack(rest);
+    if (command == "unpack")
+        return RunUnpack(rest);
+    if (command == "show")
+        return RunShow(rest);
+    if (command == "fmt")
+        return RunFmt(rest);
+    if (command == "new")
+        return RunNew(rest);
+
+    std::vector<std::string> names;
+    for (const char* const* n = CommandNames(); *n; ++n)
+        names.emplace_back(*n);
+    std::string closest = ClosestMatch(command, names);
+    std::fprintf(stderr, "kvotool: unknown command '%s'%s\n", command.c_str(),
+                 closest.empty() ? "" : ("; did you mean '" + closest + "'?").c_str());
+    std::fprintf(stderr, "Try 'kvotool --help'.\n");
+    return ExitUsage;
+}
