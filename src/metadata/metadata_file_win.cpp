@@ -7,6 +7,12 @@ namespace
 {
 // The given folder and up to three above it.
 constexpr int kMaxFoldersAbove = 3;
+
+// Log text is UTF-8; the runtime's "%ls" would convert through the ANSI code page.
+std::string ForLog(const std::wstring& path)
+{
+    return ToUtf8(path);
+}
 } // namespace
 
 uint32_t JsonTitleMetadata::LoadFromFile(const char* fileName)
@@ -19,7 +25,7 @@ uint32_t JsonTitleMetadata::LoadFromFile(const char* fileName)
     std::wstring name;
     if (!GetParentPath(path, folder) || !GetFileNamePart(path, name))
     {
-        MetadataLog(Error, "No filename passed in: %ls", path.c_str());
+        MetadataLog(Error, "No filename passed in: %s", ForLog(path).c_str());
         return MetadataStatus::NoMetadata;
     }
 
@@ -27,7 +33,7 @@ uint32_t JsonTitleMetadata::LoadFromFile(const char* fileName)
     {
         if (FileExists(path))
             break;
-        MetadataLog(Error, "Metadata file does not exist: %ls", path.c_str());
+        MetadataLog(Error, "Metadata file does not exist: %s", ForLog(path).c_str());
         if (attempt == kMaxFoldersAbove || folder.empty())
             return MetadataStatus::NoMetadata;
         std::wstring parent;
@@ -45,7 +51,7 @@ uint32_t JsonTitleMetadata::LoadFromFile(const char* fileName)
     std::vector<uint8_t> bytes;
     if (!ReadWholeFile(path, bytes))
     {
-        MetadataLog(Error, "Failed to read file: %ls", path.c_str());
+        MetadataLog(Error, "Failed to read file: %s", ForLog(path).c_str());
         return MetadataStatus::ReadFailed;
     }
     // The file may have grown between the size query and the read.
@@ -53,6 +59,6 @@ uint32_t JsonTitleMetadata::LoadFromFile(const char* fileName)
                           ? static_cast<uint32_t>(MetadataStatus::TooLarge)
                           : LoadFromMemory(bytes.data(), static_cast<uint32_t>(bytes.size()));
     if (status != MetadataStatus::Ok)
-        MetadataLog(Error, "Failed to parse metadata from file: %ls", path.c_str());
+        MetadataLog(Error, "Failed to parse metadata from file: %s", ForLog(path).c_str());
     return status;
 }
