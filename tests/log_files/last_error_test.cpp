@@ -1,0 +1,103 @@
+#include "log_folder_win.h"
+
+#include "log/stub_log.h"
+
+#include "support/capture_sink.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+bool StartsWith(const std::string& s, const std::string& prefix)
+{
+    return s.compare(0, prefix.size(), prefix) == 0;
+}
+
+struct LastErrorCase
+{
+    const char* name;
+    DWORD pending;
+    const char* context;
+    bool onlyIfSet;
+    uint32_t result;
+    std::vector<std::string> prefixes; // expected lines, by their beginning
+};
+
+TEST(LastError, LinesResultAndClearedCode)
+{
+    const LastErrorCase cases[] = {
+        {"nothing pending, only if set", 0, "x", true, 0, {}},
+        {"nothing pending, always", 0, nullptr, false, 0, {"Last error: 0 (0x0): "}},
+        {"with context", ERROR_ACCESS_DENIED, "Opening", true, 5, {"Opening", "Last error: 5 (0x5): "}},
+        {"hexadecimal form", ERROR_SHARING_VIOLATION, nullptr, true, 32, {"Last error: 32 (0x20): "}},
+        {"unknown code", 0x2ABCDEF0, nullptr, true, 0x2ABCDEF0,
+         {"Last error: 717020912 (0x2abcdef0): (unknown error)"}},
+    };
+    for (const auto& c : cases)
+    {
+        ScopedLogCapture log;
+        SetLastError(c.pending);
+        EXPECT_EQ(StubLog::LastError(c.context, c.onlyIfSet), c.result) << c.name;
+        EXPECT_EQ(GetLastError(), 0u) << c.name;
+        ASSERT_EQ(log.lines.size(), c.prefixes.size()) << c.name;
+        for (size_t i = 0; i < c.prefixes.size(); ++i)
+            EXPECT_TRUE(StartsWith(log.lines[i], c.prefixes[i])) << c.name << ": " << log.lines[i];
+    }
+}
+
+TEST(LastError, SystemTextFollowsTheNumbers)
+{
+    ScopedLogCapture log;
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    StubLog::LastError(nullptr, true);
+    ASSERT_EQ(log.lines.size(), 1u);
+    // "Last error: 2 (0x2): " and then the system's own text for the code.
+    EXPECT_GT(log.lines[0].size(), std::string("Last error: 2 (0x2): ").size() + 5) << log.lines[0];
+}
+
+TEST(LastErrorUnless, IgnoredCodeIsClearedSilently)
+{
+    ScopedLogCapture log;
+    // A failed open of a missing file leaves ERROR_FILE_NOT_FOUND.
+    HANDLE file = CreateFileW(L"C:\\kvo-missing-file.txt", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_EQ(file, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(StubLog::LastErrorUnless(ERROR_FILE_NOT_FOUND, nullptr, true), 2u);
+    EXPECT_EQ(GetLastError(), 0u);
+    EXPECT_TRUE(log.lines.empty());
+
+    SetLastError(0);
+    EXPECT_EQ(StubLog::LastErrorUnless(ERROR_FILE_NOT_FOUND, "ctx", false), 0u);
+    EXPECT_TRUE(log.lines.empty()) << "nothing pending, nothing written";
+
+    SetLastError(ERROR_ACCESS_DENIED);
+    EXPECT_EQ(StubLog::LastErrorUnless(ERROR_FILE_NOT_FOUND, "ctx", true), 5u);
+    EXPECT_EQ(GetLastError(), 0u);
+    ASSERT_EQ(log.lines.size(), 2u);
+    EXPECT_EQ(log.lines[0], "ctx");
+    EXPECT_TRUE(StartsWith(log.lines[1], "Last error: 5 (0x5): "));
+}
+
+TEST(LastErrorUnless, ChannelOffLeavesTheCode)
+{
+    SetLastError(ERROR_ACCESS_DENIED);
+    EXPECT_EQ(StubLog::LastErrorUnless(ERROR_ACCESS_DENIED, nullptr, true), 0u);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
+}
+
+// In the file, the system's text brings its own line break: an empty line follows.
+TEST(LastError, InTheFileAnEmptyLineFollows)
+{
+    LogFolder folder(FOLDERID_LocalAppData);
+    ASSERT_TRUE(folder.Create());
+    std::wstring path = folder.Use(L"kvo_test_lasterror.log");
+    ASSERT_TRUE(StubLog::Create(DirectFile, L"kvo_test_lasterror.log"));
+    SetLastError(ERROR_ACCESS_DENIED);
+    StubLog::LastError("context line", true);
+    StubLog::Close();
+    std::vector<std::string> lines = SplitLines(ReadFileBytes(path));
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].substr(26), "context line");
+    EXPECT_TRUE(StartsWith(lines[1].substr(26), "Last error: 5 (0x5): "));
+    EXPECT_EQ(lines[2], "");
+}
+} // namespace

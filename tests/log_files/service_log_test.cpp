@@ -1,0 +1,263 @@
+#include "log_folder_win.h"
+
+#include "log/service_log.h"
+#include "log/stub_log.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <regex>
+
+namespace
+{
+// Reaches the periods that only tests may shorten.
+class TestServiceLog : public ServiceLog
+{
+public:
+    TestServiceLog(uint32_t flushDelayMs, int64_t trimIntervalTicks) : ServiceLog(flushDelayMs, trimIntervalTicks)
+    {
+        SetFileName(L"kvo_test_service.log");
+    }
+    using ServiceLog::ResetTrimClock;
+};
+
+constexpr int64_t kSecond = 10000000; // system-clock ticks
+
+void InstallServiceLog(uint32_t flushDelayMs, int64_t trimIntervalTicks = 3600 * kSecond)
+{
+    ASSERT_TRUE(StubLog::Install(std::make_unique<TestServiceLog>(flushDelayMs, trimIntervalTicks), Service));
+}
+
+// The messages of the file's lines, after checking each stamp and its process id.
+std::vector<std::string> Messages(const std::wstring& path)
+{
+    static const std::regex stamp(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] \[ *(\d+)\] \[ *([0-9A-F]+)\] )");
+    std::vector<std::string> messages;
+    for (const auto& line : SplitLines(ReadFileBytes(path)))
+    {
+        std::smatch m;
+        if (!std::regex_search(line, m, stamp) || m.position(0) != 0)
+        {
+            ADD_FAILURE() << "bad stamp: " << line;
+            continue;
+        }
+        EXPECT_EQ(std::stoul(m[1].str()), GetCurrentProcessId());
+        messages.push_back(m.suffix().str());
+    }
+    return messages;
+}
+
+// Waits up to timeoutMs for the file to receive something.
+bool WaitForContent(const std::wstring& path, DWORD timeoutMs)
+{
+    ULONGLONG end = GetTickCount64() + timeoutMs;
+    do
+    {
+        WIN32_FILE_ATTRIBUTE_DATA data;
+        if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) && data.nFileSizeLow > 0)
+            return true;
+        Sleep(20);
+    } while (GetTickCount64() < end);
+    return false;
+}
+
+class ServiceLogTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_FALSE(StubLog::IsOn());
+        ASSERT_TRUE(m_Folder.Create());
+        m_Path = m_Folder.Use(L"kvo_test_service.log");
+    }
+    void TearDown() override { StubLog::Close(); }
+
+    LogFolder m_Folder{FOLDERID_ProgramData};
+    std::wstring m_Path;
+};
+
+using V = std::vector<std::string>;
+
+TEST_F(ServiceLogTest, LinesWrittenWithinThePeriodGoOutInOneAppend)
+{
+    InstallServiceLog(1500);
+    StubLog::Printf("one");
+    StubLog::Printf("two %d", 2);
+    StubLog::Printf("three %ls", L"3");
+    EXPECT_EQ(ReadFileBytes(m_Path), "<missing>") << "writers do no file work";
+    ASSERT_TRUE(WaitForContent(m_Path, 15000));
+    // The first content seen already holds all three lines: one append.
+    EXPECT_EQ(Messages(m_Path), (V{"one", "two 2", "three 3"}));
+
+    StubLog::Printf("four");
+    EXPECT_EQ(Messages(m_Path).size(), 3u) << "a new line waits for a new period";
+    ULONGLONG end = GetTickCount64() + 15000;
+    while (Messages(m_Path).size() < 4 && GetTickCount64() < end)
+        Sleep(20);
+    EXPECT_EQ(Messages(m_Path), (V{"one", "two 2", "three 3", "four"}));
+    // "[date time] [pid] [tid] ": 26 + 9 + 7 bytes with a short pid and tid.
+    EXPECT_EQ(ReadFileBytes(m_Path).substr(42, 5), "one\r\n");
+}
+
+TEST_F(ServiceLogTest, CloseAppendsAtOnce)
+{
+    // A period far longer than the test's time limit.
+    InstallServiceLog(3600 * 1000);
+    StubLog::Printf("kept");
+    StubLog::Printf("also kept");
+    StubLog::Close();
+    EXPECT_EQ(Messages(m_Path), (V{"kept", "also kept"}));
+    // A closed channel writes nothing more.
+    StubLog::Printf("dropped");
+    EXPECT_EQ(Messages(m_Path).size(), 2u);
+}
+
+TEST_F(ServiceLogTest, LinesWaitUntilTheFolderExists)
+{
+    if (!m_Folder.Remove())
+        GTEST_SKIP() << "the log folder existed before the test";
+    InstallServiceLog(100);
+    for (int i = 1; i <= 3; ++i)
+        StubLog::Printf("line %d", i);
+    // Several periods pass while the folder is missing.
+    Sleep(800);
+    EXPECT_EQ(GetFileAttributesW(m_Folder.Folder().c_str()), INVALID_FILE_ATTRIBUTES) << "the sink makes no folder";
+    StubLog::Printf("line 4");
+    ASSERT_TRUE(m_Folder.Create());
+    ASSERT_TRUE(WaitForContent(m_Path, 15000));
+    EXPECT_EQ(Messages(m_Path), (V{"line 1", "line 2", "line 3", "line 4"}));
+}
+
+TEST_F(ServiceLogTest, LinesFromManyThreadsAllArrive)
+{
+    InstallServiceLog(5);
+    const int threads = 4;
+    const int perThread = 200;
+    std::vector<HANDLE> workers;
+    for (int t = 0; t < threads; ++t)
+    {
+        workers.push_back(CreateThread(
+            nullptr, 0,
+            [](void* arg) -> DWORD {
+                int id = static_cast<int>(reinterpret_cast<intptr_t>(arg));
+                for (int i = 0; i < perThread; ++i)
+                {
+                    StubLog::Printf("t%d n%d", id, i);
+                    if (i % 50 == 0)
+                        Sleep(2);
+                }
+                return 0;
+            },
+            reinterpret_cast<void*>(static_cast<intptr_t>(t)), 0, nullptr));
+        ASSERT_NE(workers.back(), nullptr);
+    }
+    WaitForMultipleObjects(static_cast<DWORD>(workers.size()), workers.data(), TRUE, 60000);
+    for (HANDLE h : workers)
+        CloseHandle(h);
+    StubLog::Close();
+    V messages = Messages(m_Path);
+    ASSERT_EQ(messages.size(), static_cast<size_t>(threads * perThread));
+    // Each thread's lines keep their order.
+    std::vector<int> next(threads, 0);
+    for (const auto& m : messages)
+    {
+        int t = -1;
+        int n = -1;
+        ASSERT_EQ(std::sscanf(m.c_str(), "t%d n%d", &t, &n), 2) << m;
+        ASSERT_TRUE(t >= 0 && t < threads);
+        EXPECT_EQ(n, next[t]++);
+    }
+}
+
+// Closing and destroying sinks while their flush callbacks fire.
+TEST_F(ServiceLogTest, CloseWhileFlushesRun)
+{
+    DWORD handles = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &handles);
+    int written = 0;
+    for (int round = 0; round < 40; ++round)
+    {
+        InstallServiceLog(1);
+        for (int i = 0; i < 5 + round % 7; ++i)
+        {
+            StubLog::Printf("round %d line %d", round, i);
+            ++written;
+            if (i % 3 == round % 3)
+                Sleep(1);
+        }
+        StubLog::Close();
+    }
+    EXPECT_EQ(Messages(m_Path).size(), static_cast<size_t>(written)) << "no line lost";
+    DWORD after = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &after);
+    // The pool may keep its worker thread; events and waits must all be gone.
+    EXPECT_LE(after, handles + 2);
+}
+
+TEST(ServiceLogTrim, RotatesAtTenMebibytes)
+{
+    TestFolder dir(L"trim");
+    TestServiceLog sink(3600 * 1000, 0);
+    std::wstring log = dir / L"service.log";
+    std::wstring old = dir / L"service.old.txt";
+    struct Case
+    {
+        LONGLONG size;
+        bool rotated;
+    };
+    const Case cases[] = {{0, false}, {10485759, false}, {10485760, true}, {10485761, true}};
+    for (const auto& c : cases)
+    {
+        ASSERT_TRUE(WriteFileBytes(old, "earlier rotation"));
+        ASSERT_TRUE(MakeFileOfSize(log, c.size));
+        sink.Trim(log.c_str());
+        if (c.rotated)
+        {
+            EXPECT_EQ(GetFileAttributesW(log.c_str()), INVALID_FILE_ATTRIBUTES) << c.size;
+            uint64_t size = 0;
+            WIN32_FILE_ATTRIBUTE_DATA data;
+            ASSERT_TRUE(GetFileAttributesExW(old.c_str(), GetFileExInfoStandard, &data));
+            size = (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+            EXPECT_EQ(size, static_cast<uint64_t>(c.size)) << "the earlier rotation is replaced";
+        }
+        else
+        {
+            EXPECT_NE(GetFileAttributesW(log.c_str()), INVALID_FILE_ATTRIBUTES) << c.size;
+            EXPECT_EQ(ReadFileBytes(old), "earlier rotation") << c.size;
+        }
+    }
+    // A missing file is no trouble.
+    DeleteFileW(log.c_str());
+    sink.Trim(log.c_str());
+}
+
+TEST(ServiceLogTrim, SizeIsLookedAtOncePerInterval)
+{
+    TestFolder dir(L"trim");
+    TestServiceLog sink(3600 * 1000, 3600 * kSecond);
+    std::wstring log = dir / L"service.log";
+    std::wstring old = dir / L"service.old.txt";
+    TestServiceLog::ResetTrimClock();
+    ASSERT_TRUE(MakeFileOfSize(log, 10485760));
+    sink.Trim(log.c_str());
+    EXPECT_NE(GetFileAttributesW(old.c_str()), INVALID_FILE_ATTRIBUTES) << "the first check looks";
+    ASSERT_TRUE(MakeFileOfSize(log, 10485760));
+    sink.Trim(log.c_str());
+    EXPECT_NE(GetFileAttributesW(log.c_str()), INVALID_FILE_ATTRIBUTES) << "within the interval nothing moves";
+}
+
+// Trim is process-wide and never turned off again: this test comes last.
+TEST_F(ServiceLogTest, FlushWithTrimEnabledStartsAFreshFile)
+{
+    ASSERT_TRUE(MakeFileOfSize(m_Path, 10485760));
+    InstallServiceLog(3600 * 1000, 0);
+    StubLog::EnableTrim();
+    StubLog::Printf("fresh");
+    StubLog::Close();
+    EXPECT_EQ(Messages(m_Path), V{"fresh"});
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    ASSERT_TRUE(GetFileAttributesExW(m_Folder.File(L"kvo_test_service.old.txt").c_str(), GetFileExInfoStandard, &data));
+    EXPECT_EQ(data.nFileSizeLow, 10485760u);
+}
+} // namespace
