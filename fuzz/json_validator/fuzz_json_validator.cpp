@@ -1,0 +1,63 @@
+// Feeds arbitrary bytes to the strict validator in all three entry modes.
+// A sink that really formats each message is installed, so the '%s' of the
+// extra-content message is exercised as well.
+#include "json/json_validator.h"
+#include "log/stub_log.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+class FormattingSink : public LogSink
+{
+public:
+    bool WriteLine(const char* format, va_list args) override
+    {
+        char line[512];
+        vsnprintf(line, sizeof line, format, args);
+        return true;
+    }
+    bool GetLogPath(std::wstring& path) override
+    {
+        path.clear();
+        return false;
+    }
+};
+
+const bool kSinkInstalled = StubLog::Install(std::make_unique<FormattingSink>(), DirectFile);
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    (void)kSinkInstalled;
+    if (size > 1 << 20)
+        return 0;
+    // The validator expects a NUL after the text; the copy is exactly that long
+    // so that any read beyond it is caught.
+    std::vector<char> text(size + 1);
+    if (size > 0)
+        memcpy(text.data(), data, size);
+    text[size] = '\0';
+    const int32_t length = static_cast<int32_t>(size);
+    const bool whole = JsonValidator::Validate(text.data(), length);
+    const bool members = JsonValidator::ValidateMembers(text.data(), length, false);
+    JsonValidator::ValidateMembers(text.data(), length, true);
+    // A valid document that is an object is also a valid object.
+    if (whole && members == false)
+    {
+        size_t i = 0;
+        while (i < size && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r' || text[i] == '\v'))
+            ++i;
+        if (i < size && text[i] == '{')
+            __builtin_trap();
+    }
+    return 0;
+}
