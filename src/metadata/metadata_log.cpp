@@ -33,13 +33,15 @@ bool MetadataLog(uint32_t level, const char* format, ...)
         return true;
     char text[1024];
     text[0] = '\0';
-    va_list args;
-    va_start(args, format);
-    // vsnprintf cuts at 1023 characters and always terminates.
-    int written = vsnprintf(text, sizeof text, format ? format : "", args);
-    va_end(args);
-    if (written < 0)
-        text[0] = '\0';
+    if (format)
+    {
+        va_list args;
+        va_start(args, format);
+        // vsnprintf cuts at 1023 characters and always terminates.
+        if (vsnprintf(text, sizeof text, format, args) < 0)
+            text[0] = '\0';
+        va_end(args);
+    }
     FormattedMessage message(level, text);
     return callback(message) == 0;
 }
