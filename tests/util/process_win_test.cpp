@@ -149,4 +149,50 @@ TEST(CurrentProcessLocation, IsTheExecutablesFolder)
     EXPECT_EQ(location, ToUtf8(ExeFolder()));
     EXPECT_NE(location[std::strlen(location) - 1], '\\');
 }
+
+// Runs a copy of the location helper from the given folder; returns its exit
+// code and the location it reported.
+DWORD RunLocationHelper(const std::wstring& folder, const std::wstring& report, std::string& location)
+{
+    std::wstring exe = folder + L"\\kvo_location_helper.exe";
+    if (!CopyFileW((ExeFolder() + L"\\kvo_location_helper.exe").c_str(), exe.c_str(), FALSE))
+        return 100;
+    std::wstring commandLine = L"\"" + exe + L"\" \"" + report + L"\"";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info))
+        return 101;
+    KernelHandle process(info.hProcess);
+    KernelHandle thread(info.hThread);
+    WaitForSingleObject(process.Get(), 30000);
+    DWORD code = 102;
+    GetExitCodeProcess(process.Get(), &code);
+    location = ReadFileBytes(report);
+    DeleteFileW(exe.c_str());
+    return code;
+}
+
+TEST(CurrentProcessLocation, LongUtf8PathFailsCleanly)
+{
+    TestFolder dir(L"location");
+    // 140 two-byte characters: the wide path fits in MAX_PATH, its UTF-8 form
+    // does not fit in 260 bytes. One folder name may not exceed 255 bytes on
+    // the host, so the characters are split over two folders.
+    std::wstring deep = dir.Path() + L"\\" + std::wstring(70, L'\u00E9');
+    ASSERT_TRUE(CreateDirectoryW(deep.c_str(), nullptr));
+    deep += L"\\" + std::wstring(70, L'\u00E9');
+    ASSERT_TRUE(CreateDirectoryW(deep.c_str(), nullptr));
+    ASSERT_LT(deep.size() + 24, static_cast<size_t>(MAX_PATH));
+    ASSERT_GT(ToUtf8(deep).size(), 260u);
+    std::string location;
+    EXPECT_EQ(RunLocationHelper(deep, dir / L"long.txt", location), 1u);
+    EXPECT_EQ(location, "") << "no partial text";
+
+    // A shorter folder with the same characters works and comes back as UTF-8.
+    std::wstring shorter = dir.Path() + L"\\" + std::wstring(20, L'\u00E9');
+    ASSERT_TRUE(CreateDirectoryW(shorter.c_str(), nullptr));
+    EXPECT_EQ(RunLocationHelper(shorter, dir / L"short.txt", location), 0u);
+    EXPECT_EQ(location, ToUtf8(shorter));
+}
 } // namespace
