@@ -17,8 +17,10 @@ constexpr int kScratchSize = JsonWriter::MaxValueLength + 1;
 constexpr int kDocumentHeadSize = 128;
 constexpr int kDocumentLineSize = 256;
 
-// Formats into a fixed scratch area; -1 when the result would not fit.
-int FormatInto(char* scratch, int size, const char* format, va_list args)
+// Formats into a fixed scratch area; -1 when the result would not fit. (The
+// va_list form has its own name: on Windows va_list is a char pointer, and a
+// text argument would pick that overload.)
+int VFormatInto(char* scratch, int size, const char* format, va_list args)
 {
     const int n = vsnprintf(scratch, static_cast<size_t>(size), format, args);
     if (n < 0 || n >= size)
@@ -30,7 +32,7 @@ int FormatInto(char* scratch, int size, const char* format, ...)
 {
     va_list args;
     va_start(args, format);
-    const int n = FormatInto(scratch, size, format, args);
+    const int n = VFormatInto(scratch, size, format, args);
     va_end(args);
     return n;
 }
@@ -478,7 +480,7 @@ bool JsonWriter::WriteFormattedV(const char* name, const char* format, va_list a
         return false;
     }
     char scratch[kScratchSize];
-    const int n = FormatInto(scratch, sizeof scratch, format, args);
+    const int n = VFormatInto(scratch, sizeof scratch, format, args);
     if (n < 0)
     {
         // The naming rule is checked first, as for any value.

@@ -44,7 +44,9 @@ public:
     // Empties the text and clears Failed; nesting, options and NeedComma stay.
     void ClearText();
     // Cuts the text back to a position returned by Begin or BeginArray and
-    // closes the containers opened in the cut text. Clears Failed. False when
+    // closes the containers opened in the cut text (brackets are counted
+    // without regard to strings). Clears Failed. Measuring keeps no text to
+    // count, so there it only clears Failed. False, changing nothing, when
     // the position is out of range or the cut would cross an End.
     bool Rollback(int32_t position);
 
@@ -85,7 +87,8 @@ public:
     bool WriteFormatted(const char* name, const char* format, ...);
     // The text as it stands: neither escaped nor quoted.
     bool WriteRawValue(const char* name, const char* text);
-    // The data as Base64; size 0 writes nothing at all.
+    // The data as Base64; size 0 writes nothing at all. The encoding goes
+    // straight into the free space: a growable vector is not grown for it.
     bool WriteBinary(const char* name, const void* data, uint32_t size);
     // Another writer's text, as it stands, as this element's value.
     bool WriteDocument(const char* name, const JsonWriter& document);
