@@ -1,0 +1,618 @@
+// Reads the resources back out of the built executables, loaded as data
+// files, and checks what the message boxes, the version checks, Explorer and
+// the file properties rely on.
+#include "manifest_effects.h"
+#include "resource_test_config.h"
+#include "resources/string_ids.h"
+#include "resources/support_url.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace
+{
+using Texts = std::map<UINT, std::wstring>;
+using StringTable = std::map<LANGID, Texts>;
+
+const std::vector<LANGID> kLanguages = {1028, 1031, 1033, 1036, 1040, 1041, 1042,
+                                        1045, 1046, 1049, 2052, 2058, 3082};
+const std::set<UINT> kIds = {102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112,
+                             113, 114, 115, 116, 117, 118, 202, 203, 204, 205, 206,
+                             207, 208, 209, 210, 299, 300, 301, 302, 303};
+const std::set<UINT> kIdsWithAddress = {116, 117, 118, 206, 207, 208, 210, 299};
+const std::set<UINT> kIdsWithPlaceholder = {106, 117};
+constexpr UINT kIdWithLineFeeds = 210;
+const std::wstring kPlaceholder = L"~TitleName~";
+const std::wstring kAddressInText = std::wstring(kSupportUrlW) + L"/";
+
+std::wstring ExeFolder()
+{
+    wchar_t path[MAX_PATH] = {};
+    const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring folder(path, length);
+    return folder.substr(0, folder.find_last_of(L"\\/") + 1);
+}
+
+std::string Narrow(const std::wstring& text)
+{
+    std::string out;
+    for (wchar_t c : text)
+    {
+        if (c >= 0x20 && c < 0x7F)
+            out += static_cast<char>(c);
+        else
+        {
+            char escape[12];
+            snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(c));
+            out += escape;
+        }
+    }
+    return out;
+}
+
+size_t Count(const std::wstring& text, const std::wstring& part)
+{
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::wstring::npos; at = text.find(part, at + part.size()))
+        ++n;
+    return n;
+}
+
+struct ModuleCloser
+{
+    void operator()(HMODULE module) const { FreeLibrary(module); }
+};
+using DataFile = std::unique_ptr<std::remove_pointer_t<HMODULE>, ModuleCloser>;
+
+DataFile OpenAsDataFile(const std::wstring& path)
+{
+    return DataFile(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+}
+
+std::vector<uint8_t> ResourceBytes(HMODULE module, LPCWSTR type, LPCWSTR name, WORD language)
+{
+    HRSRC info = FindResourceExW(module, type, name, language);
+    if (!info)
+        return {};
+    HGLOBAL loaded = LoadResource(module, info);
+    const auto* data = static_cast<const uint8_t*>(LockResource(loaded));
+    if (!data)
+        return {};
+    return std::vector<uint8_t>(data, data + SizeofResource(module, info));
+}
+
+BOOL CALLBACK CollectName(HMODULE, LPCWSTR, LPWSTR name, LONG_PTR out)
+{
+    if (IS_INTRESOURCE(name))
+        reinterpret_cast<std::vector<WORD>*>(out)->push_back(static_cast<WORD>(reinterpret_cast<ULONG_PTR>(name)));
+    else
+        reinterpret_cast<std::vector<WORD>*>(out)->push_back(0); // a named resource: never expected
+    return TRUE;
+}
+
+BOOL CALLBACK CollectLanguage(HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR out)
+{
+    reinterpret_cast<std::vector<WORD>*>(out)->push_back(language);
+    return TRUE;
+}
+
+std::vector<WORD> ResourceNames(HMODULE module, LPCWSTR type)
+{
+    std::vector<WORD> names;
+    EnumResourceNamesW(module, type, CollectName, reinterpret_cast<LONG_PTR>(&names));
+    return names;
+}
+
+std::vector<WORD> ResourceLanguages(HMODULE module, LPCWSTR type, WORD name)
+{
+    std::vector<WORD> languages;
+    EnumResourceLanguagesW(module, type, MAKEINTRESOURCEW(name), CollectLanguage,
+                           reinterpret_cast<LONG_PTR>(&languages));
+    return languages;
+}
+
+// Every text of every language, read block by block: a string block holds
+// sixteen counted UTF-16 strings, the ids (block - 1) * 16 to block * 16 - 1.
+StringTable ReadStringTable(HMODULE module)
+{
+    StringTable table;
+    for (WORD block : ResourceNames(module, RT_STRING))
+    {
+        for (WORD language : ResourceLanguages(module, RT_STRING, block))
+        {
+            const std::vector<uint8_t> bytes = ResourceBytes(module, RT_STRING, MAKEINTRESOURCEW(block), language);
+            size_t offset = 0;
+            for (UINT index = 0; index < 16 && offset + 2 <= bytes.size(); ++index)
+            {
+                uint16_t length = 0;
+                std::memcpy(&length, bytes.data() + offset, 2);
+                offset += 2;
+                if (offset + length * 2u > bytes.size())
+                    break;
+                if (length > 0)
+                {
+                    std::wstring text(length, L'\0');
+                    std::memcpy(text.data(), bytes.data() + offset, length * 2u);
+                    table[language][(block - 1u) * 16u + index] = text;
+                }
+                offset += length * 2u;
+            }
+        }
+    }
+    return table;
+}
+
+std::wstring SupportSentenceEnd()
+{
+    return kAddressInText + L" for more information.";
+}
+
+// The English texts, word for word.
+Texts ExpectedEnglish()
+{
+    const std::wstring visit = L"Please visit Tavrin Games Support at ";
+    return {
+        {102, L"Unable to locate the Tavrin Games Launcher, please verify your game data and complete the "
+              L"Tavrin Games Launcher installation."},
+        {103, L"Unable to locate target path, please verify your game data."},
+        {104, L"Unable to launch game, please verify your game data."},
+        {105, L"Uninstall has been canceled."},
+        {106, L"Are you sure you want to uninstall ~TitleName~?"},
+        {107, L"Uninstall"},
+        {108, L"Uninstall has been completed."},
+        {109, L"Deleting Game Files"},
+        {110, L"Deleted File"},
+        {111, L"Deleted Folder"},
+        {112, L"Not Found"},
+        {113, L"Deleting Registry Keys"},
+        {114, L"Are you sure you want to cancel?"},
+        {115, L"Are you sure you want to cancel?"},
+        {116, L"Unable to launch uninstaller. " + visit + SupportSentenceEnd()},
+        {117, L"~TitleName~ could not be uninstalled. " + visit + SupportSentenceEnd()},
+        {118, L"Support for Windows\u00AE 7 and Windows\u00AE 8 has ended. " + visit + SupportSentenceEnd()},
+        {202, L"Unable to locate the Tavrin Games Launcher, please try reinstalling the game."},
+        {203, L"Unable to locate target path, please try reinstalling the game."},
+        {204, L"Unable to launch game, please try reinstalling the game."},
+        {205, L"Unable to install prerequisites, please try reinstalling the game."},
+        {206, L"Support for Windows\u00AE XP and Windows\u00AE Vista has ended. " + visit + SupportSentenceEnd()},
+        {207, L"Support for Windows\u00AE XP and Windows\u00AE Vista has ended. " + visit + SupportSentenceEnd()},
+        {208, L"Windows\u00AE 7 Service Pack 1 is required in order to launch this title. " + visit +
+                  SupportSentenceEnd()},
+        {209, L"The Tavrin Games Launcher is out of date, please verify your game data."},
+        {210, L"Unable to locate game executable. This game may not yet be available. If this issue persists, "
+              L"please verify your game data. \n\n" +
+                  visit + SupportSentenceEnd()},
+        {299, L"Unable to launch game. " + visit + SupportSentenceEnd()},
+        {300, L"Error"},
+        {301, L"Warning"},
+        {302, L"Failed to Delete"},
+        {303, L"Uninstall has been completed. Some files or folders failed to delete, these can be removed "
+              L"manually. Uninstaller will now exit."},
+    };
+}
+
+struct Captions
+{
+    LANGID language;
+    const wchar_t* error;
+    const wchar_t* warning;
+};
+
+const Captions kCaptions[] = {
+    {1028, L"\u932F\u8AA4", L"\u8B66\u544A"},
+    {1031, L"Fehler", L"Warnung"},
+    {1033, L"Error", L"Warning"},
+    {1036, L"Erreur", L"Attention"},
+    {1040, L"Errore", L"Attenzione"},
+    {1041, L"\u30A8\u30E9\u30FC", L"\u8B66\u544A"},
+    {1042, L"\uC624\uB958", L"\uC8FC\uC758"},
+    {1045, L"B\u0142\u0105d", L"Ostrze\u017Cenie"},
+    {1046, L"Erro", L"Aviso"},
+    {1049, L"\u041E\u0448\u0438\u0431\u043A\u0430", L"\u0412\u043D\u0438\u043C\u0430\u043D\u0438\u0435"},
+    {2052, L"\u9519\u8BEF", L"\u6CE8\u610F"},
+    {2058, L"Error", L"Advertencia"},
+    {3082, L"Error", L"Atenci\u00F3n"},
+};
+
+// What a text of a language is written in: a text that landed under the
+// wrong language id, or was left in English, fails here.
+enum class Script
+{
+    Latin,
+    Cyrillic,
+    Japanese,
+    Korean,
+    Chinese,
+};
+
+Script ScriptOf(LANGID language)
+{
+    switch (language)
+    {
+    case 1049: return Script::Cyrillic;
+    case 1041: return Script::Japanese;
+    case 1042: return Script::Korean;
+    case 1028:
+    case 2052: return Script::Chinese;
+    default: return Script::Latin;
+    }
+}
+
+bool InRange(wchar_t c, wchar_t first, wchar_t last)
+{
+    return c >= first && c <= last;
+}
+
+bool IsKana(wchar_t c) { return InRange(c, 0x3040, 0x30FF); }
+bool IsHangul(wchar_t c) { return InRange(c, 0xAC00, 0xD7A3); }
+bool IsHan(wchar_t c) { return InRange(c, 0x4E00, 0x9FFF); }
+bool IsCyrillic(wchar_t c) { return InRange(c, 0x0400, 0x04FF); }
+
+// Whether the text is written in the script, brand and product names
+// (in Latin letters) aside.
+bool WrittenIn(Script script, const std::wstring& text)
+{
+    const auto any = [&](bool (*pred)(wchar_t)) { return std::any_of(text.begin(), text.end(), pred); };
+    switch (script)
+    {
+    case Script::Latin:
+        return std::all_of(text.begin(), text.end(), [](wchar_t c) {
+            return c < 0x0180 || c == 0x2013 || c == 0x2014 || c == 0x2019;
+        });
+    case Script::Cyrillic: return any(IsCyrillic) && !any(IsHan);
+    // A caption may be kanji alone, as in Chinese.
+    case Script::Japanese: return (any(IsKana) || (text.size() <= 2 && any(IsHan))) && !any(IsHangul);
+    case Script::Korean: return any(IsHangul) && !any(IsKana);
+    case Script::Chinese: return any(IsHan) && !any(IsKana) && !any(IsHangul);
+    }
+    return false;
+}
+
+class ModuleResources : public ::testing::TestWithParam<const wchar_t*>
+{
+protected:
+    void SetUp() override
+    {
+        path_ = ExeFolder() + GetParam();
+        module_ = OpenAsDataFile(path_);
+        ASSERT_TRUE(module_) << "cannot load " << Narrow(path_) << " as a data file, error " << GetLastError();
+    }
+
+    std::wstring path_;
+    DataFile module_;
+};
+
+TEST_P(ModuleResources, StringTableHoldsTheSameIdsInEachOfTheThirteenLanguages)
+{
+    const StringTable table = ReadStringTable(module_.get());
+    std::set<LANGID> languages;
+    for (const auto& entry : table)
+        languages.insert(entry.first);
+    EXPECT_EQ(languages, std::set<LANGID>(kLanguages.begin(), kLanguages.end()));
+    for (const auto& [language, texts] : table)
+    {
+        std::set<UINT> ids;
+        for (const auto& entry : texts)
+            ids.insert(entry.first);
+        EXPECT_EQ(ids, kIds) << "language " << language;
+    }
+}
+
+TEST_P(ModuleResources, EnglishTextsAreWordForWord)
+{
+    const StringTable table = ReadStringTable(module_.get());
+    ASSERT_EQ(table.count(1033), 1u);
+    const Texts& english = table.at(1033);
+    for (const auto& [id, expected] : ExpectedEnglish())
+    {
+        ASSERT_EQ(english.count(id), 1u) << "id " << id;
+        EXPECT_EQ(Narrow(english.at(id)), Narrow(expected)) << "id " << id;
+    }
+}
+
+TEST_P(ModuleResources, CaptionsInEveryLanguage)
+{
+    const StringTable table = ReadStringTable(module_.get());
+    for (const Captions& c : kCaptions)
+    {
+        SCOPED_TRACE(testing::Message() << "language " << c.language);
+        ASSERT_EQ(table.count(c.language), 1u);
+        const Texts& texts = table.at(c.language);
+        ASSERT_EQ(texts.count(IDS_CAPTION_ERROR), 1u);
+        ASSERT_EQ(texts.count(IDS_CAPTION_WARNING), 1u);
+        EXPECT_EQ(Narrow(texts.at(IDS_CAPTION_ERROR)), Narrow(c.error));
+        EXPECT_EQ(Narrow(texts.at(IDS_CAPTION_WARNING)), Narrow(c.warning));
+    }
+}
+
+// The rules every translation keeps, and what the stub's text loading
+// assumes of them (a buffer of 512 units, "~" only as the placeholder,
+// no U+00B5).
+TEST_P(ModuleResources, EveryTextKeepsPlaceholderLineFeedsAddressAndMarks)
+{
+    const StringTable table = ReadStringTable(module_.get());
+    ASSERT_EQ(table.count(1033), 1u);
+    const Texts& english = table.at(1033);
+    for (const auto& [language, texts] : table)
+    {
+        for (const auto& [id, text] : texts)
+        {
+            SCOPED_TRACE(testing::Message() << "language " << language << ", id " << id << ": " << Narrow(text));
+            EXPECT_FALSE(text.empty());
+            EXPECT_LT(text.size(), 512u);
+
+            const size_t placeholders = Count(text, kPlaceholder);
+            EXPECT_EQ(placeholders, kIdsWithPlaceholder.count(id) ? 1u : 0u);
+            EXPECT_EQ(Count(text, L"~"), 2 * placeholders) << "a stray ~ would swallow the ten characters after it";
+            EXPECT_EQ(text.find(L'\u00B5'), std::wstring::npos) << "U+00B5 is shown as a no-break space";
+
+            if (id == kIdWithLineFeeds)
+            {
+                EXPECT_EQ(Count(text, L"\n"), 2u);
+                EXPECT_EQ(Count(text, L"\n\n"), 1u);
+            }
+            else
+            {
+                EXPECT_EQ(Count(text, L"\n"), 0u);
+            }
+            EXPECT_EQ(Count(text, L"\r"), 0u);
+            for (wchar_t c : text)
+                EXPECT_TRUE(c >= 0x20 || c == L'\n') << "control character U+" << std::hex << unsigned(c);
+            EXPECT_EQ(text.find(L'\uFFFD'), std::wstring::npos);
+
+            EXPECT_EQ(Count(text, kSupportUrlW), kIdsWithAddress.count(id) ? 1u : 0u);
+            if (kIdsWithAddress.count(id))
+            {
+                EXPECT_EQ(Count(text, kAddressInText), 1u) << "the address is followed by its closing slash";
+            }
+
+            ASSERT_EQ(english.count(id), 1u);
+            EXPECT_EQ(Count(text, L"\u00AE"), Count(english.at(id), L"\u00AE"));
+        }
+    }
+}
+
+TEST_P(ModuleResources, TranslationsAreInTheirLanguagesScript)
+{
+    const StringTable table = ReadStringTable(module_.get());
+    ASSERT_EQ(table.count(1033), 1u);
+    const Texts& english = table.at(1033);
+    for (const auto& [language, texts] : table)
+    {
+        for (const auto& [id, text] : texts)
+        {
+            SCOPED_TRACE(testing::Message() << "language " << language << ", id " << id << ": " << Narrow(text));
+            EXPECT_TRUE(WrittenIn(ScriptOf(language), text));
+            if (language != 1033 && id != IDS_CAPTION_ERROR && id != IDS_CAPTION_WARNING)
+            {
+                EXPECT_NE(text, english.at(id)) << "left in English";
+            }
+        }
+        // Texts that are the same in English are the same in every language.
+        EXPECT_EQ(texts.at(IDS_CANCEL_CONFIRM_2), texts.at(IDS_CANCEL_CONFIRM)) << "language " << language;
+        EXPECT_EQ(texts.at(IDS_XP_VISTA_UNSUPPORTED_WARNING), texts.at(IDS_XP_VISTA_UNSUPPORTED))
+            << "language " << language;
+    }
+    // Simplified and traditional Chinese are two translations, not one copied.
+    ASSERT_EQ(table.count(2052), 1u);
+    ASSERT_EQ(table.count(1028), 1u);
+    for (UINT id : kIds)
+        EXPECT_NE(table.at(2052).at(id), table.at(1028).at(id)) << "id " << id;
+}
+
+std::string WithoutComments(std::string xml)
+{
+    for (size_t begin = xml.find("<!--"); begin != std::string::npos; begin = xml.find("<!--", begin))
+    {
+        const size_t end = xml.find("-->", begin);
+        xml.erase(begin, end == std::string::npos ? std::string::npos : end + 3 - begin);
+    }
+    return xml;
+}
+
+TEST_P(ModuleResources, ManifestDeclaresWhatTheStubNeeds)
+{
+    const std::vector<WORD> names = ResourceNames(module_.get(), RT_MANIFEST);
+    ASSERT_EQ(names, std::vector<WORD>{1}) << "one manifest, CREATEPROCESS_MANIFEST_RESOURCE_ID";
+    const std::vector<WORD> languages = ResourceLanguages(module_.get(), RT_MANIFEST, 1);
+    ASSERT_EQ(languages.size(), 1u);
+    const std::vector<uint8_t> bytes = ResourceBytes(module_.get(), RT_MANIFEST, MAKEINTRESOURCEW(1), languages[0]);
+    const std::string xml = WithoutComments(std::string(bytes.begin(), bytes.end()));
+
+    struct Expectation
+    {
+        const char* what;
+        const char* pattern;
+    };
+    const Expectation expectations[] = {
+        {"execution level asInvoker", R"(<requestedExecutionLevel\s[^>]*level\s*=\s*"asInvoker")"},
+        {"Windows 10 supportedOS", R"(<supportedOS\s[^>]*Id\s*=\s*"\{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a\}")"},
+        {"per-monitor DPI awareness (Windows 10 1607 and later)",
+         R"(<dpiAwareness\s[^>]*>\s*PerMonitorV2\s*,\s*PerMonitor\s*</dpiAwareness>)"},
+        {"per-monitor DPI awareness (older systems)", R"(<dpiAware\s[^>]*>\s*true/pm\s*</dpiAware>)"},
+        {"Common Controls version 6",
+         R"(<assemblyIdentity\s[^>]*name\s*=\s*"Microsoft\.Windows\.Common-Controls"[^>]*version\s*=\s*"6\.0\.0\.0")"},
+    };
+    for (const Expectation& e : expectations)
+        EXPECT_TRUE(std::regex_search(xml, std::regex(e.pattern))) << e.what << "\n" << xml;
+}
+
+#pragma pack(push, 2)
+struct GroupIconHeader
+{
+    WORD reserved;
+    WORD type;
+    WORD count;
+};
+struct GroupIconEntry
+{
+    BYTE width;
+    BYTE height;
+    BYTE colorCount;
+    BYTE reserved;
+    WORD planes;
+    WORD bitCount;
+    DWORD bytesInResource;
+    WORD id;
+};
+#pragma pack(pop)
+
+uint32_t BigEndian32(const uint8_t* p)
+{
+    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | p[3];
+}
+
+TEST_P(ModuleResources, IconGroupHoldsSevenPngImages)
+{
+    const std::vector<WORD> groups = ResourceNames(module_.get(), RT_GROUP_ICON);
+    ASSERT_EQ(groups, std::vector<WORD>{IDI_APP_ICON});
+    const std::vector<WORD> languages = ResourceLanguages(module_.get(), RT_GROUP_ICON, IDI_APP_ICON);
+    ASSERT_EQ(languages.size(), 1u);
+    const std::vector<uint8_t> group =
+        ResourceBytes(module_.get(), RT_GROUP_ICON, MAKEINTRESOURCEW(IDI_APP_ICON), languages[0]);
+    ASSERT_GE(group.size(), sizeof(GroupIconHeader));
+    GroupIconHeader header;
+    std::memcpy(&header, group.data(), sizeof header);
+    EXPECT_EQ(header.type, 1);
+    ASSERT_EQ(group.size(), sizeof header + header.count * sizeof(GroupIconEntry));
+
+    std::set<int> sizes;
+    for (WORD i = 0; i < header.count; ++i)
+    {
+        GroupIconEntry entry;
+        std::memcpy(&entry, group.data() + sizeof header + i * sizeof entry, sizeof entry);
+        const int size = entry.width == 0 ? 256 : entry.width;
+        SCOPED_TRACE(testing::Message() << "image " << entry.id << ", " << size << " pixels");
+        EXPECT_EQ(entry.width, entry.height);
+        sizes.insert(size);
+
+        const std::vector<WORD> imageLanguages = ResourceLanguages(module_.get(), RT_ICON, entry.id);
+        ASSERT_EQ(imageLanguages.size(), 1u);
+        const std::vector<uint8_t> image =
+            ResourceBytes(module_.get(), RT_ICON, MAKEINTRESOURCEW(entry.id), imageLanguages[0]);
+        EXPECT_EQ(image.size(), entry.bytesInResource);
+        // PNG signature, then the IHDR chunk: width, height, bit depth, colour type.
+        static const uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+        ASSERT_GE(image.size(), 33u);
+        ASSERT_EQ(std::memcmp(image.data(), kPngSignature, 8), 0) << "stored as a bitmap, not as PNG";
+        ASSERT_EQ(std::memcmp(image.data() + 12, "IHDR", 4), 0);
+        EXPECT_EQ(BigEndian32(image.data() + 16), uint32_t(size));
+        EXPECT_EQ(BigEndian32(image.data() + 20), uint32_t(size));
+        EXPECT_EQ(image[24], 8) << "8 bits per channel";
+        EXPECT_EQ(image[25], 6) << "RGBA";
+
+        // The system can make an icon of it.
+        HICON icon = CreateIconFromResourceEx(const_cast<uint8_t*>(image.data()), static_cast<DWORD>(image.size()),
+                                              TRUE, 0x00030000, size, size, LR_DEFAULTCOLOR);
+        EXPECT_NE(icon, nullptr);
+        if (icon)
+            DestroyIcon(icon);
+    }
+    EXPECT_EQ(sizes, (std::set<int>{16, 32, 48, 64, 96, 128, 256}));
+    EXPECT_EQ(header.count, 7);
+}
+
+std::wstring VersionString(const std::vector<uint8_t>& info, const wchar_t* block, const wchar_t* name)
+{
+    wchar_t* value = nullptr;
+    UINT length = 0;
+    const std::wstring query = std::wstring(L"\\StringFileInfo\\") + block + L"\\" + name;
+    if (!VerQueryValueW(info.data(), query.c_str(), reinterpret_cast<void**>(&value), &length) || !value)
+        return L"<missing>";
+    std::wstring text(value, length);
+    while (!text.empty() && text.back() == L'\0')
+        text.pop_back();
+    return text;
+}
+
+TEST_P(ModuleResources, VersionResourceNamesTheStub)
+{
+    const DWORD size = GetFileVersionInfoSizeW(path_.c_str(), nullptr);
+    ASSERT_GT(size, 0u) << "no version resource";
+    std::vector<uint8_t> info(size);
+    ASSERT_TRUE(GetFileVersionInfoW(path_.c_str(), 0, size, info.data()));
+
+    VS_FIXEDFILEINFO* fixed = nullptr;
+    UINT fixedLength = 0;
+    ASSERT_TRUE(VerQueryValueW(info.data(), L"\\", reinterpret_cast<void**>(&fixed), &fixedLength));
+    ASSERT_EQ(fixedLength, sizeof(VS_FIXEDFILEINFO));
+    EXPECT_EQ(fixed->dwSignature, 0xFEEF04BDu);
+    EXPECT_EQ(fixed->dwFileVersionMS, KVO_TEST_VERSION_MS);
+    EXPECT_EQ(fixed->dwFileVersionLS, KVO_TEST_VERSION_LS);
+    EXPECT_EQ(fixed->dwProductVersionMS, KVO_TEST_VERSION_MS);
+    EXPECT_EQ(fixed->dwProductVersionLS, KVO_TEST_VERSION_LS);
+    EXPECT_EQ(fixed->dwFileType, static_cast<DWORD>(VFT_APP));
+
+    struct Translation
+    {
+        WORD language;
+        WORD codePage;
+    };
+    Translation* translations = nullptr;
+    UINT translationLength = 0;
+    ASSERT_TRUE(VerQueryValueW(info.data(), L"\\VarFileInfo\\Translation", reinterpret_cast<void**>(&translations),
+                               &translationLength));
+    ASSERT_EQ(translationLength, sizeof(Translation));
+    EXPECT_EQ(translations->language, 0x0409);
+    EXPECT_EQ(translations->codePage, 1200);
+
+    const struct
+    {
+        const wchar_t* name;
+        const wchar_t* expected;
+    } fields[] = {
+        {L"CompanyName", KVO_TEST_COMPANY},
+        {L"ProductName", KVO_TEST_PRODUCT_NAME},
+        {L"FileDescription", KVO_TEST_FILE_DESCRIPTION},
+        {L"FileVersion", KVO_TEST_VERSION_TEXT},
+        {L"ProductVersion", KVO_TEST_VERSION_TEXT},
+        {L"OriginalFilename", KVO_TEST_ORIGINAL_FILENAME},
+    };
+    for (const auto& field : fields)
+        EXPECT_EQ(Narrow(VersionString(info, L"040904b0", field.name)), Narrow(field.expected)) << Narrow(field.name);
+    EXPECT_NE(VersionString(info, L"040904b0", L"LegalCopyright").find(KVO_TEST_COMPANY), std::wstring::npos);
+}
+
+const wchar_t* const kModules[] = {KVO_TEST_MODULES};
+
+INSTANTIATE_TEST_SUITE_P(Built, ModuleResources, ::testing::ValuesIn(kModules),
+                         [](const ::testing::TestParamInfo<const wchar_t*>& param) {
+                             std::string name;
+                             for (const wchar_t* p = param.param; *p && *p != L'.'; ++p)
+                                 name += std::isalnum(static_cast<unsigned char>(*p & 0x7F)) ? char(*p) : '_';
+                             return name;
+                         });
+
+// What the system makes of the manifest: the probe carries it and reports.
+TEST(ManifestEffects, VersionQueryAndCommonControlsFollowTheManifest)
+{
+    std::wstring commandLine = L"\"" + ExeFolder() + L"kvo_resource_probe.exe\" --manifest-effects";
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process = {};
+    ASSERT_TRUE(CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                               &process))
+        << GetLastError();
+    ASSERT_EQ(WaitForSingleObject(process.hProcess, 60000), WAIT_OBJECT_0);
+    DWORD code = 0;
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+
+    ASSERT_TRUE(code & kManifestEffectsReported) << "exit code " << code;
+    EXPECT_TRUE(code & kReportsWindows10) << "the version query does not report Windows 10 (supportedOS)";
+    EXPECT_TRUE(code & kCommonControls6) << "comctl32 did not come from the version 6 assembly";
+}
+} // namespace
