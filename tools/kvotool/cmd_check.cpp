@@ -18,7 +18,7 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
 {
     DiagnosticList diags;
     const std::string shown = path == "-" ? "<stdin>" : path;
-    InputResult input = LoadInput(path, options.key, doc, diags);
+    InputResult input = LoadInput(path, options.key, doc, diags, options.equalsSyntax);
     CheckResult result;
     if (input == InputResult::Ok)
     {
@@ -26,6 +26,7 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
         checkOptions.equalsSyntax = options.equalsSyntax;
         result = CheckDocument(doc, checkOptions, diags);
     }
+    diags.SortByPosition();
     std::fputs(diags.Format(shown).c_str(), stderr);
     if (options.verbose)
         for (const auto& line : result.stubLog)
@@ -41,7 +42,9 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
             summary += "not readable as title metadata";
         else
         {
-            summary += doc.kind == InputKind::Container ? "container" : "plain JSON";
+            summary += doc.kind == InputKind::Container     ? "container"
+                       : doc.kind == InputKind::PayloadText ? "text for a container"
+                                                            : "plain JSON";
             summary += diags.Errors() || diags.Warnings()
                            ? ", " + Plural(diags.Errors(), "error") + ", " + Plural(diags.Warnings(), "warning")
                            : ", no problems";

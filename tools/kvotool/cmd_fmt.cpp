@@ -69,14 +69,26 @@ private:
             std::string value;
             if (!e.GetString(value))
                 Problem(e, "a text that cannot be read");
-            w.WriteString(name, value.c_str());
+            // The equals syntax would write an empty text as nothing at all,
+            // which reads back as the next separator: keep its quotes.
+            if (m_Equals && value.empty())
+                w.WriteRawValue(name, "\"\"");
+            else
+                w.WriteString(name, value.c_str());
             return;
         }
         std::string raw = RawValue(e);
         if (m_Equals || raw == "true" || raw == "false" || raw == "null" || IsJsonNumber(raw))
             w.WriteRawValue(name, raw.c_str());
         else
-            w.WriteString(name, raw.c_str()); // a bare word is a text in JSON
+        {
+            // A bare word is a text in JSON; its escapes mean what they mean in
+            // a quoted text, so resolve them before the writer escapes again.
+            std::string value;
+            if (!e.GetString(value))
+                Problem(e, "a word that cannot be read");
+            w.WriteString(name, value.c_str());
+        }
     }
 
     void Problem(const JsonReader& e, const std::string& message)
@@ -117,7 +129,8 @@ int RunFmt(const std::vector<std::string>& args)
     const std::string shown = in == "-" ? "<stdin>" : in;
     InputDocument doc;
     DiagnosticList diags;
-    InputResult input = LoadInput(in, keyPtr, doc, diags);
+    // Any text is fine to rewrite, also one the stub reads only inside a container.
+    InputResult input = LoadInput(in, keyPtr, doc, diags, true);
     std::fputs(diags.Format(shown).c_str(), stderr);
     if (input == InputResult::IoError)
         return ExitUsage;

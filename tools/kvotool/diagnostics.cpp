@@ -1,5 +1,8 @@
 #include "diagnostics.h"
 
+#include <algorithm>
+#include <climits>
+
 namespace kvotool
 {
 void PositionOf(const std::string& text, size_t offset, int& line, int& column)
@@ -49,6 +52,15 @@ size_t DiagnosticList::Warnings() const
     for (const auto& d : m_Items)
         n += d.severity == Severity::Warning;
     return n;
+}
+
+void DiagnosticList::SortByPosition()
+{
+    std::stable_sort(m_Items.begin(), m_Items.end(), [](const Diagnostic& a, const Diagnostic& b) {
+        const int la = a.line ? a.line : INT_MAX;
+        const int lb = b.line ? b.line : INT_MAX;
+        return la != lb ? la < lb : a.column < b.column;
+    });
 }
 
 std::string DiagnosticList::Format(const std::string& fileName) const

@@ -40,6 +40,10 @@ public:
     size_t Warnings() const;
     const std::vector<Diagnostic>& Items() const { return m_Items; }
 
+    // Orders the items by position, those without one last; items at the
+    // same place keep the order in which they were found.
+    void SortByPosition();
+
     // "FILE:LINE:COL: error: message" per item, in the order found.
     std::string Format(const std::string& fileName) const;
 

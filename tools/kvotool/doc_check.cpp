@@ -414,7 +414,7 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
     }
     else if (auto* listField = dynamic_cast<TextListField*>(&field))
     {
-        if (&field == &m_Table.installshieldGuidList || member.IsArray())
+        if (&field == &m_Table.installshieldGuidList || IsListLike(member))
             return;
         if (member.IsObject())
             WarnAt(member, "'" + name + "' should be an array; the stub reads the values of the object's members");
@@ -425,7 +425,7 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
     }
     else if (auto* ids = dynamic_cast<AppIdListField*>(&field))
     {
-        if (!member.IsArray())
+        if (!IsListLike(member))
         {
             WarnAt(member, "'" + name + "' should be an array; the stub reads " + Describe(member, m_Text) +
                                (ids->Value().Count() ? " as a list" : " as an empty list"));
@@ -525,13 +525,13 @@ void Checker::CheckCombinations()
                                   "the stub ignores the Epic settings");
     else if (!epicEnabled)
     {
-        for (const char* key : {"epicProductName", "epicProductId", "epicSandboxId", "epicDeploymentId",
-                                "epicClientId", "epicClientSecret", "epicArtifact", "epicAudiences"})
-            if (m_Members.count(key))
+        for (const TextField* f : {&t.epicProductName, &t.epicProductVersion, &t.epicProductId, &t.epicSandboxId,
+                                   &t.epicDeploymentId, &t.epicClientId, &t.epicClientSecret, &t.epicArtifact})
+            if (!f->Value().empty())
             {
-                warnField(key, std::string("'") + key +
-                                   "' is set but 'epicSdkVersion' is missing or not above 0: the stub ignores "
-                                   "the Epic settings");
+                warnField(f->GetName(), std::string("'") + f->GetName() +
+                                            "' is set but 'epicSdkVersion' is missing or not above 0: the stub "
+                                            "ignores the Epic settings");
                 break;
             }
     }
@@ -544,7 +544,9 @@ void Checker::CheckCombinations()
         warnField("crashpadSamplingPercent",
                   "'crashpadSamplingPercent' is " + std::to_string(t.crashpadSamplingPercent.Value()) +
                       ", not a percentage from 0 to 100");
-    if (t.languages.IsPresent() && t.languages.Value().Count() == 0)
+    auto languages = m_Members.find("languages");
+    if (t.languages.IsPresent() && t.languages.Value().Count() == 0 && languages != m_Members.end() &&
+        IsListLike(languages->second))
         warnField("languages", "'languages' lists no language");
     for (const TextField* f : {&t.titleId, &t.friendlyName, &t.principalFileName, &t.appdataFolderName,
                                &t.installFolderRegKey, &t.installFolderRegValueName})

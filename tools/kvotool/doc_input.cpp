@@ -86,7 +86,8 @@ bool MakeContainer(const std::string& text, std::string& container, std::string&
     return true;
 }
 
-InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags)
+InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags,
+                      bool payloadText)
 {
     doc = InputDocument();
     doc.path = path;
@@ -104,7 +105,24 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
     }
     const uint32_t size = static_cast<uint32_t>(doc.bytes.size());
     TakeLoggedLines();
-    switch (DetectMetadataFormat(Bytes(doc.bytes), size))
+    const MetadataFormat format = DetectMetadataFormat(Bytes(doc.bytes), size);
+    if (payloadText && format != MetadataFormat::Container && doc.bytes.compare(0, 4, "KVOM") != 0)
+    {
+        doc.kind = InputKind::PayloadText;
+        doc.text = doc.bytes;
+        if (doc.text.empty())
+        {
+            diags.Error("the file is empty");
+            return InputResult::Problems;
+        }
+        if (!MakeContainer(doc.text, doc.stubBytes, error))
+        {
+            diags.Error(error);
+            return InputResult::Problems;
+        }
+        return InputResult::Ok;
+    }
+    switch (format)
     {
     case MetadataFormat::PlainJson:
         doc.kind = InputKind::PlainJson;

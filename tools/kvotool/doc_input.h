@@ -14,6 +14,7 @@ enum class InputKind
     Unknown,
     PlainJson,
     Container,
+    PayloadText, // a text judged as the content of a container
 };
 
 struct InputDocument
@@ -35,8 +36,12 @@ enum class InputResult
     IoError,  // the file could not be read; reason in the list
 };
 
-// `key` is null for the key built into the tool, else 32 bytes.
-InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags);
+// `key` is null for the key built into the tool, else 32 bytes. With
+// `payloadText` a file that is no container is taken as the text to go into
+// one (the equals syntax is read only there): the stub's view is then that of
+// the packed file.
+InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags,
+                      bool payloadText = false);
 
 // Makes the container of a text with the built-in key (the library's own
 // encoder). False, with a message, when encryption failed.

@@ -45,6 +45,19 @@ bool IsQuoted(const JsonReader& element, const std::string& text)
     return p && p > text.data() && p <= text.data() + text.size() && p[-1] == '"';
 }
 
+bool IsListLike(const JsonReader& element)
+{
+    if (element.IsArray())
+        return true;
+    if (!element.IsObject())
+        return false;
+    JsonReader child;
+    for (bool more = element.FirstChild(child); more; more = child.NextSibling(child))
+        if (child.HasName())
+            return false;
+    return true;
+}
+
 std::string MemberName(const JsonReader& element)
 {
     if (!element.HasName())

@@ -18,6 +18,9 @@ size_t NameOffset(const JsonReader& element, const std::string& text);
 std::string RawValue(const JsonReader& element);
 // Whether the value is a quoted string.
 bool IsQuoted(const JsonReader& element, const std::string& text);
+// An array, or braces holding only unnamed elements (how the equals syntax
+// writes an array), or empty braces.
+bool IsListLike(const JsonReader& element);
 // The unescaped name, or an empty text for an element without one.
 std::string MemberName(const JsonReader& element);
 // "an object", "an array", "the text "..."", "the number 12", "the word x".

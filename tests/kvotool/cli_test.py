@@ -1,0 +1,350 @@
+#!/usr/bin/env python3
+"""Drives the kvotool program: each command, each class of problem that
+check reports, pack/unpack round trips and refused writes.
+
+usage: cli_test.py --kvotool PATH [--runner wine] [--data DIR] [--fixture-key-matches]
+With --runner the program runs through that command (the Windows build under
+Wine); --windows-subset then runs the smaller set that covers the platform code.
+"""
+import argparse
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ARGS = None
+
+TEMPLATE = {
+    "metadataVersion": 1,
+    "titleId": "mygame",
+    "friendlyName": "My Game",
+    "principalFileName": "MyGame.exe",
+    "appdataFolderName": "My Game",
+    "installFolderRegKey": "SOFTWARE\\My Studio\\My Game",
+    "installFolderRegValueName": "InstallFolder",
+    "languages": ["en"],
+    "gamePlatform": "default",
+}
+
+
+def doc(**changes):
+    """The template with members changed; a value of None removes the member."""
+    d = dict(TEMPLATE)
+    for k, v in changes.items():
+        if v is None:
+            d.pop(k, None)
+        else:
+            d[k] = v
+    return json.dumps(d, indent=1)
+
+
+class Tool:
+    def __init__(self, exe, runner, cwd):
+        self.cmd = ([runner] if runner else []) + [exe]
+        self.cwd = cwd
+
+    def run(self, *args, stdin=None):
+        p = subprocess.run(self.cmd + list(args), cwd=self.cwd, input=stdin, capture_output=True, timeout=120)
+        return p.returncode, p.stdout, p.stderr.decode("utf-8", "replace")
+
+
+class Base(unittest.TestCase):
+    def setUp(self):
+        self.dir = tempfile.mkdtemp(prefix="kvotool-cli-")
+        self.tool = Tool(ARGS.kvotool, ARGS.runner, self.dir)
+
+    def tearDown(self):
+        shutil.rmtree(self.dir, ignore_errors=True)
+
+    def put(self, name, content):
+        data = content.encode("utf-8") if isinstance(content, str) else content
+        with open(os.path.join(self.dir, name), "wb") as f:
+            f.write(data)
+        return name
+
+    def get(self, name):
+        with open(os.path.join(self.dir, name), "rb") as f:
+            return f.read()
+
+    def exists(self, name):
+        return os.path.exists(os.path.join(self.dir, name))
+
+    def leftovers(self):
+        return [n for n in os.listdir(self.dir) if ".kvotool-" in n]
+
+
+# check: one row per class of problem. (name, document text, extra args,
+# expected exit status, texts that must occur in standard error)
+CHECK_CASES = [
+    ("template is clean", doc(), [], 0, ["plain JSON, no problems; the launch stub loads it"]),
+    ("required field missing", doc(titleId=None), [], 1,
+     ["error: required field 'titleId' is missing",
+      "the launch stub does not load this file: status 5 (RequiredFieldMissing)"]),
+    ("required field invalid", doc(languages=["x" * 260]), [], 1,
+     [":10:", "element 0 of 'languages' is 260 bytes long", "status 1 (FieldInvalid)"]),
+    ("not strict JSON", doc()[:-2] + ",\n}", [], 1,
+     ["t.json:13:2: error: JSON Validation Error: line 13 char 2, expected '\"' and got '}'",
+      "the launch stub loads it"]),
+    ("integer that does not parse", doc(crashpadSamplingPercent="many"), [], 1,
+     ["error: 'crashpadSamplingPercent' must be an integer; got the text \"many\""]),
+    ("boolean that does not parse", doc(modScan=1), [], 1, ["'modScan' must be true or false; got the number 1"]),
+    ("keyword with wrong case", doc(gamePlatform="Steam"), [], 1,
+     ["'Steam' is not a keyword of 'gamePlatform'; did you mean 'steam'?"]),
+    ("keyword far from any", doc(cloudSaveRoot="cloud"), [], 1,
+     ["'cloud' is not a keyword of 'cloudSaveRoot' (valid: qn, docs, app, docs_qn, app_qn)"]),
+    ("unknown platform feature", doc(platforms={"default": {"Cloud": True}}), [], 1,
+     ["unknown feature 'Cloud' of platform 'default'; did you mean 'cloud'?"]),
+    ("unknown platform", doc(platforms={"stema": {"cloud": True}}), [], 1,
+     ["unknown platform 'stema' in 'platforms'; did you mean 'steam'?"]),
+    ("empty feature object", doc(platforms={"epic": {}}), [], 1, ["the feature object of platform 'epic' is empty"]),
+    ("feature not boolean", doc(platforms={"steam": {"cloud": "yes"}}), [], 1,
+     ["feature 'cloud' of platform 'steam' must be true or false"]),
+    ("misspelt root key", doc(gamePlatfrom="steam"), [], 1,
+     ["unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"]),
+    ("editor hint keys are left alone", doc(**{"$schema": "x.json", "_note": "hi"}), [], 0, ["no problems"]),
+    ("prerequisite without version",
+     doc(customPrerequisites=[{"prerequisiteId": "a", "friendlyName": "b", "executableName": "c"}]), [], 1,
+     ["customPrerequisites element 0 lacks 'version'"]),
+    ("app id without digits", doc(steamAppIds=[1, "abc"]), [], 1,
+     ["element 1 of 'steamAppIds' is not an unsigned number"]),
+    ("steam without app ids warns", doc(gamePlatform="steam"), [], 0,
+     ["warning: 'gamePlatform' is \"steam\" but 'steamAppIds' is missing", "1 warning"]),
+    ("warnings fail under --strict", doc(gamePlatform="steam"), ["--strict"], 1, ["1 warning"]),
+    ("octal-looking integer warns", doc(noxTitleId="010"), [], 0, ["'noxTitleId' is written as '010' but reads as 8"]),
+    ("languages as a text warns", doc(languages="en"), [], 0,
+     ["'languages' should be an array of texts; the stub reads the text \"en\" as an empty list"]),
+    ("duplicate key warns", doc()[:-2] + ',\n "titleId": "other"\n}', [], 0,
+     ["'titleId' appears a second time; the stub reads only the first one (line 3)"]),
+    ("negative metadataVersion skips the stub's checks", doc(metadataVersion=-1, titleId=None), [], 1,
+     ["required field 'titleId' is missing", "the launch stub loads it"]),
+    ("byte-order mark", "\ufeff" + doc(), [], 1, ["UTF-8 byte-order mark", "(BadFormat)"]),
+    ("empty file", "", [], 1, ["the file is empty"]),
+    ("root is an array", "[{\"titleId\": \"x\"}]", [], 1, ["not an object"]),
+    ("equals syntax needs --equals", "{\"titleId\"=a}", [], 1, ["JSON Validation Error"]),
+]
+
+EQUALS_DOC = ('{"metadataVersion"=1,titleId=mygame,friendlyName="My Game",principalFileName=MyGame.exe,'
+              'appdataFolderName="My Game",installFolderRegKey=Key,installFolderRegValueName=Value,languages={en}}')
+
+
+class CheckCommand(Base):
+    def test_each_problem_class(self):
+        for name, text, extra, status, texts in CHECK_CASES:
+            with self.subTest(name):
+                self.put("t.json", text)
+                rc, _, err = self.tool.run("check", *extra, "t.json")
+                self.assertEqual(rc, status, err)
+                for t in texts:
+                    self.assertIn(t, err)
+
+    def test_every_problem_is_reported_at_once(self):
+        self.put("t.json", doc(titleId=None, gamePlatform="Steam", modScan="maybe", titleID="x",
+                               platforms={"default": {"clowd": True}}))
+        rc, _, err = self.tool.run("check", "t.json")
+        self.assertEqual(rc, 1)
+        for t in ["required field 'titleId'", "'Steam'", "'modScan'", "unknown key 'titleID'", "'clowd'"]:
+            self.assertIn(t, err)
+        self.assertIn("6 errors", err)
+
+    def test_equals_syntax_with_option(self):
+        self.put("t.txt", EQUALS_DOC)
+        rc, _, err = self.tool.run("check", "--equals", "t.txt")
+        self.assertEqual(rc, 0, err)
+
+    def test_several_files_worst_status_wins(self):
+        self.put("good.json", doc())
+        self.put("bad.json", doc(titleId=None))
+        self.assertEqual(self.tool.run("check", "good.json", "bad.json")[0], 1)
+        rc, _, err = self.tool.run("check", "good.json", "missing.json")
+        self.assertEqual(rc, 2)
+        self.assertIn("cannot open 'missing.json'", err)
+
+
+class PackUnpack(Base):
+    def test_round_trip_plain_and_container(self):
+        text = doc(gamePlatform="epic", epicSdkVersion=3)
+        self.put("in.json", text)
+        rc, _, err = self.tool.run("pack", "in.json", "-o", "title.kvo")
+        self.assertEqual(rc, 0, err)
+        data = self.get("title.kvo")
+        self.assertEqual(data[:4], b"KVOM")
+        self.assertEqual(len(data), 96 + (len(text.encode()) // 16 + 1) * 16)
+        rc, _, err = self.tool.run("check", "title.kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertIn("container, no problems", err)
+        self.assertEqual(self.tool.run("unpack", "title.kvo", "-o", "out.json")[0], 0)
+        self.assertEqual(self.get("out.json"), text.encode())
+        rc, out, _ = self.tool.run("unpack", "title.kvo")
+        self.assertEqual(out, text.encode())
+        # The same text always gives the same container.
+        self.assertEqual(self.tool.run("pack", "out.json", "-o", "again.kvo")[0], 0)
+        self.assertEqual(self.get("again.kvo"), data)
+        self.assertEqual(self.leftovers(), [])
+
+    def test_refused_pack_leaves_old_file_untouched(self):
+        self.put("bad.json", doc(titleId=None))
+        self.put("title.kvo", b"old contents")
+        rc, _, err = self.tool.run("pack", "bad.json", "-o", "title.kvo")
+        self.assertEqual(rc, 1)
+        self.assertIn("not written because of the problems above", err)
+        self.assertEqual(self.get("title.kvo"), b"old contents")
+        rc, _, err = self.tool.run("pack", "bad.json", "-o", "new.kvo")
+        self.assertFalse(self.exists("new.kvo"))
+        # --force writes, and still says the input has problems.
+        rc, _, err = self.tool.run("pack", "--force", "bad.json", "-o", "title.kvo")
+        self.assertEqual(rc, 1)
+        self.assertEqual(self.get("title.kvo")[:4], b"KVOM")
+        self.assertEqual(self.leftovers(), [])
+
+    def test_unwritable_output_is_an_io_error(self):
+        self.put("in.json", doc())
+        rc, _, err = self.tool.run("pack", "in.json", "-o", os.path.join("no", "such", "dir.kvo"))
+        self.assertEqual(rc, 2)
+        self.assertIn("cannot create a file beside", err)
+
+    def test_unpack_of_damaged_or_foreign_container(self):
+        self.put("in.json", doc())
+        self.tool.run("pack", "in.json", "-o", "t.kvo")
+        data = self.get("t.kvo")
+        self.put("out.json", b"keep me")
+        self.put("cut.kvo", data[:-1])
+        rc, _, err = self.tool.run("unpack", "cut.kvo", "-o", "out.json")
+        self.assertEqual(rc, 1)
+        self.assertIn("length field", err)
+        self.assertEqual(self.get("out.json"), b"keep me")
+        rc, _, err = self.tool.run("unpack", "--key", "11" * 32, "t.kvo", "-o", "out.json")
+        self.assertEqual(rc, 1)
+        self.assertIn("does not decrypt with the given key", err)
+        self.assertEqual(self.get("out.json"), b"keep me")
+        rc, _, err = self.tool.run("check", "--key", "11" * 32, "t.kvo")
+        self.assertEqual(rc, 1)
+        rc, _, err = self.tool.run("unpack", "--key", "xyz", "t.kvo")
+        self.assertEqual(rc, 2)
+
+    def test_fixture_container_is_reproduced(self):
+        if not ARGS.fixture_key_matches:
+            self.skipTest("built with another container key")
+        src = os.path.join(ARGS.data, "title-full.json")
+        shutil.copy(src, os.path.join(self.dir, "full.json"))
+        rc, _, err = self.tool.run("pack", "full.json", "-o", "full.kvo")
+        self.assertEqual(rc, 0, err)
+        with open(os.path.join(ARGS.data, "title-full.kvo"), "rb") as f:
+            self.assertEqual(self.get("full.kvo"), f.read())
+        self.assertEqual(self.tool.run("unpack", os.path.join(ARGS.data, "title-full.kvo"))[1],
+                         open(src, "rb").read())
+
+
+class ShowFmtNew(Base):
+    def test_show_lists_getters_with_status_and_features(self):
+        self.put("t.json", doc(gamePlatform="steam", steamAppIds=[480],
+                               platforms={"default": {"cloud": True, "crashpadEnabled": True},
+                                          "steam": {"cloud": False}}))
+        rc, out, err = self.tool.run("show", "t.json")
+        self.assertEqual(rc, 0, err)
+        lines = [" ".join(line.split()) for line in out.decode().splitlines()]
+        for line in ["load: 0 Ok", "gamePlatform 0 Ok 1 (\"steam\")", "steamAppIds 0 Ok [480]",
+                     "noxTitleId 4 OptionalFieldMissing -1", "checkExitCodes 4 OptionalFieldMissing true",
+                     "default 0x00000041 0 Ok cloud, crashpadEnabled", "steam 0x00000040 0 Ok crashpadEnabled",
+                     "viveport 0x00000041 0 Ok cloud, crashpadEnabled"]:
+            self.assertIn(line, lines)
+
+    def test_show_of_a_refused_file(self):
+        self.put("t.json", doc(friendlyName=None))
+        rc, out, _ = self.tool.run("show", "t.json")
+        self.assertEqual(rc, 1)
+        self.assertIn("load: 5 RequiredFieldMissing", out.decode())
+
+    def test_fmt_round_trip_keeps_every_field(self):
+        self.put("t.json", open(os.path.join(ARGS.data, "title-full.json"), encoding="utf-8").read())
+        _, before, _ = self.tool.run("show", "t.json")
+        self.assertEqual(self.tool.run("fmt", "t.json", "--equals", "--pretty", "-o", "t.txt")[0], 0)
+        self.assertNotIn(b'"titleId"', self.get("t.txt"))
+        self.assertEqual(self.tool.run("check", "--equals", "t.txt")[0], 0)
+        self.assertEqual(self.tool.run("fmt", "t.txt", "-o", "back.json")[0], 0)
+        rc, _, err = self.tool.run("check", "back.json")
+        self.assertEqual(rc, 0, err)
+        _, after, _ = self.tool.run("show", "back.json")
+        strip = lambda out: out.decode().split("\n", 1)[1]  # the first line names the file
+        self.assertEqual(strip(before), strip(after))
+
+    def test_fmt_compact_json(self):
+        self.put("t.txt", EQUALS_DOC)
+        rc, out, err = self.tool.run("fmt", "t.txt")
+        self.assertEqual(rc, 0, err)
+        self.assertEqual(json.loads(out)["languages"], ["en"])
+        self.assertNotIn(b"\t", out)
+
+    def test_new_writes_template_and_keeps_existing_file(self):
+        rc, _, err = self.tool.run("new", "-o", "title.json")
+        self.assertEqual(rc, 0, err)
+        self.assertEqual(self.tool.run("check", "--strict", "title.json")[0], 0)
+        self.put("title.json", b"mine")
+        rc, _, err = self.tool.run("new", "-o", "title.json")
+        self.assertEqual(rc, 2)
+        self.assertIn("not replaced", err)
+        self.assertEqual(self.get("title.json"), b"mine")
+        self.assertEqual(self.tool.run("new", "--force", "-o", "title.json")[0], 0)
+        self.assertEqual(json.loads(self.get("title.json"))["titleId"], "mygame")
+
+
+class Usage(Base):
+    def test_help_and_usage_errors(self):
+        for cmd in ["check", "pack", "unpack", "show", "fmt", "new"]:
+            with self.subTest(cmd):
+                rc, out, _ = self.tool.run(cmd, "--help")
+                self.assertEqual(rc, 0)
+                self.assertTrue(out.decode().startswith("usage: kvotool " + cmd))
+        rows = [
+            ([], 2, "usage: kvotool COMMAND"),
+            (["chek"], 2, "unknown command 'chek'; did you mean 'check'?"),
+            (["check"], 2, "no file to check"),
+            (["check", "--strikt", "x"], 2, "did you mean '--strict'?"),
+            (["pack", "a.json"], 2, "-o FILE"),
+            (["new"], 2, "-o FILE"),
+            (["show", "a", "b"], 2, "exactly one file"),
+        ]
+        for args, status, text in rows:
+            with self.subTest(args=args):
+                rc, _, err = self.tool.run(*args)
+                self.assertEqual(rc, status)
+                self.assertIn(text, err)
+        rc, out, _ = self.tool.run("--help")
+        self.assertEqual(rc, 0)
+        self.assertIn(b"commands:", out)
+
+
+WINDOWS_SUBSET = [
+    "CheckCommand.test_each_problem_class",
+    "PackUnpack.test_round_trip_plain_and_container",
+    "PackUnpack.test_refused_pack_leaves_old_file_untouched",
+    "PackUnpack.test_fixture_container_is_reproduced",
+    "PackUnpack.test_unpack_of_damaged_or_foreign_container",
+    "ShowFmtNew.test_new_writes_template_and_keeps_existing_file",
+]
+
+
+def main():
+    global ARGS
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--kvotool", required=True)
+    parser.add_argument("--runner", default="")
+    parser.add_argument("--data", default=os.path.join(os.path.dirname(os.path.abspath(__file__)), "data"))
+    parser.add_argument("--fixture-key-matches", action="store_true")
+    parser.add_argument("--windows-subset", action="store_true")
+    ARGS, rest = parser.parse_known_args()
+    ARGS.kvotool = os.path.abspath(ARGS.kvotool)
+    loader = unittest.TestLoader()
+    module = sys.modules[__name__]
+    if ARGS.windows_subset:
+        suite = loader.loadTestsFromNames(WINDOWS_SUBSET, module)
+    else:
+        suite = loader.loadTestsFromModule(module)
+    result = unittest.TextTestRunner(verbosity=2).run(suite)
+    sys.exit(0 if result.wasSuccessful() else 1)
+
+
+if __name__ == "__main__":
+    main()
