@@ -2,6 +2,9 @@
 
 #include "metadata/metadata_container.h"
 
+#include <cstring>
+#include <vector>
+
 namespace
 {
 // What a cleared document reads: an object without members.
@@ -45,9 +48,16 @@ uint32_t JsonTitleMetadata::ReadField(MetadataField& field)
         return MetadataStatus::NoMetadata;
     }
     JsonReader member;
-    if (!document.FindMember(field.GetName(), member))
+    if (field.IsKnownAbsent() || !document.FindMember(field.GetName(), member))
+        return ParseMember(field, nullptr);
+    return ParseMember(field, &member);
+}
+
+uint32_t JsonTitleMetadata::ParseMember(MetadataField& field, const JsonReader* member)
+{
+    if (!member)
         return field.IsRequired() ? MetadataStatus::RequiredFieldMissing : MetadataStatus::OptionalFieldMissing;
-    if (!field.ParseValue(member))
+    if (!field.ParseValue(*member))
     {
         MetadataLog(Error, "Could not read field '%s', field was not found in metadata.", field.GetName());
         return MetadataStatus::FieldInvalid;
@@ -56,11 +66,85 @@ uint32_t JsonTitleMetadata::ReadField(MetadataField& field)
     return MetadataStatus::Ok;
 }
 
+namespace
+{
+// The first root member of each key, found in one walk over the root object.
+// Gives what a FindMember per key gives, without rescanning the document for
+// every key: a member holding megabytes would otherwise be walked past once
+// for each absent key.
+class RootMembers
+{
+public:
+    RootMembers(const JsonReader& document, const MetadataFieldTable& table)
+    {
+        for (const std::vector<MetadataField*>* list : {&table.Header(), &table.Main()})
+            for (MetadataField* field : *list)
+                if (!Lookup(field->GetName()))
+                    m_Members.push_back({field->GetName(), JsonReader(), false});
+        size_t missing = m_Members.size();
+        JsonReader child;
+        if (!document.FirstChild(child))
+            return;
+        do
+        {
+            for (Entry& entry : m_Members)
+            {
+                if (!entry.found && child.NameEquals(entry.name, false))
+                {
+                    entry.member = child;
+                    entry.found = true;
+                    --missing;
+                    break;
+                }
+            }
+        } while (missing > 0 && child.NextSibling(child));
+    }
+
+    // The member named `name`, or null when the root has none.
+    const JsonReader* Find(const char* name) const
+    {
+        const Entry* entry = Lookup(name);
+        return entry && entry->found ? &entry->member : nullptr;
+    }
+
+private:
+    struct Entry
+    {
+        const char* name;
+        JsonReader member;
+        bool found;
+    };
+    const Entry* Lookup(const char* name) const
+    {
+        for (const Entry& entry : m_Members)
+            if (std::strcmp(entry.name, name) == 0)
+                return &entry;
+        return nullptr;
+    }
+    std::vector<Entry> m_Members;
+};
+} // namespace
+
 uint32_t JsonTitleMetadata::ReadAllFields()
 {
+    RootMembers members(document, fields);
+    if (document.IsValid())
+    {
+        for (const std::vector<MetadataField*>* list : {&fields.Header(), &fields.Main()})
+            for (MetadataField* field : *list)
+                if (!members.Find(field->GetName()))
+                    field->MarkAbsent();
+    }
+    auto read = [&](MetadataField& field) {
+        // Without a document each read reports that, as a getter would.
+        if (field.IsPresent() || !document.IsValid())
+            return ReadField(field);
+        return ParseMember(field, members.Find(field.GetName()));
+    };
+
     for (MetadataField* field : fields.Header())
     {
-        uint32_t status = ReadField(*field);
+        uint32_t status = read(*field);
         if (field->IsRequired() && status != MetadataStatus::Ok)
         {
             Clear();
@@ -72,7 +156,7 @@ uint32_t JsonTitleMetadata::ReadAllFields()
         return MetadataStatus::Ok;
     for (MetadataField* field : fields.Main())
     {
-        uint32_t status = ReadField(*field);
+        uint32_t status = read(*field);
         if (field->IsRequired() && status != MetadataStatus::Ok)
         {
             Clear();

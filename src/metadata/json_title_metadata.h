@@ -85,6 +85,9 @@ public:
     const MetadataFieldTable& Fields() const { return fields; }
 
 private:
+    // Parses the member found for `field` (null: the document has none).
+    uint32_t ParseMember(MetadataField& field, const JsonReader* member);
+
     int32_t Read(IntField& field)
     {
         lastStatus = ReadField(field);

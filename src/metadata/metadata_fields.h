@@ -29,14 +29,23 @@ public:
     virtual void MarkPresent() { m_Present = true; }
 
     void SetRequired(bool required) { m_Required = required ? 1 : 0; }
+    // Set when the loaded document is known to lack this key, so that a
+    // getter need not search the document again; cleared by Reset.
+    void MarkAbsent() { m_Absent = true; }
+    bool IsKnownAbsent() const { return m_Absent; }
 
 protected:
-    void ClearPresent() { m_Present = false; }
+    void ClearPresent()
+    {
+        m_Present = false;
+        m_Absent = false;
+    }
 
 private:
     const char* m_Name;
     uint32_t m_Required = 0;
     bool m_Present = false;
+    bool m_Absent = false;
 };
 
 class IntField final : public MetadataField

@@ -323,3 +323,21 @@ TEST(MetadataLogTest, FormatsCutsAndReportsTheCallbackResult)
     EXPECT_FALSE(MetadataLog(Error, "refused"));
     SetMetadataLogCallback(nullptr);
 }
+
+TEST(MetadataObjectTest, MembersAfterAMissingCommaAreOutOfReach)
+{
+    auto metadata = NewMetadata();
+    ASSERT_EQ(MetadataStatus::Ok,
+              Load(*metadata, Document("\"altFriendlyName\": \"A\", \"parentApp\": \"P\" \"safeMode\": true, "
+                                       "\"wmpCheck\": true")));
+    EXPECT_STREQ("A", metadata->GetAltFriendlyName());
+    EXPECT_STREQ("P", metadata->GetParentApp());
+    EXPECT_FALSE(metadata->GetSafeMode());
+    EXPECT_EQ(MetadataStatus::OptionalFieldMissing, metadata->GetLastStatus());
+    EXPECT_FALSE(metadata->GetWmpCheck());
+    EXPECT_EQ(MetadataStatus::OptionalFieldMissing, metadata->GetLastStatus());
+
+    // Before the break a key given twice reads its first value.
+    ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"parentApp\": \"one\", \"parentApp\": \"two\"")));
+    EXPECT_STREQ("one", metadata->GetParentApp());
+}
