@@ -32,11 +32,3 @@ TEST(TextConvertWin, EncodedSurrogateIsReplaced)
     EXPECT_FALSE(wide.empty());
     EXPECT_EQ(wide.find_first_not_of(L'\uFFFD'), std::wstring::npos);
 }
-
-TEST(TextConvertWin, SurrogatePairBecomesFourBytes)
-{
-    const wchar_t pair[] = {0xD83D, 0xDE00, 0};
-    std::string utf8 = ToUtf8(pair);
-    EXPECT_EQ(utf8, "\xF0\x9F\x98\x80");
-    EXPECT_EQ(ToWide(utf8), std::wstring(pair));
-}
