@@ -1,0 +1,139 @@
+#include "app/main_flow.h"
+#include "app/messages.h"
+#include "app/system_checks.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+#include <shellapi.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+struct OwnArgumentCase
+{
+    const wchar_t* commandLine;
+    bool ok;
+    const wchar_t* arguments;
+};
+
+TEST(OwnArgumentText, Table)
+{
+    const OwnArgumentCase cases[] = {
+        {L"\"D:\\Games\\T\\Play.exe\" -stub_log -x", true, L"-stub_log -x"},
+        {L"\"D:\\Games\\T\\Play.exe\" ", true, L""},
+        {L"\"D:\\Games\\T\\Play.exe\"", false, L""},
+        {L"D:\\Games\\T\\Play.exe", false, L""},
+        {L"Play.exe -A \"B c\"", true, L"-A \"B c\""},
+        // Case, doubled blanks and quoting pass through untouched.
+        {L"\"C:\\My Games\\P.exe\"  -Two  \"x\"", true, L" -Two  \"x\""},
+        // An unquoted program path with a blank is cut at that blank.
+        {L"C:\\My Games\\P.exe -x", true, L"Games\\P.exe -x"},
+        // The first quote followed by a blank ends the program part.
+        {L"\"a\"b\" c", true, L"c"},
+        {L"", false, L""},
+        {nullptr, false, L""},
+    };
+    for (const OwnArgumentCase& c : cases)
+    {
+        SCOPED_TRACE(c.commandLine ? testing::PrintToString(std::wstring(c.commandLine)) : "null");
+        std::wstring arguments = L"unchanged";
+        EXPECT_EQ(ExtractOwnArgumentText(c.commandLine, arguments), c.ok);
+        if (c.ok)
+        {
+            EXPECT_EQ(arguments, c.arguments);
+        }
+    }
+}
+
+TEST(OwnArgumentText, OfThisProcessSplitsIntoItsArguments)
+{
+    std::wstring arguments;
+    ASSERT_TRUE(GetOwnArgumentText(arguments));
+    // Split behind a dummy program name, the text gives argv[1..] back.
+    int count = 0;
+    LPWSTR* split = CommandLineToArgvW((L"x " + arguments).c_str(), &count);
+    ASSERT_NE(split, nullptr);
+    std::vector<std::wstring> fromText(split + 1, split + count);
+    LocalFree(split);
+    std::vector<std::wstring> fromRuntime(__wargv + 1, __wargv + __argc);
+    EXPECT_EQ(fromText, fromRuntime);
+}
+
+TEST(MessageText, PlaceholderAndMicroSign)
+{
+    const struct
+    {
+        std::wstring text;
+        std::wstring title;
+        std::wstring expected;
+    } cases[] = {
+        {L"~TitleName~ x", L"", L" x"},
+        {L"~TitleName~ rocks", L"Game", L"Game rocks"},
+        {L"a~b", L"", L"a"},
+        {L"a~bcdefghijklmn", L"", L"almn"},
+        {L"~TitleName~ and ~TitleName~", L"T", L"T and ~TitleName~"},
+        {L"no placeholder", L"T", L"no placeholder"},
+        {L"5 \u00B5s \u00B5", L"", L"5 \u00A0s \u00A0"},
+        {L"", L"T", L""},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(ApplyMessageTextRules(c.text, c.title), c.expected) << testing::PrintToString(c.text);
+}
+
+TEST(MessageText, LoadedFromTheStringTable)
+{
+    EXPECT_EQ(LoadMessageText(300), L"Error");
+    EXPECT_EQ(LoadMessageText(301), L"Warning");
+    EXPECT_EQ(LoadMessageText(ErrorTextId(LauncherOutOfDate)),
+              L"The Tavrin Games Launcher is out of date, please verify your game data.");
+    // Error 4 and warning 4 show the same words through two ids.
+    EXPECT_NE(ErrorTextId(XpVistaUnsupported), WarningTextId(XpVistaUnsupported));
+    EXPECT_EQ(LoadMessageText(ErrorTextId(XpVistaUnsupported)), LoadMessageText(WarningTextId(XpVistaUnsupported)));
+    EXPECT_NE(LoadMessageText(ErrorTextId(GameExecutableNotFound)).find(L"\n\nPlease visit"), std::wstring::npos);
+    EXPECT_EQ(ErrorTextId(MetadataLoadFailed), WarningTextId(LauncherNotFound));
+    EXPECT_EQ(LoadMessageText(4242), L"");
+}
+
+TEST(LauncherVersion, ComparedComponentWise)
+{
+    auto v = [](int32_t a, int32_t b, int32_t c, int32_t d) {
+        FileVersion version;
+        version.Major = a;
+        version.Minor = b;
+        version.Build = c;
+        version.Revision = d;
+        return version;
+    };
+    const FileVersion minimum = v(1, 0, 3, 0);
+    EXPECT_FALSE(IsVersionAtLeast(v(1, 0, 2, 999), minimum));
+    EXPECT_TRUE(IsVersionAtLeast(v(1, 0, 3, 0), minimum));
+    EXPECT_TRUE(IsVersionAtLeast(v(1, 0, 3, 1), minimum));
+    EXPECT_TRUE(IsVersionAtLeast(v(1, 1, 0, 0), minimum));
+    EXPECT_TRUE(IsVersionAtLeast(v(2, 0, 0, 0), minimum));
+    EXPECT_FALSE(IsVersionAtLeast(v(0, 9, 9, 9), minimum));
+    EXPECT_FALSE(IsVersionAtLeast(v(1, 0, 3, -1), minimum)); // signed components
+    EXPECT_FALSE(IsVersionAtLeast(v(-1, 0, 0, 0), minimum));
+
+    const bool held[] = {false, true, true, true, false, true, false};
+    for (uint32_t platform = 0; platform < 7; ++platform)
+        EXPECT_EQ(IsPlatformHeldToMinimum(platform), held[platform]) << platform;
+    EXPECT_FALSE(IsPlatformHeldToMinimum(0xFFFFFFFF));
+}
+
+TEST(WindowsVersion, AgainstTheTestPrefix)
+{
+    // The test prefix reports Windows 10.
+    EXPECT_TRUE(IsWindowsVersionOrGreater(6, 1, 0));
+    EXPECT_TRUE(IsWindowsVersionOrGreater(6, 1, 1));
+    EXPECT_TRUE(IsWindowsVersionOrGreater(6, 3, 99)); // a higher major passes whatever follows
+    EXPECT_TRUE(IsWindowsVersionOrGreater(10, 0, 0));
+    EXPECT_FALSE(IsWindowsVersionOrGreater(10, 1, 0));
+    EXPECT_FALSE(IsWindowsVersionOrGreater(11, 0, 0));
+    EXPECT_TRUE(IsWindows7OrGreater());
+    EXPECT_TRUE(IsWindows7Sp1OrGreater());
+    EXPECT_TRUE(IsWindows10OrGreater());
+}
+} // namespace
