@@ -1,6 +1,7 @@
 #include "util/files.h"
 #include "util/path_check.h"
 #include "util/text_convert.h"
+#include "util/handle_count_win.h"
 #include "util/test_folder_win.h"
 #include "util/win_handle.h"
 
@@ -10,13 +11,6 @@
 
 namespace
 {
-DWORD HandleCount()
-{
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
-
 bool AnyLineStartsWith(const std::vector<std::string>& lines, const std::string& prefix)
 {
     for (const auto& l : lines)
@@ -33,9 +27,10 @@ protected:
         ASSERT_TRUE(WriteFileBytes(m_Dir / L"five.txt", "12345"));
         ASSERT_TRUE(WriteFileBytes(m_Dir / L"empty.txt", ""));
         ASSERT_TRUE(CreateDirectoryW((m_Dir / L"sub").c_str(), nullptr));
-        m_Handles = HandleCount();
+        m_Handles = OpenHandleCount();
+        ASSERT_GT(m_Handles, 0u) << "handles cannot be counted";
     }
-    void TearDown() override { EXPECT_EQ(HandleCount(), m_Handles) << "a handle leaked"; }
+    void TearDown() override { EXPECT_EQ(OpenHandleCount(), m_Handles) << "a handle leaked"; }
 
     TestFolder m_Dir{L"files"};
     DWORD m_Handles = 0;

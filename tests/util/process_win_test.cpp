@@ -1,4 +1,5 @@
 #include "util/process.h"
+#include "util/handle_count_win.h"
 #include "util/test_folder_win.h"
 #include "util/text_convert.h"
 #include "util/win_handle.h"
@@ -12,13 +13,6 @@
 
 namespace
 {
-DWORD HandleCount()
-{
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
-
 // A running copy of the helper program; ended when the object goes.
 class HelperProcess
 {
@@ -56,7 +50,7 @@ private:
 
 TEST(ForEachProcess, SeesThisProcessAndStopsOnRequest)
 {
-    DWORD handles = HandleCount();
+    DWORD handles = OpenHandleCount();
     bool foundSelf = false;
     int visited = 0;
     EXPECT_TRUE(libutil::ForEachProcess([&](const PROCESSENTRY32W& entry) {
@@ -72,7 +66,7 @@ TEST(ForEachProcess, SeesThisProcessAndStopsOnRequest)
     int calls = 0;
     EXPECT_TRUE(libutil::ForEachProcess([&](const PROCESSENTRY32W&) { return ++calls < 2; }));
     EXPECT_EQ(calls, 2);
-    EXPECT_EQ(HandleCount(), handles);
+    EXPECT_EQ(OpenHandleCount(), handles);
 }
 
 class IsProcessRunningTest : public ::testing::Test
@@ -86,9 +80,10 @@ protected:
             ASSERT_TRUE(CopyFileW((ExeFolder() + L"\\kvo_version_helper.exe").c_str(),
                                   (*dir + L"\\KvoLauncherTest.exe").c_str(), FALSE));
         }
-        m_Handles = HandleCount();
+        m_Handles = OpenHandleCount();
+        ASSERT_GT(m_Handles, 0u) << "handles cannot be counted";
     }
-    void TearDown() override { EXPECT_EQ(HandleCount(), m_Handles) << "a handle leaked"; }
+    void TearDown() override { EXPECT_EQ(OpenHandleCount(), m_Handles) << "a handle leaked"; }
 
     std::wstring Exe(const std::wstring& dir) const { return dir + L"\\KvoLauncherTest.exe"; }
 
