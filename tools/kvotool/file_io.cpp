@@ -8,10 +8,12 @@
 #include <iterator>
 
 #ifdef _WIN32
+// windows.h first: shellapi.h builds on its types.
+#include <windows.h>
+
 #include <fcntl.h>
 #include <io.h>
 #include <shellapi.h>
-#include <windows.h>
 #else
 #include <fcntl.h>
 #include <sys/stat.h>
