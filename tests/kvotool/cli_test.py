@@ -154,6 +154,23 @@ class CheckCommand(Base):
         rc, _, err = self.tool.run("check", "--equals", "t.txt")
         self.assertEqual(rc, 0, err)
 
+    def test_verbose_shows_what_the_stub_logs(self):
+        self.put("t.json", doc(modScan="maybe"))
+        rc, _, err = self.tool.run("check", "-v", "t.json")
+        self.assertEqual(rc, 1)
+        self.assertIn("t.json: stub log: [Error  ] : Could not read field 'modScan', field was not found in metadata.",
+                      err)
+        self.assertIn("the launch stub loads it", err)  # an optional field does not stop the load
+
+    def test_too_large_and_standard_input(self):
+        self.put("big.json", doc()[:-2] + ',\n "_pad": "' + "x" * (8 * 1024 * 1024) + '"\n}')
+        rc, _, err = self.tool.run("check", "big.json")
+        self.assertEqual(rc, 1)
+        self.assertIn("the stub reads at most 8,388,608 bytes (TooLarge)", err)
+        rc, _, err = self.tool.run("check", "-", stdin=doc().encode())
+        self.assertEqual(rc, 0, err)
+        self.assertIn("<stdin>: plain JSON, no problems", err)
+
     def test_several_files_worst_status_wins(self):
         self.put("good.json", doc())
         self.put("bad.json", doc(titleId=None))
@@ -198,6 +215,16 @@ class PackUnpack(Base):
         self.assertEqual(rc, 1)
         self.assertEqual(self.get("title.kvo")[:4], b"KVOM")
         self.assertEqual(self.leftovers(), [])
+
+    def test_names_outside_ascii(self):
+        name = "t\u00eftle \u30bf\u30a4\u30c8\u30eb.json"
+        self.put(name, doc())
+        rc, _, err = self.tool.run("pack", name, "-o", name + ".kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertEqual(self.get(name + ".kvo")[:4], b"KVOM")
+        rc, _, err = self.tool.run("check", name + ".kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertIn(name + ".kvo: container, no problems", err)
 
     def test_unwritable_output_is_an_io_error(self):
         self.put("in.json", doc())
@@ -320,6 +347,7 @@ WINDOWS_SUBSET = [
     "CheckCommand.test_each_problem_class",
     "PackUnpack.test_round_trip_plain_and_container",
     "PackUnpack.test_refused_pack_leaves_old_file_untouched",
+    "PackUnpack.test_names_outside_ascii",
     "PackUnpack.test_fixture_container_is_reproduced",
     "PackUnpack.test_unpack_of_damaged_or_foreign_container",
     "ShowFmtNew.test_new_writes_template_and_keeps_existing_file",
