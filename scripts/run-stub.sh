@@ -20,9 +20,7 @@ SAMPLE="$ROOT/build/stub-sample"
 scripts/deps.sh
 
 echo "=== building (windows preset: the stub and the sample helpers)"
-if [ ! -f "$BUILD_DIR/build.ninja" ]; then
-  cmake --preset windows -B "$BUILD_DIR" >/dev/null
-fi
+cmake --preset windows -B "$BUILD_DIR" >/dev/null
 STUB_NAME=$(sed -n 's/^KVO_STUB_NAME:STRING=//p' "$BUILD_DIR/CMakeCache.txt")
 STUB_NAME=${STUB_NAME:-PlayGame}
 cmake --build "$BUILD_DIR" -j2 --target kvo_stub e2e_recorder_1_0_3_0 stub_pack_title
