@@ -100,6 +100,15 @@ void ReadByName(const JsonReader& parent, const JsonReader& child)
             std::abort();
         return;
     }
+    // The lookup must give the first child of that name that a walk meets.
+    JsonReader walk;
+    for (bool more = parent.FirstChild(walk); more; more = walk.NextSibling(walk))
+        if (walk.nameLength == child.nameLength && std::memcmp(walk.text + walk.nameOffset, name.data(), name.size()) == 0)
+            break;
+    if (walk.text != found.text || walk.textLength != found.textLength || walk.nameOffset != found.nameOffset ||
+        walk.nameLength != found.nameLength || walk.valueOffset != found.valueOffset ||
+        walk.valueLength != found.valueLength)
+        std::abort();
     int16_t i16;
     int32_t i32;
     int64_t i64;

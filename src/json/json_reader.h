@@ -100,6 +100,10 @@ public:
 private:
     // The element parse at `start` of a text of `length` bytes.
     bool ParseAt(const char* base, uint32_t length, int32_t start);
+    // NextSibling telling apart a silent end (0) from an unexpected
+    // character (-1, logged); 1 when `next` was parsed.
+    int NextSiblingStep(JsonReader& next) const;
+    friend struct JsonMemberLookup;
     // Value text (quotes of a quoted string removed); "" and 0 when empty.
     const char* ValueText(int32_t& length) const;
     bool Unescape(int32_t rawOffset, int32_t rawLength, char* buffer, uint32_t size, uint32_t& written) const;

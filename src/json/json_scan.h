@@ -12,7 +12,18 @@
 namespace jsonscan
 {
 // Position of the first non-blank at or after i.
-int32_t SkipSpace(const char* s, int32_t end, int32_t i);
+int32_t SkipSpaceSlow(const char* s, int32_t end, int32_t i);
+inline int32_t SkipSpace(const char* s, int32_t end, int32_t i)
+{
+    // Most calls land on a non-blank already.
+    if (i >= 0 && i < end)
+    {
+        const char c = s[i];
+        if (c != ' ' && c != '\n' && c != '\r' && c != '\t' && c != '\v')
+            return c == '\0' ? -1 : i;
+    }
+    return SkipSpaceSlow(s, end, i);
+}
 // Position after the bare token starting at i (the first byte always belongs).
 int32_t TokenEnd(const char* s, int32_t end, int32_t i);
 // Position after the value at i: a quoted string (both quotes) or a token.

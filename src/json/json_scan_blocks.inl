@@ -35,7 +35,7 @@ KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, cha
                     escaped |= uint64_t(1) << (j + 1);
             }
             const uint64_t quotes = m.quote & ~escaped;
-            inString = PrefixXor(quotes);
+            inString = KVO_BLOCK_LOADER::InsideQuotes(quotes);
             if (st.inString)
                 inString = ~inString;
             // Only a backslash inside a string escapes; one outside breaks the

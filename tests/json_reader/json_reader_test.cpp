@@ -425,3 +425,83 @@ TEST(JsonReader, ClearAndConstruct)
     EXPECT_EQ(out, "");
 }
 } // namespace
+
+namespace
+{
+// Every member found by name must be the first child of that name that a plain
+// walk meets, whatever order and repetition the lookups come in.
+std::string FirstByWalk(const JsonReader& parent, const std::string& name)
+{
+    JsonReader child;
+    for (bool more = parent.FirstChild(child); more; more = child.NextSibling(child))
+        if (child.HasName() && std::string(child.text + child.nameOffset, child.nameLength) == name)
+            return ValueText(child);
+    return "<none>";
+}
+
+std::string ByName(const JsonReader& parent, const std::string& name)
+{
+    JsonReader m;
+    return parent.FindMember(name.c_str(), m) ? ValueText(m) : "<none>";
+}
+
+TEST(JsonReaderLookup, RepeatedLookupsAgreeWithTheWalk)
+{
+    std::string text = "{";
+    for (int i = 0; i < 300; ++i) // more children than the lookup remembers
+        text += "\"m" + std::to_string(i % 170) + "\":" + std::to_string(i) + ",";
+    text += "\"last\":[1,2]}";
+    Doc d(text);
+    ASSERT_TRUE(d.ok);
+    const char* names[] = {"m5", "m169", "last", "m0", "m5", "missing", "m150", "m1", "last", "m100", "m130"};
+    for (int round = 0; round < 2; ++round)
+        for (const char* n : names)
+            EXPECT_EQ(ByName(d.root, n), FirstByWalk(d.root, n)) << n;
+    EXPECT_EQ(ByName(d.root, "m5"), "5");
+    EXPECT_EQ(ByName(d.root, "m169"), "169");
+}
+
+TEST(JsonReaderLookup, EveryMissRepeatsTheMessage)
+{
+    ScopedLogCapture log;
+    Doc d("{a:1, b:2 c:3}");
+    EXPECT_EQ(ByName(d.root, "a"), "1");
+    EXPECT_TRUE(log.lines.empty());
+    EXPECT_EQ(ByName(d.root, "c"), "<none>");
+    EXPECT_EQ(ByName(d.root, "zz"), "<none>");
+    EXPECT_EQ(ByName(d.root, "b"), "2");
+    ASSERT_EQ(log.lines.size(), 2u);
+    EXPECT_EQ(log.lines[1], "Unexpected character c at offset:4 in \"b:2 c:3}\"");
+}
+
+TEST(JsonReaderLookup, NewTextAtTheSameAddressIsReadAfresh)
+{
+    // Same buffer, same length, different members: the second parse must not
+    // see what lookups in the first document found.
+    std::vector<char> buffer(16);
+    auto load = [&](const char* s) { std::memcpy(buffer.data(), s, buffer.size()); };
+    load("{aa:1,bb:2,cc:3}");
+    JsonReader root;
+    ASSERT_TRUE(root.Parse(buffer.data(), 16));
+    EXPECT_EQ(ByName(root, "cc"), "3");
+    load("{cc:7,bb:2,aa:3}");
+    ASSERT_TRUE(root.Parse(buffer.data(), 16));
+    EXPECT_EQ(ByName(root, "cc"), "7");
+    EXPECT_EQ(ByName(root, "aa"), "3");
+}
+
+TEST(JsonReaderLookup, InterleavedContainers)
+{
+    Doc d(R"({"o1":{"x":1,"y":2},"o2":{"x":3,"y":4},"x":5})");
+    JsonReader o1 = d.root.FindMember("o1");
+    JsonReader o2 = d.root.FindMember("o2");
+    for (int i = 0; i < 3; ++i)
+    {
+        EXPECT_EQ(ByName(o1, "y"), "2");
+        EXPECT_EQ(ByName(o2, "x"), "3");
+        EXPECT_EQ(ByName(d.root, "x"), "5");
+        EXPECT_EQ(ByName(o2, "y"), "4");
+        EXPECT_EQ(ByName(o1, "x"), "1");
+    }
+}
+} // namespace
