@@ -123,6 +123,9 @@ CHECK_CASES = [
     ("byte-order mark", "\ufeff" + doc(), [], 1, ["UTF-8 byte-order mark", "(BadFormat)"]),
     ("empty file", "", [], 1, ["the file is empty"]),
     ("root is an array", "[{\"titleId\": \"x\"}]", [], 1, ["not an object"]),
+    ("missing comma hides later members", '{"titleId":"a" "friendlyName":"b"}', ["--equals"], 1,
+     ["t.json:1:16: error: unexpected '\"' where a comma or the end of the object belongs",
+      "required field 'friendlyName' is missing"]),
     ("equals syntax needs --equals", "{\"titleId\"=a}", [], 1, ["JSON Validation Error"]),
 ]
 

@@ -208,10 +208,25 @@ void Checker::CheckRootMembers()
         }
         if (member.HasName() && !m_Members.count(name))
             m_Members.emplace(name, member);
+        const JsonReader current = member;
         more = member.NextSibling(member);
+        for (const auto& line : TakeLoggedLines())
+        {
+            // The reader names the offending character and its offset from the
+            // member it stood after; the rest of its line repeats the document.
+            char c = 0;
+            int offset = -1;
+            if (std::sscanf(line.c_str(), "Unexpected character %c at offset:%d", &c, &offset) == 2 && offset >= 0 &&
+                current.text >= m_Text.data() && current.text <= m_Text.data() + m_Text.size())
+                m_Diags.AddAt(Severity::Error,
+                              std::string("unexpected '") + c +
+                                  "' where a comma or the end of the object belongs: the stub stops reading the "
+                                  "root object here and does not see the members after it",
+                              m_Text, static_cast<size_t>(current.text - m_Text.data()) + static_cast<size_t>(offset));
+            else
+                m_Diags.Error("the stub stops reading the root object here: " + Shorten(line, 120));
+        }
     }
-    for (const auto& line : TakeLoggedLines())
-        m_Diags.Error("the stub stops reading the root object here, members after it are not seen: " + line);
 }
 
 const std::vector<std::string>* Checker::KeywordsOf(const MetadataField& field) const
