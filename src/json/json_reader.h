@@ -59,6 +59,7 @@ public:
     // The value text of the named member, or of this element when name is
     // null or empty. Null and 0 when the member is missing.
     const char* GetValueText(const char* name, int32_t& length) const;
+    const char* GetValueText(int32_t& length) const { return GetValueText(nullptr, length); }
 
     bool GetInt8(int8_t& value) const;
     bool GetInt16(int16_t& value) const;

@@ -385,7 +385,7 @@ TEST(JsonReader, ValueTextAndDocuments)
     EXPECT_EQ(std::string(t, n), "xyz");
     EXPECT_EQ(d.root.GetValueText("zz", n), nullptr);
     EXPECT_EQ(n, 0);
-    t = d.root.FindMember("o").GetValueText(nullptr, n);
+    t = d.root.FindMember("o").GetValueText(n);
     EXPECT_EQ(std::string(t, n), "{\"in\": 1}");
 
     JsonReader doc;
