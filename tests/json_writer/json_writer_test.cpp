@@ -1,3 +1,4 @@
+#include "json/json_text.h"
 #include "json/json_writer.h"
 
 #include "support/capture_sink.h"
@@ -113,6 +114,25 @@ TEST(JsonWriter, Escapes)
     EXPECT_EQ(text("x\xC3\xA9y\xE2\x82\xAC", JsonWriter::EscapeUnicode), "\"x\\u00E9y\\u20AC\"");
     // Beyond 16 bits only the low bits remain.
     EXPECT_EQ(text("\xF0\x9F\x98\x80", JsonWriter::EscapeUnicode), "\"\\uF600\"");
+    // 0x80 starts no sequence, so it passes unchanged.
+    EXPECT_EQ(text("a\x80", JsonWriter::EscapeUnicode), "\"a\x80\"");
+}
+
+TEST(JsonWriter, FloatingPointFollowsTheFormatSettings)
+{
+    const char* savedDouble = DoubleWriteFormat;
+    const char* savedFloat = FloatWriteFormat;
+    DoubleWriteFormat = "%.2f";
+    FloatWriteFormat = "%g";
+    const std::string text = Produce(false, [](JsonWriter& w) {
+        w.BeginArray(nullptr);
+        w.Write(nullptr, 3.14159);
+        w.Write(nullptr, 0.5f);
+        w.End();
+    });
+    DoubleWriteFormat = savedDouble;
+    FloatWriteFormat = savedFloat;
+    EXPECT_EQ(text, "[3.14,0.5]");
 }
 
 TEST(JsonWriter, NamingRule)
