@@ -20,7 +20,10 @@ std::string Quote(const char* text)
     {
         unsigned char c = static_cast<unsigned char>(*p);
         if (c == '"' || c == '\\')
-            out += '\\', out += static_cast<char>(c);
+        {
+            out += '\\';
+            out += static_cast<char>(c);
+        }
         else if (c == '\n')
             out += "\\n";
         else if (c == '\t')

@@ -427,7 +427,7 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
             WarnAt(member, "'" + name + "' is written as '" + Shorten(raw) + "' but reads as " +
                                std::to_string(intField->Value()));
     }
-    else if (auto* listField = dynamic_cast<TextListField*>(&field))
+    else if (dynamic_cast<TextListField*>(&field))
     {
         if (&field == &m_Table.installshieldGuidList || IsListLike(member))
             return;
@@ -436,7 +436,6 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
         else
             WarnAt(member, "'" + name + "' should be an array of texts; the stub reads " + Describe(member, m_Text) +
                                " as an empty list" + (quoted ? " (write [\"" + Shorten(RawValue(member)) + "\"])" : ""));
-        (void)listField;
     }
     else if (auto* ids = dynamic_cast<AppIdListField*>(&field))
     {
