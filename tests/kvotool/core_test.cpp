@@ -15,8 +15,8 @@ using namespace kvotool;
 namespace
 {
 const std::vector<std::string> kPlatforms = {"default", "steam", "viveport", "oculus", "disk", "epic"};
-const std::vector<std::string> kKeys = {"titleId", "friendlyName", "altFriendlyName", "gamePlatform",
-                                        "steamAppIds", "modAllowList", "modWhitelist", "cloudSaveRoot"};
+const std::vector<std::string> kKeys = {"titleId",     "friendlyName", "altFriendlyName", "gamePlatform",
+                                        "steamAppIds", "modAllowList", "modWhitelist",    "cloudSaveRoot"};
 } // namespace
 
 TEST(Suggest, EditDistanceCountsCaseFreeEditsAndTranspositions)
@@ -27,8 +27,8 @@ TEST(Suggest, EditDistanceCountsCaseFreeEditsAndTranspositions)
         const char* b;
         size_t distance;
     } cases[] = {
-        {"steam", "steam", 0}, {"Steam", "steam", 0}, {"stema", "steam", 1}, {"stam", "steam", 1},
-        {"steamm", "steam", 1}, {"", "epic", 4},      {"abc", "", 3},        {"kitten", "sitting", 3},
+        {"steam", "steam", 0},  {"Steam", "steam", 0}, {"stema", "steam", 1}, {"stam", "steam", 1},
+        {"steamm", "steam", 1}, {"", "epic", 4},       {"abc", "", 3},        {"kitten", "sitting", 3},
     };
     for (const auto& c : cases)
         EXPECT_EQ(EditDistance(c.a, c.b), c.distance) << c.a << " / " << c.b;
@@ -63,7 +63,8 @@ TEST(Suggest, CaseOnlyDifferenceWinsOverOneEdit)
 
 TEST(Arguments, LongShortInlineAndPositionalForms)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"force", 0, false}, {"verbose", 'v', false}};
+    const std::vector<OptionSpec> specs = {
+        {"output", 'o', true}, {"force", 0, false}, {"verbose", 'v', false}};
     struct Case
     {
         std::vector<std::string> args;
@@ -150,7 +151,7 @@ TEST(Diagnostics, FormatIsCompilerStyle)
 
 class AtomicWrite : public ::testing::Test
 {
-protected:
+  protected:
     void SetUp() override
     {
         dir = std::filesystem::temp_directory_path() /
@@ -163,7 +164,8 @@ protected:
     size_t FilesInDir() const
     {
         size_t n = 0;
-        for (auto it = std::filesystem::directory_iterator(dir); it != std::filesystem::directory_iterator(); ++it)
+        for (auto it = std::filesystem::directory_iterator(dir); it != std::filesystem::directory_iterator();
+             ++it)
             ++n;
         return n;
     }

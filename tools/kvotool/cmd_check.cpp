@@ -45,9 +45,9 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
             summary += doc.kind == InputKind::Container     ? "container"
                        : doc.kind == InputKind::PayloadText ? "text for a container"
                                                             : "plain JSON";
-            summary += diags.Errors() || diags.Warnings()
-                           ? ", " + Plural(diags.Errors(), "error") + ", " + Plural(diags.Warnings(), "warning")
-                           : ", no problems";
+            summary += diags.Errors() || diags.Warnings() ? ", " + Plural(diags.Errors(), "error") + ", " +
+                                                                Plural(diags.Warnings(), "warning")
+                                                          : ", no problems";
             summary += result.stubStatus == 0 ? "; the launch stub loads it" : "; the launch stub refuses it";
         }
         std::fprintf(stderr, "%s\n", summary.c_str());
@@ -57,8 +57,9 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
 
 int RunCheck(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"key", 0, true},     {"equals", 0, false}, {"strict", 0, false},
-                                           {"verbose", 'v', false}, {"quiet", 'q', false}, {"help", 'h', false}};
+    const std::vector<OptionSpec> specs = {{"key", 0, true},      {"equals", 0, false},
+                                           {"strict", 0, false},  {"verbose", 'v', false},
+                                           {"quiet", 'q', false}, {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
     if (!ParseArguments(args, 0, specs, parsed, error))

@@ -23,7 +23,7 @@ bool IsJsonNumber(const std::string& raw)
 // make the output differ from what was read go to `problems`.
 class Copier
 {
-public:
+  public:
     Copier(const std::string& text, bool equals) : m_Text(text), m_Equals(equals) {}
 
     void Element(JsonWriter& w, const JsonReader& e, const char* name)
@@ -36,7 +36,7 @@ public:
 
     DiagnosticList problems;
 
-private:
+  private:
     void Container(JsonWriter& w, const JsonReader& e, const char* name)
     {
         size_t named = 0, unnamed = 0;
@@ -107,8 +107,11 @@ private:
 
 int RunFmt(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"equals", 0, false}, {"pretty", 0, false},
-                                           {"key", 0, true},      {"help", 'h', false}};
+    const std::vector<OptionSpec> specs = {{"output", 'o', true},
+                                           {"equals", 0, false},
+                                           {"pretty", 0, false},
+                                           {"key", 0, true},
+                                           {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
     if (!ParseArguments(args, 0, specs, parsed, error))
@@ -116,7 +119,8 @@ int RunFmt(const std::vector<std::string>& args)
     if (parsed.Has("help"))
         return PrintCommandHelp("fmt");
     if (parsed.positionals.size() != 1)
-        return UsageError("fmt", parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
+        return UsageError("fmt",
+                          parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
     uint8_t key[32];
     const uint8_t* keyPtr = nullptr;
     if (parsed.Has("key"))
@@ -139,7 +143,8 @@ int RunFmt(const std::vector<std::string>& args)
 
     JsonReader root;
     TakeLoggedLines();
-    if (!root.Parse(doc.text.c_str(), static_cast<uint32_t>(doc.text.size())) || !(root.IsObject() || root.IsArray()))
+    if (!root.Parse(doc.text.c_str(), static_cast<uint32_t>(doc.text.size())) ||
+        !(root.IsObject() || root.IsArray()))
     {
         std::fprintf(stderr, "%s: error: the text cannot be read as a document\n", shown.c_str());
         return ExitProblems;
@@ -147,12 +152,14 @@ int RunFmt(const std::vector<std::string>& args)
     const bool equals = parsed.Has("equals");
     Copier copier(doc.text, equals);
     std::string out;
-    bool written = WriteDocumentText(equals, parsed.Has("pretty"),
-                                     [&](JsonWriter& w) {
-                                         copier.problems = DiagnosticList();
-                                         copier.Element(w, root, nullptr);
-                                     },
-                                     out);
+    bool written = WriteDocumentText(
+        equals, parsed.Has("pretty"),
+        [&](JsonWriter& w)
+        {
+            copier.problems = DiagnosticList();
+            copier.Element(w, root, nullptr);
+        },
+        out);
     for (const auto& line : TakeLoggedLines())
         copier.problems.Error(line);
     std::fputs(copier.problems.Format(shown).c_str(), stderr);

@@ -9,8 +9,9 @@ namespace kvotool
 {
 int RunPack(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true},  {"force", 0, false}, {"equals", 0, false},
-                                           {"strict", 0, false},   {"quiet", 'q', false}, {"help", 'h', false}};
+    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"force", 0, false},
+                                           {"equals", 0, false},  {"strict", 0, false},
+                                           {"quiet", 'q', false}, {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
     if (!ParseArguments(args, 0, specs, parsed, error))
@@ -18,7 +19,8 @@ int RunPack(const std::vector<std::string>& args)
     if (parsed.Has("help"))
         return PrintCommandHelp("pack");
     if (parsed.positionals.size() != 1)
-        return UsageError("pack", parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
+        return UsageError("pack",
+                          parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
     if (!parsed.Has("output"))
         return UsageError("pack", "the container to write is missing: -o FILE");
 
@@ -38,7 +40,8 @@ int RunPack(const std::vector<std::string>& args)
     }
     if (outcome == CheckOutcome::Problems && !parsed.Has("force"))
     {
-        std::fprintf(stderr, "kvotool pack: '%s' not written because of the problems above (--force writes anyway)\n",
+        std::fprintf(stderr,
+                     "kvotool pack: '%s' not written because of the problems above (--force writes anyway)\n",
                      out.c_str());
         return ExitProblems;
     }

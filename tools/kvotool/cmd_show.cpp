@@ -135,7 +135,8 @@ const std::vector<Getter>& Getters()
         {"shouldLaunchDirectly", [](M& m) { return Bool(m.GetShouldLaunchDirectly()); }, true},
         {"steamInstallerPath", [](M& m) { return Quote(m.GetSteamInstallerPath()); }, true},
         {"steamAppIds",
-         [](M& m) {
+         [](M& m)
+         {
              const AppIdList& ids = m.GetSteamAppIds();
              std::string out = "[";
              for (uint32_t i = 0; i < ids.Count(); ++i)
@@ -177,7 +178,8 @@ int RunShow(const std::vector<std::string>& args)
     if (parsed.Has("help"))
         return PrintCommandHelp("show");
     if (parsed.positionals.size() != 1)
-        return UsageError("show", parsed.positionals.empty() ? "no file to show" : "exactly one file, please");
+        return UsageError("show",
+                          parsed.positionals.empty() ? "no file to show" : "exactly one file, please");
     uint8_t key[32];
     const uint8_t* keyPtr = nullptr;
     if (parsed.Has("key"))
@@ -206,8 +208,10 @@ int RunShow(const std::vector<std::string>& args)
 
     TakeLoggedLines();
     std::unique_ptr<TitleMetadata> metadata(CreateTitleMetadata());
-    const uint32_t status = metadata->LoadFromMemory(doc.stubBytes.data(), static_cast<uint32_t>(doc.stubBytes.size()));
-    std::printf("file: %s (%s)\n", path.c_str(), doc.kind == InputKind::Container ? "container" : "plain JSON");
+    const uint32_t status =
+        metadata->LoadFromMemory(doc.stubBytes.data(), static_cast<uint32_t>(doc.stubBytes.size()));
+    std::printf("file: %s (%s)\n", path.c_str(),
+                doc.kind == InputKind::Container ? "container" : "plain JSON");
     std::printf("load: %u %s%s\n", status, MetadataStatusName(status),
                 status ? " - the launch stub stops here; below is what its getters would answer" : "");
     for (const auto& line : TakeLoggedLines())
@@ -223,7 +227,8 @@ int RunShow(const std::vector<std::string>& args)
             uint32_t s = metadata->GetLastStatus();
             statusText = std::to_string(s) + " " + MetadataStatusName(s);
         }
-        std::printf("%s%s%s\n", Padded(getter.name, 26).c_str(), Padded(statusText, 24).c_str(), value.c_str());
+        std::printf("%s%s%s\n", Padded(getter.name, 26).c_str(), Padded(statusText, 24).c_str(),
+                    value.c_str());
     }
 
     std::printf("\nplatform features (GetPlatformFeatures):\n");
@@ -234,7 +239,8 @@ int RunShow(const std::vector<std::string>& args)
         char hex[16];
         std::snprintf(hex, sizeof hex, "0x%08X", mask);
         std::printf("  %s%s%s%s\n", Padded(GamePlatformKeyword(platform), 9).c_str(), Padded(hex, 10).c_str(),
-                    Padded(std::to_string(s) + " " + MetadataStatusName(s), 24).c_str(), FeatureNames(mask).c_str());
+                    Padded(std::to_string(s) + " " + MetadataStatusName(s), 24).c_str(),
+                    FeatureNames(mask).c_str());
     }
 
     const PrerequisiteList& prereqs = metadata->GetCustomPrerequisites();

@@ -17,7 +17,8 @@ int RunUnpack(const std::vector<std::string>& args)
     if (parsed.Has("help"))
         return PrintCommandHelp("unpack");
     if (parsed.positionals.size() != 1)
-        return UsageError("unpack", parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
+        return UsageError("unpack",
+                          parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
     uint8_t key[32];
     const uint8_t* keyPtr = nullptr;
     if (parsed.Has("key"))

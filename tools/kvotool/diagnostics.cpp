@@ -31,7 +31,8 @@ void DiagnosticList::Add(Severity severity, const std::string& message, int line
     m_Items.push_back(Diagnostic{severity, line, column, message});
 }
 
-void DiagnosticList::AddAt(Severity severity, const std::string& message, const std::string& text, size_t offset)
+void DiagnosticList::AddAt(Severity severity, const std::string& message, const std::string& text,
+                           size_t offset)
 {
     int line, column;
     PositionOf(text, offset, line, column);
@@ -56,11 +57,13 @@ size_t DiagnosticList::Warnings() const
 
 void DiagnosticList::SortByPosition()
 {
-    std::stable_sort(m_Items.begin(), m_Items.end(), [](const Diagnostic& a, const Diagnostic& b) {
-        const int la = a.line ? a.line : INT_MAX;
-        const int lb = b.line ? b.line : INT_MAX;
-        return la != lb ? la < lb : a.column < b.column;
-    });
+    std::stable_sort(m_Items.begin(), m_Items.end(),
+                     [](const Diagnostic& a, const Diagnostic& b)
+                     {
+                         const int la = a.line ? a.line : INT_MAX;
+                         const int lb = b.line ? b.line : INT_MAX;
+                         return la != lb ? la < lb : a.column < b.column;
+                     });
 }
 
 std::string DiagnosticList::Format(const std::string& fileName) const

@@ -29,7 +29,7 @@ void PositionOf(const std::string& text, size_t offset, int& line, int& column);
 
 class DiagnosticList
 {
-public:
+  public:
     void Add(Severity severity, const std::string& message, int line = 0, int column = 0);
     void AddAt(Severity severity, const std::string& message, const std::string& text, size_t offset);
     void Error(const std::string& message) { Add(Severity::Error, message); }
@@ -47,7 +47,7 @@ public:
     // "FILE:LINE:COL: error: message" per item, in the order found.
     std::string Format(const std::string& fileName) const;
 
-private:
+  private:
     std::vector<Diagnostic> m_Items;
 };
 } // namespace kvotool

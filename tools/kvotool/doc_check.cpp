@@ -2,12 +2,12 @@
 
 #include "doc_log.h"
 #include "doc_reader.h"
-#include "json/json_validator.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/metadata_fields.h"
 #include "metadata/metadata_status.h"
 #include "metadata/title_metadata.h"
 #include "suggest.h"
+#include "json/json_validator.h"
 
 #include <algorithm>
 #include <cctype>
@@ -105,12 +105,12 @@ bool ReadsAsWritten(const std::string& raw, long long value, bool allowSign)
 
 class Checker
 {
-public:
+  public:
     Checker(const std::string& text, DiagnosticList& diags) : m_Text(text), m_Diags(diags) {}
 
     void Run(const CheckOptions& options);
 
-private:
+  private:
     void At(Severity severity, const JsonReader& element, const std::string& message)
     {
         size_t offset = ValueOffset(element, m_Text);
@@ -188,7 +188,8 @@ void Checker::CheckRootMembers()
         std::string name = MemberName(member);
         if (!member.HasName())
         {
-            WarnAt(member, "an element without a name in the root object is ignored: " + Describe(member, m_Text));
+            WarnAt(member,
+                   "an element without a name in the root object is ignored: " + Describe(member, m_Text));
         }
         else if (name[0] == '_' || name[0] == '$')
         {
@@ -196,15 +197,17 @@ void Checker::CheckRootMembers()
         }
         else if (!keySet.count(name))
         {
-            NameAt(Severity::Error, member, "unknown key '" + name + "'" + Suggestion(name, m_Keys) +
-                                " (the stub ignores this member)");
+            NameAt(Severity::Error, member,
+                   "unknown key '" + name + "'" + Suggestion(name, m_Keys) +
+                       " (the stub ignores this member)");
         }
         else if (m_Members.count(name))
         {
             int line, column;
             PositionOf(m_Text, NameOffset(m_Members[name], m_Text), line, column);
-            NameAt(Severity::Warning, member, "'" + name + "' appears a second time; the stub reads only the first one (line " +
-                               std::to_string(line) + ")");
+            NameAt(Severity::Warning, member,
+                   "'" + name + "' appears a second time; the stub reads only the first one (line " +
+                       std::to_string(line) + ")");
         }
         if (member.HasName() && !m_Members.count(name))
             m_Members.emplace(name, member);
@@ -216,13 +219,14 @@ void Checker::CheckRootMembers()
             // member it stood after; the rest of its line repeats the document.
             char c = 0;
             int offset = -1;
-            if (std::sscanf(line.c_str(), "Unexpected character %c at offset:%d", &c, &offset) == 2 && offset >= 0 &&
-                current.text >= m_Text.data() && current.text <= m_Text.data() + m_Text.size())
-                m_Diags.AddAt(Severity::Error,
-                              std::string("unexpected '") + c +
-                                  "' where a comma or the end of the object belongs: the stub stops reading the "
-                                  "root object here and does not see the members after it",
-                              m_Text, static_cast<size_t>(current.text - m_Text.data()) + static_cast<size_t>(offset));
+            if (std::sscanf(line.c_str(), "Unexpected character %c at offset:%d", &c, &offset) == 2 &&
+                offset >= 0 && current.text >= m_Text.data() && current.text <= m_Text.data() + m_Text.size())
+                m_Diags.AddAt(
+                    Severity::Error,
+                    std::string("unexpected '") + c +
+                        "' where a comma or the end of the object belongs: the stub stops reading the "
+                        "root object here and does not see the members after it",
+                    m_Text, static_cast<size_t>(current.text - m_Text.data()) + static_cast<size_t>(offset));
             else
                 m_Diags.Error("the stub stops reading the root object here: " + Shorten(line, 120));
         }
@@ -262,8 +266,9 @@ void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
             ErrorAt(member, "'" + name + "' must be one of " + (words ? Joined(*words) : "its keywords") +
                                 "; got " + got);
         else
-            ErrorAt(member, "'" + Shorten(value) + "' is not a keyword of '" + name + "'" +
-                                (words ? Suggestion(value, *words) + " (valid: " + Joined(*words) + ")" : ""));
+            ErrorAt(member,
+                    "'" + Shorten(value) + "' is not a keyword of '" + name + "'" +
+                        (words ? Suggestion(value, *words) + " (valid: " + Joined(*words) + ")" : ""));
     }
     else if (dynamic_cast<TextListField*>(&field))
     {
@@ -326,8 +331,9 @@ void Checker::ExplainPrerequisites(const JsonReader& member)
             std::string value;
             if (!element.GetString(key, value))
             {
-                ErrorAt(element, where + " lacks '" + key + "'" +
-                                     (element.IsObject() ? "" : " (it is " + Describe(element, m_Text) + ")"));
+                ErrorAt(element,
+                        where + " lacks '" + key + "'" +
+                            (element.IsObject() ? "" : " (it is " + Describe(element, m_Text) + ")"));
                 reported = true;
             }
         }
@@ -340,8 +346,8 @@ void Checker::ExplainPrerequisites(const JsonReader& member)
                 int32_t value = 0;
                 if (!code.GetInt32(value))
                 {
-                    ErrorAt(code, where + ": exit code " + std::to_string(k) + " is not an integer: " +
-                                      Describe(code, m_Text));
+                    ErrorAt(code, where + ": exit code " + std::to_string(k) +
+                                      " is not an integer: " + Describe(code, m_Text));
                     reported = true;
                 }
             }
@@ -358,7 +364,8 @@ void Checker::ExplainFeatures(const std::string& platform, const JsonReader& obj
     if (!more)
     {
         if (reportErrors)
-            ErrorAt(object, "the feature object of platform '" + platform + "' is empty; the stub refuses it");
+            ErrorAt(object,
+                    "the feature object of platform '" + platform + "' is empty; the stub refuses it");
         return;
     }
     std::set<std::string> seen;
@@ -370,15 +377,16 @@ void Checker::ExplainFeatures(const std::string& platform, const JsonReader& obj
         if (name.empty() || name.size() >= 32 || !FindPlatformFeature(name.c_str(), bit))
         {
             if (reportErrors)
-                NameAt(Severity::Error, feature, "unknown feature '" + Shorten(name) + "' of platform '" + platform + "'" +
-                                     Suggestion(name, m_Features) + " (valid: " + Joined(m_Features) + ")");
+                NameAt(Severity::Error, feature,
+                       "unknown feature '" + Shorten(name) + "' of platform '" + platform + "'" +
+                           Suggestion(name, m_Features) + " (valid: " + Joined(m_Features) + ")");
             continue;
         }
         if (!feature.GetBool(on))
         {
             if (reportErrors)
-                ErrorAt(feature, "feature '" + name + "' of platform '" + platform + "' must be true or false; got " +
-                                     Describe(feature, m_Text));
+                ErrorAt(feature, "feature '" + name + "' of platform '" + platform +
+                                     "' must be true or false; got " + Describe(feature, m_Text));
             continue;
         }
         if (!reportErrors)
@@ -408,8 +416,9 @@ void Checker::ExplainPlatforms(const JsonReader& member)
         uint32_t index = 0;
         if (name.empty() || name.size() >= 32 || !FindGamePlatform(name.c_str(), index))
         {
-            NameAt(Severity::Error, platform, "unknown platform '" + Shorten(name) + "' in 'platforms'" +
-                                  Suggestion(name, m_Platforms) + " (valid: " + Joined(m_Platforms) + ")");
+            NameAt(Severity::Error, platform,
+                   "unknown platform '" + Shorten(name) + "' in 'platforms'" + Suggestion(name, m_Platforms) +
+                       " (valid: " + Joined(m_Platforms) + ")");
             continue;
         }
         ExplainFeatures(name, platform, true);
@@ -432,10 +441,12 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
         if (&field == &m_Table.installshieldGuidList || IsListLike(member))
             return;
         if (member.IsObject())
-            WarnAt(member, "'" + name + "' should be an array; the stub reads the values of the object's members");
+            WarnAt(member,
+                   "'" + name + "' should be an array; the stub reads the values of the object's members");
         else
-            WarnAt(member, "'" + name + "' should be an array of texts; the stub reads " + Describe(member, m_Text) +
-                               " as an empty list" + (quoted ? " (write [\"" + Shorten(RawValue(member)) + "\"])" : ""));
+            WarnAt(member, "'" + name + "' should be an array of texts; the stub reads " +
+                               Describe(member, m_Text) + " as an empty list" +
+                               (quoted ? " (write [\"" + Shorten(RawValue(member)) + "\"])" : ""));
     }
     else if (auto* ids = dynamic_cast<AppIdListField*>(&field))
     {
@@ -447,7 +458,8 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
         }
         JsonReader element;
         bool more = member.FirstChild(element);
-        for (uint32_t index = 0; more && index < ids->Value().Count(); ++index, more = element.NextSibling(element))
+        for (uint32_t index = 0; more && index < ids->Value().Count();
+             ++index, more = element.NextSibling(element))
         {
             const uint64_t id = ids->Value().At(index);
             std::string raw = RawValue(element);
@@ -504,7 +516,8 @@ void Checker::CheckFields()
             {
                 ExplainInvalid(*field, member);
                 if (field->IsRequired())
-                    m_Diags.Note("'" + name + "' is required: the stub refuses the file while it cannot be read");
+                    m_Diags.Note("'" + name +
+                                 "' is required: the stub refuses the file while it cannot be read");
             }
             continue;
         }
@@ -517,7 +530,8 @@ void Checker::CheckFields()
 void Checker::CheckCombinations()
 {
     const auto& t = m_Table;
-    auto warnField = [&](const char* key, const std::string& message) {
+    auto warnField = [&](const char* key, const std::string& message)
+    {
         auto it = m_Members.find(key);
         if (it != m_Members.end())
             WarnAt(it->second, message);
@@ -525,39 +539,44 @@ void Checker::CheckCombinations()
             m_Diags.Warning(message);
     };
     if (t.metadataVersion.IsPresent() && t.metadataVersion.Value() < 0)
-        warnField("metadataVersion", "'metadataVersion' is negative: the stub then skips reading the other fields "
-                                     "at load time, so missing required fields do not stop it");
+        warnField("metadataVersion",
+                  "'metadataVersion' is negative: the stub then skips reading the other fields "
+                  "at load time, so missing required fields do not stop it");
     if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Steam &&
         t.steamAppIds.Value().Count() == 0)
-        warnField("gamePlatform", std::string("'gamePlatform' is \"steam\" but ") +
-                                      (t.steamAppIds.IsPresent() ? "'steamAppIds' is empty"
-                                                                 : "'steamAppIds' is missing") +
-                                      ": the launcher gets no Steam app id");
+        warnField("gamePlatform",
+                  std::string("'gamePlatform' is \"steam\" but ") +
+                      (t.steamAppIds.IsPresent() ? "'steamAppIds' is empty" : "'steamAppIds' is missing") +
+                      ": the launcher gets no Steam app id");
     const bool epicEnabled = t.epicSdkVersion.Value() > 0;
     if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Epic && !epicEnabled)
-        warnField("gamePlatform", "'gamePlatform' is \"epic\" but 'epicSdkVersion' is missing or not above 0: "
-                                  "the stub ignores the Epic settings");
+        warnField("gamePlatform",
+                  "'gamePlatform' is \"epic\" but 'epicSdkVersion' is missing or not above 0: "
+                  "the stub ignores the Epic settings");
     else if (!epicEnabled)
     {
-        for (const TextField* f : {&t.epicProductName, &t.epicProductVersion, &t.epicProductId, &t.epicSandboxId,
-                                   &t.epicDeploymentId, &t.epicClientId, &t.epicClientSecret, &t.epicArtifact})
+        for (const TextField* f :
+             {&t.epicProductName, &t.epicProductVersion, &t.epicProductId, &t.epicSandboxId,
+              &t.epicDeploymentId, &t.epicClientId, &t.epicClientSecret, &t.epicArtifact})
             if (!f->Value().empty())
             {
-                warnField(f->GetName(), std::string("'") + f->GetName() +
-                                            "' is set but 'epicSdkVersion' is missing or not above 0: the stub "
-                                            "ignores the Epic settings");
+                warnField(f->GetName(),
+                          std::string("'") + f->GetName() +
+                              "' is set but 'epicSdkVersion' is missing or not above 0: the stub "
+                              "ignores the Epic settings");
                 break;
             }
     }
     if (m_Members.count("modAllowList") && m_Members.count("modWhitelist") && t.modAllowList.IsPresent())
         warnField("modWhitelist", "'modWhitelist' is ignored because 'modAllowList' is given");
     if (t.environmentName.IsPresent() && t.environmentName.Value().empty())
-        warnField("environment", "'environment' is empty: the launcher gets \"-vexilDomainEnv=\" without a value");
+        warnField("environment",
+                  "'environment' is empty: the launcher gets \"-vexilDomainEnv=\" without a value");
     if (t.crashpadSamplingPercent.IsPresent() &&
         (t.crashpadSamplingPercent.Value() < 0 || t.crashpadSamplingPercent.Value() > 100))
-        warnField("crashpadSamplingPercent",
-                  "'crashpadSamplingPercent' is " + std::to_string(t.crashpadSamplingPercent.Value()) +
-                      ", not a percentage from 0 to 100");
+        warnField("crashpadSamplingPercent", "'crashpadSamplingPercent' is " +
+                                                 std::to_string(t.crashpadSamplingPercent.Value()) +
+                                                 ", not a percentage from 0 to 100");
     auto languages = m_Members.find("languages");
     if (t.languages.IsPresent() && t.languages.Value().Count() == 0 && languages != m_Members.end() &&
         IsListLike(languages->second))
@@ -595,15 +614,9 @@ void Checker::Run(const CheckOptions& options)
 
 const char* MetadataStatusName(uint32_t status)
 {
-    static const char* const kNames[] = {"Ok",
-                                         "FieldInvalid",
-                                         "NoMetadata",
-                                         "ReadFailed",
-                                         "OptionalFieldMissing",
-                                         "RequiredFieldMissing",
-                                         "BadFormat",
-                                         "IndexOutOfRange",
-                                         "TooLarge"};
+    static const char* const kNames[] = {"Ok",         "FieldInvalid",         "NoMetadata",
+                                         "ReadFailed", "OptionalFieldMissing", "RequiredFieldMissing",
+                                         "BadFormat",  "IndexOutOfRange",      "TooLarge"};
     return status < sizeof kNames / sizeof kNames[0] ? kNames[status] : "unknown status";
 }
 
@@ -616,9 +629,8 @@ CheckResult CheckDocument(const InputDocument& doc, const CheckOptions& options,
     // The verdict that counts: the stub's own load of the same bytes.
     TakeLoggedLines();
     std::unique_ptr<TitleMetadata> metadata(CreateTitleMetadata());
-    result.stubStatus =
-        metadata->LoadFromMemory(reinterpret_cast<const uint8_t*>(doc.stubBytes.data()),
-                                 static_cast<uint32_t>(doc.stubBytes.size()));
+    result.stubStatus = metadata->LoadFromMemory(reinterpret_cast<const uint8_t*>(doc.stubBytes.data()),
+                                                 static_cast<uint32_t>(doc.stubBytes.size()));
     result.stubLog = TakeLoggedLines();
     if (result.stubStatus != MetadataStatus::Ok)
     {

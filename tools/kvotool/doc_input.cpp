@@ -36,7 +36,8 @@ std::string WhyUnknown(const std::string& bytes)
         uint32_t version = ReadU32(bytes, 4);
         uint32_t length = ReadU32(bytes, 8);
         if (version != kContainerVersion)
-            return "container version " + std::to_string(version) + " is not " + std::to_string(kContainerVersion);
+            return "container version " + std::to_string(version) + " is not " +
+                   std::to_string(kContainerVersion);
         return "the container's length field says " + std::to_string(length) + " bytes but " +
                std::to_string(bytes.size() - kContainerHeaderSize) +
                " follow the header: the file is cut short or damaged";
