@@ -7,7 +7,24 @@
 
 #include <windows.h>
 
-#include <cwchar>
+#include <cstdint>
+
+namespace
+{
+// Decimal digits of an app id; the stub keeps the wide formatted-output
+// runtime out of its executable for this one number.
+std::wstring ToDecimal(uint64_t value)
+{
+    wchar_t digits[24];
+    size_t at = sizeof digits / sizeof digits[0];
+    do
+    {
+        digits[--at] = static_cast<wchar_t>(L'0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    return std::wstring(digits + at, digits + sizeof digits / sizeof digits[0]);
+}
+} // namespace
 
 void AppendExternalPlatformArgs(std::wstring& commandLine, const std::wstring& targetFolder)
 {
@@ -25,10 +42,8 @@ void AppendExternalPlatformArgs(std::wstring& commandLine, const std::wstring& t
         // An empty list has no first id to pass; the location still goes.
         if (appIds.Count() > 0)
         {
-            wchar_t number[64] = {};
-            swprintf(number, 64, L"%llu", static_cast<unsigned long long>(appIds.At(appIds.Begin().index)));
             commandLine += L" -steamAppId=";
-            commandLine += number;
+            commandLine += ToDecimal(appIds.At(appIds.Begin().index));
         }
         std::wstring location;
         GetTargetFolder(location); // on failure the quotes stand empty
