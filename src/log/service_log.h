@@ -9,6 +9,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 
 // The buffer and flush state are process-wide: at most one ServiceLog may
@@ -56,7 +57,7 @@ private:
 
     const uint32_t m_FlushDelayMs;
     const int64_t m_TrimIntervalTicks;
-    volatile LONG m_Closed = 0;
+    std::atomic<bool> m_Closed{false};
 };
 
 #endif

@@ -55,7 +55,7 @@ ServiceLog::~ServiceLog()
 {
     // Normally a no-op after Close; keeps a forgotten Close from leaving a
     // callback armed on a freed sink.
-    InterlockedExchange(&m_Closed, 1);
+    m_Closed = true;
     DrainFlushes();
 }
 
@@ -170,7 +170,7 @@ void CALLBACK ServiceLog::OnFlushTimer(void* context, BOOLEAN)
 
 void ServiceLog::Close()
 {
-    InterlockedExchange(&m_Closed, 1);
+    m_Closed = true;
     DrainFlushes();
     Flush();
 }
