@@ -168,6 +168,11 @@ TEST(JsonTextConvert, UnsignedIntegers)
     EXPECT_EQ(u32, 10u);
     EXPECT_TRUE(TextToUInt32("0x", 2, u32)); // too short for the hex form: decimal 0
     EXPECT_EQ(u32, 0u);
+    // After the prefix the hexadecimal conversion skips blanks and takes a sign.
+    EXPECT_TRUE(TextToUInt32("0x 1F", 5, u32));
+    EXPECT_EQ(u32, 31u);
+    EXPECT_TRUE(TextToUInt32("0x-1", 4, u32));
+    EXPECT_EQ(u32, 0xFFFFFFFFu);
     u32 = 9;
     EXPECT_FALSE(TextToUInt32("0xg", 3, u32));
     EXPECT_EQ(u32, 9u);
