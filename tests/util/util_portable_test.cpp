@@ -33,6 +33,33 @@ TEST(TextConvert, RoundTrips)
     }
 }
 
+std::wstring FromCodePoint(char32_t c)
+{
+    if (sizeof(wchar_t) == 2 && c >= 0x10000)
+    {
+        c -= 0x10000;
+        return {static_cast<wchar_t>(0xD800 + (c >> 10)), static_cast<wchar_t>(0xDC00 + (c & 0x3FF))};
+    }
+    return std::wstring(1, static_cast<wchar_t>(c));
+}
+
+TEST(TextConvert, EveryEncodingLengthRoundTrips)
+{
+    // The edges of each UTF-8 length, and a spread of code points between.
+    std::vector<char32_t> points = {0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFD, 0xFFFF, 0x10000, 0x10FFFF};
+    for (char32_t c = 1; c < 0x110000; c += 997)
+        if (c < 0xD800 || c > 0xDFFF)
+            points.push_back(c);
+    for (char32_t c : points)
+    {
+        std::wstring wide = FromCodePoint(c);
+        std::string utf8 = ToUtf8(wide);
+        size_t expectedLength = c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+        ASSERT_EQ(utf8.size(), expectedLength) << std::hex << static_cast<uint32_t>(c);
+        ASSERT_EQ(ToWide(utf8), wide) << std::hex << static_cast<uint32_t>(c);
+    }
+}
+
 TEST(TextConvert, MalformedInputIsReplacedNotRefused)
 {
     EXPECT_EQ(ToWide("\xFF"), L"\uFFFD");
