@@ -229,6 +229,29 @@ class PackUnpack(Base):
         self.assertEqual(rc, 0, err)
         self.assertIn(name + ".kvo: container, no problems", err)
 
+    def test_container_made_with_another_key(self):
+        # Made outside the tool, with the openssl command and a key of our own.
+        if not shutil.which("openssl"):
+            self.skipTest("openssl command not found")
+        key, iv = "5a" * 32, "0f" * 16
+        text = doc(gamePlatform="viveport").encode()
+        cipher = subprocess.run(["openssl", "enc", "-aes-256-cbc", "-K", key, "-iv", iv], input=text,
+                                capture_output=True, check=True).stdout
+        payload = bytes.fromhex(iv) + cipher
+        header = b"KVOM" + (1).to_bytes(4, "little") + len(payload).to_bytes(4, "little") + bytes(68)
+        self.put("other.kvo", header + payload)
+        rc, _, err = self.tool.run("check", "other.kvo")
+        self.assertEqual(rc, 1)
+        self.assertIn("does not decrypt with kvotool's built-in key (try --key)", err)
+        rc, _, err = self.tool.run("check", "--key", key, "other.kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertIn("container, no problems; the launch stub loads it", err)
+        rc, out, _ = self.tool.run("unpack", "--key", key, "other.kvo")
+        self.assertEqual((rc, out), (0, text))
+        rc, out, _ = self.tool.run("show", "--key", key, "other.kvo")
+        self.assertEqual(rc, 0)
+        self.assertIn("2 (\"viveport\")", out.decode())
+
     def test_unwritable_output_is_an_io_error(self):
         self.put("in.json", doc())
         rc, _, err = self.tool.run("pack", "in.json", "-o", os.path.join("no", "such", "dir.kvo"))
@@ -351,6 +374,7 @@ WINDOWS_SUBSET = [
     "PackUnpack.test_round_trip_plain_and_container",
     "PackUnpack.test_refused_pack_leaves_old_file_untouched",
     "PackUnpack.test_names_outside_ascii",
+    "PackUnpack.test_container_made_with_another_key",
     "PackUnpack.test_fixture_container_is_reproduced",
     "PackUnpack.test_unpack_of_damaged_or_foreign_container",
     "ShowFmtNew.test_new_writes_template_and_keeps_existing_file",

@@ -78,12 +78,13 @@ class Copier
             return;
         }
         std::string raw = RawValue(e);
-        if (m_Equals || raw == "true" || raw == "false" || raw == "null" || IsJsonNumber(raw))
+        if (raw == "true" || raw == "false" || raw == "null" || IsJsonNumber(raw))
             w.WriteRawValue(name, raw.c_str());
         else
         {
-            // A bare word is a text in JSON; its escapes mean what they mean in
-            // a quoted text, so resolve them before the writer escapes again.
+            // A bare word is a text in JSON (and stays bare in the equals
+            // syntax); its escapes mean what they mean in a quoted text, so
+            // resolve them before the writer escapes again.
             std::string value;
             if (!e.GetString(value))
                 Problem(e, "a word that cannot be read");
