@@ -137,7 +137,7 @@ class Checker
     void ExplainSuspicious(MetadataField& field, const JsonReader& member);
     void ExplainPlatforms(const JsonReader& member);
     void ExplainFeatures(const std::string& platform, const JsonReader& object, bool reportErrors);
-    void ExplainPrerequisites(const JsonReader& member);
+    void ExplainPrerequisites(const JsonReader& member, bool invalid);
     void CheckCombinations();
     const std::vector<std::string>* KeywordsOf(const MetadataField& field) const;
 
@@ -305,7 +305,7 @@ void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
     }
     else if (dynamic_cast<PrerequisiteListField*>(&field))
     {
-        ExplainPrerequisites(member);
+        ExplainPrerequisites(member, true);
     }
     else if (dynamic_cast<PlatformFeaturesField*>(&field))
     {
@@ -317,22 +317,41 @@ void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
     }
 }
 
-void Checker::ExplainPrerequisites(const JsonReader& member)
+void Checker::ExplainPrerequisites(const JsonReader& member, bool invalid)
 {
-    static const char* const kRequired[] = {"prerequisiteId", "friendlyName", "version", "executableName"};
+    // The record's keys as the prerequisite parse reads them; the library
+    // keeps them in its parse code, not in a table.
+    static const std::vector<std::string> kKeys = {"prerequisiteId", "friendlyName", "version",
+                                                   "executableName", "commandline",  "locKey",
+                                                   "ignoreExitCodes"};
+    const size_t requiredKeys = 4;
     JsonReader element;
     bool more = member.FirstChild(element);
     bool reported = false;
     for (uint32_t index = 0; more; ++index, more = element.NextSibling(element))
     {
         const std::string where = "customPrerequisites element " + std::to_string(index);
-        for (const char* key : kRequired)
+        JsonReader entry;
+        for (bool moreEntries = element.IsObject() && element.FirstChild(entry); moreEntries;
+             moreEntries = entry.NextSibling(entry))
+        {
+            const std::string name = MemberName(entry);
+            if (name.empty() || name[0] == '_' || name[0] == '$' ||
+                std::find(kKeys.begin(), kKeys.end(), name) != kKeys.end())
+                continue;
+            NameAt(Severity::Error, entry,
+                   where + ": unknown key '" + Shorten(name) + "'" + Suggestion(name, kKeys) +
+                       " (the stub ignores this member)");
+        }
+        if (!invalid)
+            continue;
+        for (size_t k = 0; k < requiredKeys; ++k)
         {
             std::string value;
-            if (!element.GetString(key, value))
+            if (!element.GetString(kKeys[k].c_str(), value))
             {
                 ErrorAt(element,
-                        where + " lacks '" + key + "'" +
+                        where + " lacks '" + kKeys[k] + "'" +
                             (element.IsObject() ? "" : " (it is " + Describe(element, m_Text) + ")"));
                 reported = true;
             }
@@ -353,7 +372,7 @@ void Checker::ExplainPrerequisites(const JsonReader& member)
             }
         }
     }
-    if (!reported)
+    if (invalid && !reported)
         ErrorAt(member, "'customPrerequisites' cannot be read: " + Describe(member, m_Text));
 }
 
@@ -483,6 +502,10 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
                                " as its JSON text");
         else if (!quoted && RawValue(member) == "null")
             WarnAt(member, "'" + name + "' is null; the stub reads the text 'null'");
+    }
+    else if (dynamic_cast<PrerequisiteListField*>(&field))
+    {
+        ExplainPrerequisites(member, false);
     }
     else if (dynamic_cast<PlatformFeaturesField*>(&field))
     {

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
@@ -222,11 +223,31 @@ std::vector<std::string> GetUtf8Arguments(int argc, char** argv)
     return args;
 }
 
+#ifdef _WIN32
+namespace
+{
+UINT g_SavedOutputCodePage = 0;
+
+void RestoreConsoleCodePage()
+{
+    if (g_SavedOutputCodePage)
+        SetConsoleOutputCP(g_SavedOutputCodePage);
+}
+} // namespace
+#endif
+
 void SetBinaryStdio()
 {
 #ifdef _WIN32
     _setmode(_fileno(stdin), _O_BINARY);
     _setmode(_fileno(stdout), _O_BINARY);
+    // Messages are UTF-8; a console shows them right only in that code page.
+    // The console outlives the process, so its code page is put back at exit.
+    g_SavedOutputCodePage = GetConsoleOutputCP();
+    if (g_SavedOutputCodePage && g_SavedOutputCodePage != CP_UTF8 && SetConsoleOutputCP(CP_UTF8))
+        std::atexit(RestoreConsoleCodePage);
+    else
+        g_SavedOutputCodePage = 0;
 #endif
 }
 } // namespace kvotool
