@@ -104,6 +104,8 @@ CHECK_CASES = [
      ["feature 'cloud' of platform 'steam' must be true or false"]),
     ("misspelt root key", doc(gamePlatfrom="steam"), [], 1,
      ["unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"]),
+    ("escaped key name is not found", doc(titleId=None)[:-2] + ',\n "title\\u0049d": "x"\n}', [], 1,
+     ["the name 'titleId' is written with escapes", "required field 'titleId' is missing"]),
     ("editor hint keys are left alone", doc(**{"$schema": "x.json", "_note": "hi"}), [], 0, ["no problems"]),
     ("prerequisite without version",
      doc(customPrerequisites=[{"prerequisiteId": "a", "friendlyName": "b", "executableName": "c"}]), [], 1,

@@ -98,6 +98,8 @@ bool ReadsAsWritten(const std::string& raw, long long value, bool allowSign)
             return false;
         magnitude = std::strtoull(digits.c_str(), nullptr, 10);
     }
+    if (negative && magnitude == 0)
+        return value == 0;
     if (negative)
         return value < 0 && static_cast<unsigned long long>(-(value + 1)) + 1 == magnitude;
     return value >= 0 && static_cast<unsigned long long>(value) == magnitude;
@@ -185,7 +187,12 @@ void Checker::CheckRootMembers()
     TakeLoggedLines();
     while (more)
     {
-        std::string name = MemberName(member);
+        const std::string name = MemberName(member);
+        // The stub looks members up by their name as written, escapes and all.
+        const std::string rawName =
+            member.HasName() && member.nameLength > 0
+                ? std::string(member.text + member.nameOffset, static_cast<size_t>(member.nameLength))
+                : std::string();
         if (!member.HasName())
         {
             WarnAt(member,
@@ -194,6 +201,12 @@ void Checker::CheckRootMembers()
         else if (name[0] == '_' || name[0] == '$')
         {
             // Comments and editor hints such as "$schema": the stub ignores them.
+        }
+        else if (keySet.count(name) && rawName != name)
+        {
+            NameAt(Severity::Error, member,
+                   "the name '" + name +
+                       "' is written with escapes; the stub compares names as written and does not find it");
         }
         else if (!keySet.count(name))
         {
@@ -209,7 +222,7 @@ void Checker::CheckRootMembers()
                    "'" + name + "' appears a second time; the stub reads only the first one (line " +
                        std::to_string(line) + ")");
         }
-        if (member.HasName() && !m_Members.count(name))
+        if (member.HasName() && rawName == name && !m_Members.count(name))
             m_Members.emplace(name, member);
         const JsonReader current = member;
         more = member.NextSibling(member);
