@@ -250,6 +250,14 @@ std::vector<E2eCase> Cases()
         c.errorText = 209;
     }
     {
+        auto& c = add("OculusLauncherTooOld");
+        c.metadata = R"("gamePlatform":"oculus")";
+        c.launcher = LauncherFile::V1_0_2_999;
+        c.installers = {{L"Installers\\Tavrin-Games-Oculus.exe", 0, false}};
+        c.runs = {L"Game Folder\\Installers\\Tavrin-Games-Oculus.exe|"};
+        c.errorText = 209;
+    }
+    {
         auto& c = add("DiskLauncherOld");
         c.metadata = R"("gamePlatform":"disk")";
         c.launcher = LauncherFile::V1_0_2_999;
@@ -380,6 +388,13 @@ std::vector<E2eCase> Cases()
         c.commandLine = L"\"{exe}\" -stub_log -forceXpVistaSuccess";
         c.warningText = 208; // XP has no Windows 7 service pack
         c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log -forceXpVistaSuccess @args.txt")};
+    }
+
+    {
+        auto& c = add("ForcedPassesOnXpMeetWindows10Check");
+        c.windowsVersion = L"winxp";
+        c.commandLine = L"\"{exe}\" -stub_log -forceXpVistaSuccess -forceSP1Success";
+        c.errorText = 118; // both forced checks pass, so the Windows 10 check runs
     }
 
     // Finding the metadata.
