@@ -183,6 +183,21 @@ TEST_F(AtomicWrite, ReplacesExistingFileAndLeavesNoTemporary)
     EXPECT_EQ(FilesInDir(), 1u);
 }
 
+#ifndef _WIN32
+TEST_F(AtomicWrite, ReplacedFileKeepsItsMode)
+{
+    const auto path = dir / "script.json";
+    std::string error;
+    ASSERT_TRUE(WriteFileAtomically(path.string(), "one", error)) << error;
+    std::filesystem::permissions(path, std::filesystem::perms::owner_read |
+                                           std::filesystem::perms::owner_write |
+                                           std::filesystem::perms::others_read);
+    const auto before = std::filesystem::status(path).permissions();
+    ASSERT_TRUE(WriteFileAtomically(path.string(), "two", error)) << error;
+    EXPECT_EQ(std::filesystem::status(path).permissions(), before);
+}
+#endif
+
 TEST_F(AtomicWrite, FailureKeepsOldFileAndNoTemporary)
 {
     // The target is a folder: the rename fails after the data was written.

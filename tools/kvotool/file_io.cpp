@@ -167,11 +167,20 @@ bool WriteFileAtomically(const std::string& path, const std::string& bytes, std:
         error = "cannot create a file beside '" + path + "': " + std::strerror(errno);
         return false;
     }
-    // mkstemp creates the file private; give it the mode a plain create would.
-    mode_t mask = umask(0);
-    umask(mask);
+    // mkstemp creates the file private; give it the mode of the file it
+    // replaces, or the one a plain create would.
+    mode_t mode;
+    struct stat existing;
+    if (stat(path.c_str(), &existing) == 0 && S_ISREG(existing.st_mode))
+        mode = existing.st_mode & 07777;
+    else
+    {
+        mode_t mask = umask(0);
+        umask(mask);
+        mode = 0666 & ~mask;
+    }
     int err = 0;
-    if (fchmod(fd, 0666 & ~mask) != 0)
+    if (fchmod(fd, mode) != 0)
         err = errno;
     size_t done = 0;
     while (!err && done < bytes.size())
