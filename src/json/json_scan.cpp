@@ -130,7 +130,8 @@ inline uint64_t PrefixXor(uint64_t x)
 
 struct BlockMasks
 {
-    uint64_t quote, backslash, open, close, nul;
+    uint64_t quote, backslash, open, close;
+    uint64_t nul; // nonzero when the block holds a NUL (positions not kept)
 };
 
 #if defined(KVO_JSON_SSE2)
@@ -144,6 +145,7 @@ struct Sse2Loader
         const __m128i vc = _mm_set1_epi8(close);
         const __m128i vz = _mm_setzero_si128();
         BlockMasks m = {0, 0, 0, 0, 0};
+        __m128i smallest = _mm_set1_epi8(-1);
         for (int part = 0; part < 4; ++part)
         {
             const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * part));
@@ -152,8 +154,9 @@ struct Sse2Loader
             m.backslash |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vb)))) << shift;
             m.open |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vo)))) << shift;
             m.close |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vc)))) << shift;
-            m.nul |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vz)))) << shift;
+            smallest = _mm_min_epu8(smallest, v);
         }
+        m.nul = uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(smallest, vz)));
         return m;
     }
     static inline uint64_t InsideQuotes(uint64_t quotes) { return PrefixXor(quotes); }
@@ -163,7 +166,7 @@ struct Sse2Loader
 #if defined(KVO_JSON_AVX2)
 struct Avx2Loader
 {
-    __attribute__((target("avx2,pclmul"), always_inline)) static inline BlockMasks Load(const char* p, char open,
+    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) static inline BlockMasks Load(const char* p, char open,
                                                                                    char close)
     {
         const __m256i vq = _mm256_set1_epi8('"');
@@ -173,7 +176,7 @@ struct Avx2Loader
         const __m256i vz = _mm256_setzero_si256();
         const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
         const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
-        auto mask = [](__m256i a, __m256i b, __m256i needle) __attribute__((target("avx2,pclmul"), always_inline)) {
+        auto mask = [](__m256i a, __m256i b, __m256i needle) __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) {
             uint64_t l = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a, needle)));
             uint64_t h = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(b, needle)));
             return l | (h << 32);
@@ -183,11 +186,13 @@ struct Avx2Loader
         m.backslash = mask(lo, hi, vb);
         m.open = mask(lo, hi, vo);
         m.close = mask(lo, hi, vc);
-        m.nul = mask(lo, hi, vz);
+        // Only whether the block holds a NUL matters: a byte-wise minimum of
+        // the two halves is zero exactly where either half has one.
+        m.nul = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(_mm256_min_epu8(lo, hi), vz)));
         return m;
     }
     // A carry-less multiply by all ones is the prefix XOR in one instruction.
-    __attribute__((target("avx2,pclmul"), always_inline)) static inline uint64_t InsideQuotes(uint64_t quotes)
+    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) static inline uint64_t InsideQuotes(uint64_t quotes)
     {
         const __m128i product =
             _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<int64_t>(quotes)), _mm_set1_epi8(-1), 0);
@@ -208,7 +213,7 @@ struct Avx2Loader
 
 #if defined(KVO_JSON_AVX2)
 #define KVO_BLOCK_NAME ContainerEndAvx2
-#define KVO_BLOCK_ATTR __attribute__((target("avx2,pclmul")))
+#define KVO_BLOCK_ATTR __attribute__((target("avx2,pclmul,popcnt,bmi")))
 #define KVO_BLOCK_LOADER Avx2Loader
 #include "json/json_scan_blocks.inl"
 #undef KVO_BLOCK_NAME
@@ -219,7 +224,8 @@ bool HasAvx2()
 {
     static const bool has = [] {
         __builtin_cpu_init();
-        return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("pclmul");
+        return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("pclmul") &&
+               __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("bmi");
     }();
     return has;
 }

@@ -11,17 +11,23 @@
 // the result is always the byte-wise one.
 KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, char open, char close, bool& tooDeep)
 {
-    ContainerState st = {1, false, false};
+    // The state lives in locals (not in a ContainerState) so that it stays in
+    // registers across blocks; it is packed only for the byte-wise fallback.
+    int32_t depth = 1;
+    uint64_t insideMask = 0; // all ones while inside a string at the block start
+    uint64_t escapedIn = 0;  // 1 when the block's first byte is escaped
     int32_t k = i + 1;
     while (end - k >= 64)
     {
         const BlockMasks m = KVO_BLOCK_LOADER::Load(s + k, open, close);
-        bool slow = m.nul != 0;
+        // A byte-wise block may end right after the opener that passes the
+        // limit; the byte-wise scan then applies the limit at this block.
+        bool slow = m.nul != 0 || depth > kMaxDepth;
         uint64_t inString = 0;
-        bool escapedOut = false;
+        uint64_t escapedOut = 0;
         if (!slow)
         {
-            uint64_t escaped = st.escaped ? 1 : 0;
+            uint64_t escaped = escapedIn;
             uint64_t b = m.backslash;
             while (b)
             {
@@ -30,14 +36,12 @@ KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, cha
                 if ((escaped >> j) & 1)
                     continue;
                 if (j == 63)
-                    escapedOut = true;
+                    escapedOut = 1;
                 else
                     escaped |= uint64_t(1) << (j + 1);
             }
             const uint64_t quotes = m.quote & ~escaped;
-            inString = KVO_BLOCK_LOADER::InsideQuotes(quotes);
-            if (st.inString)
-                inString = ~inString;
+            inString = KVO_BLOCK_LOADER::InsideQuotes(quotes) ^ insideMask;
             // Only a backslash inside a string escapes; one outside breaks the
             // assumption made above.
             if (m.backslash & ~inString)
@@ -51,8 +55,8 @@ KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, cha
             {
                 const int32_t nOpen = Popcount64(opens);
                 const int32_t nClose = Popcount64(closes);
-                if (st.depth + nOpen <= kMaxDepth && st.depth - nClose >= 1)
-                    st.depth += nOpen - nClose;
+                if (depth + nOpen <= kMaxDepth && depth - nClose >= 1)
+                    depth += nOpen - nClose;
                 else
                 {
                     uint64_t all = opens | closes;
@@ -63,7 +67,7 @@ KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, cha
                         const int32_t pos = k + j;
                         if ((opens >> j) & 1)
                         {
-                            if (++st.depth > kMaxDepth)
+                            if (++depth > kMaxDepth)
                             {
                                 // The limit applies at the next position, if any.
                                 if (pos + 1 < end && s[pos + 1] != '\0')
@@ -73,24 +77,30 @@ KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, cha
                         }
                         else
                         {
-                            if (st.depth == 1)
+                            if (depth == 1)
                                 return pos + 1;
-                            --st.depth;
+                            --depth;
                         }
                     }
                 }
             }
-            st.inString = (inString >> 63) & 1;
-            st.escaped = st.inString && escapedOut;
+            const uint64_t insideAtEnd = inString >> 63;
+            insideMask = 0 - insideAtEnd;
+            escapedIn = insideAtEnd & escapedOut;
         }
         else
         {
+            ContainerState st = {depth, insideMask != 0, escapedIn != 0};
             const int32_t r = ScanContainerRange(s, end, k, k + 64, open, close, st, tooDeep);
             if (r != kRunning)
                 return r;
+            depth = st.depth;
+            insideMask = st.inString ? ~uint64_t(0) : 0;
+            escapedIn = st.escaped ? 1 : 0;
         }
         k += 64;
     }
+    ContainerState st = {depth, insideMask != 0, escapedIn != 0};
     const int32_t r = ScanContainerRange(s, end, k, end, open, close, st, tooDeep);
     return r == kRunning ? -1 : r;
 }

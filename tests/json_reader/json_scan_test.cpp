@@ -41,6 +41,10 @@ TEST(JsonScan, BlockScanMatchesBytewiseOnCraftedInput)
         "{" + pad + "\"unterminated" + pad,
         "{" + pad + "{" + pad + "}" + pad,
     };
+    // A block read byte by byte (it has a backslash outside any string) that
+    // ends with the opener passing the limit; the limit hits in the next block.
+    cases.push_back("[\\" + std::string(31, ' ') + std::string(32, '[') + std::string(40, ']') + pad);
+    cases.push_back("[\\" + std::string(31, ' ') + std::string(32, '[') + std::string(40, ']') + pad + "]");
     for (int shift = 0; shift < 70; ++shift)
         cases.push_back("[" + std::string(shift, ' ') + "\"\\\\\\\"]\" ]" + std::string(70, ']'));
     for (const auto& c : cases)
