@@ -165,6 +165,10 @@ class Session:
 
         # A private prefix reporting Windows 10, so that the stub passes its
         # version check and the other tests' prefix stays untouched.
+        # A persistent server started with detached descriptors: a server that
+        # a later wine call started would hold that call's output pipe open.
+        os.makedirs(self.prefix)
+        self.run(["wineserver", "-p"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.run(["wineboot", "-i"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300)
         self.run(["wine", "winecfg", "-v", "win10"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         recorder = os.path.join(self.work, "record-browser.sh")
@@ -196,7 +200,7 @@ class Session:
                 stub.kill()
         if self.display is not None and os.path.isdir(self.prefix):
             try:
-                self.run(["wineserver", "-k"], timeout=60)
+                self.run(["wineserver", "-k"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=60)
             except subprocess.TimeoutExpired:
                 pass
         if self.xvfb and self.xvfb.poll() is None:
@@ -359,6 +363,8 @@ def main():
 
     support_url = read_support_url(args.support_url_header)
     session = Session(args)
+    # ctest ends a test that runs too long with SIGTERM: clean up then too.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("terminated"))
     try:
         session.start()
         bare = os.path.join(session.work, "game-without-metadata")
