@@ -50,7 +50,7 @@ EOF
 echo "=== starting a private Wine prefix (Windows 10)"
 # shellcheck source=wine-env.sh
 source scripts/wine-env.sh "$ROOT/build/wine-sample"
-kvo_wine_start
+kvo_wine_start || true  # a server already running for this prefix is fine
 trap kvo_wine_stop EXIT
 
 (cd "$SAMPLE" && wine "$BIN/stub_pack_title.exe" title.json "Sample Game\\title.kvo")
