@@ -99,7 +99,7 @@ std::string MemberText(const Field& f, int k)
     switch (f.kind)
     {
     case Kind::String:
-        s += "\"value of " + f.name + " number " + std::to_string(k) + " \\\"quoted\\\"\"";
+        s += "\"value of " + f.name + " number " + std::to_string(k) + " \\\"quoted\\\" for this title\"";
         break;
     case Kind::Int:
         s += std::to_string(1000 + k * 37);
