@@ -49,14 +49,12 @@ def read_table(path, support_url):
 def rc_literal(text):
     # A narrow literal: windres converts it to UTF-16 through the code page
     # set by the pragma below. Wide literals (L"...") are taken byte by byte
-    # and would garble every non-ASCII character. Only the quote, the
-    # backslash and control characters need escaping.
+    # and would garble every non-ASCII character. Only the quote and the
+    # line feed need escaping (read_table lets no other backslash through).
     out = []
     for ch in text:
         if ch == '"':
             out.append('""')
-        elif ch == "\\":
-            out.append("\\\\")
         elif ch == "\n":
             out.append("\\n")
         elif ord(ch) < 0x20:
