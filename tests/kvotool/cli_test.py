@@ -330,6 +330,43 @@ class ShowFmtNew(Base):
         strip = lambda out: out.decode().split("\n", 1)[1]  # the first line names the file
         self.assertEqual(strip(before), strip(after))
 
+    def test_fmt_keeps_what_the_stub_reads_in_damaged_documents(self):
+        # Odd but readable documents: JSON -> equals syntax -> JSON must not
+        # change any getter's answer, or fmt must refuse.
+        import random
+        rnd = random.Random(5)
+        base = open(os.path.join(ARGS.data, "title-full.json"), "rb").read()
+        pieces = [b'\\"', b"=", b" ", b"{", b"}", b",", b"\\\\", b"x y", b"\\u00e9", b'"', b":"]
+
+        def view(name, *options):
+            self.tool.run("pack", "--force", "-q", *options, name, "-o", "v.kvo")
+            return self.tool.run("show", "v.kvo")[1].split(b"\n", 1)[1]
+
+        compared = 0
+        for _ in range(250):
+            data = bytearray(base)
+            for _ in range(rnd.randint(1, 4)):
+                pos = rnd.randrange(len(data))
+                data[pos:pos] = rnd.choice(pieces)
+            self.put("m.json", bytes(data))
+            if self.tool.run("fmt", "--equals", "m.json", "-o", "m.txt")[0] != 0:
+                continue
+            if self.tool.run("fmt", "m.txt", "-o", "back.json")[0] != 0:
+                continue
+            compared += 1
+            original = view("m.json")
+            self.assertEqual(view("m.txt", "--equals"), original, bytes(data))
+            self.assertEqual(view("back.json"), original, bytes(data))
+        self.assertGreater(compared, 10)
+
+    def test_fmt_refuses_what_the_equals_syntax_cannot_carry(self):
+        self.put("t.json", doc(**{"odd name": 1, "titleId": 'say"hi'}))
+        rc, out, err = self.tool.run("fmt", "--equals", "t.json", "-o", "t.txt")
+        self.assertEqual(rc, 1)
+        self.assertIn("the name 'odd name' holds a separator, a blank or a quote", err)
+        self.assertIn("the text 'say\"hi' holds a quote but no blank or separator", err)
+        self.assertFalse(self.exists("t.txt"))
+
     def test_fmt_compact_json(self):
         self.put("t.txt", EQUALS_DOC)
         rc, out, err = self.tool.run("fmt", "t.txt")

@@ -7,12 +7,46 @@
 #include "file_io.h"
 
 #include <cstdio>
+#include <cstring>
 #include <regex>
 
 namespace kvotool
 {
 namespace
 {
+bool IsBlank(char c)
+{
+    return c == '\t' || c == '\n' || c == '\v' || c == '\r' || c == ' ';
+}
+
+bool IsStructuralChar(char c)
+{
+    return std::strchr("{}[]=,:", c) != nullptr && c != '\0';
+}
+
+// The equals syntax writes names bare: a name holding a separator, a blank or
+// a quote would read back as something else.
+bool NameFitsEqualsSyntax(const std::string& name)
+{
+    for (char c : name)
+        if (IsBlank(c) || IsStructuralChar(c) || c == '"')
+            return false;
+    return !name.empty();
+}
+
+// The writer quotes a text in the equals syntax only for separators and
+// blanks; a quote in a bare word would start a string for the reader's scan.
+bool TextFitsEqualsSyntax(const std::string& text)
+{
+    bool quoted = false, quote = false;
+    for (char c : text)
+    {
+        quoted = quoted || IsBlank(c) || IsStructuralChar(c);
+        quote = quote || c == '"';
+    }
+    return quoted || !quote;
+}
+
 bool IsJsonNumber(const std::string& raw)
 {
     static const std::regex number("-?(0|[1-9][0-9]*)(\\.[0-9]+)?([eE][+-]?[0-9]+)?");
@@ -57,6 +91,10 @@ class Copier
         for (bool more = e.FirstChild(child); more; more = child.NextSibling(child))
         {
             std::string childName = MemberName(child);
+            if (m_Equals && !array && child.HasName() && !NameFitsEqualsSyntax(childName))
+                Problem(child,
+                        "the name '" + Shorten(childName) +
+                            "' holds a separator, a blank or a quote, which the equals syntax cannot carry");
             Element(w, child, array || !child.HasName() ? nullptr : childName.c_str());
         }
         w.End();
@@ -71,6 +109,10 @@ class Copier
                 Problem(e, "a text that cannot be read");
             // The equals syntax would write an empty text as nothing at all,
             // which reads back as the next separator: keep its quotes.
+            if (m_Equals && !TextFitsEqualsSyntax(value))
+                Problem(e,
+                        "the text '" + Shorten(value) +
+                            "' holds a quote but no blank or separator; the equals syntax cannot carry it");
             if (m_Equals && value.empty())
                 w.WriteRawValue(name, "\"\"");
             else
@@ -88,6 +130,9 @@ class Copier
             std::string value;
             if (!e.GetString(value))
                 Problem(e, "a word that cannot be read");
+            if (m_Equals && !TextFitsEqualsSyntax(value))
+                Problem(e, "the word '" + Shorten(value) +
+                               "' holds a quote, which the equals syntax cannot carry");
             w.WriteString(name, value.c_str());
         }
     }
