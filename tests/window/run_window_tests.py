@@ -137,19 +137,19 @@ class Session:
             shutil.rmtree(self.work)
         os.makedirs(self.shots)
 
-        self.display = free_display()
-        self.xvfb = subprocess.Popen(
-            ["Xvfb", f":{self.display}", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"],
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        for _ in range(100):
-            if subprocess.run(["xdpyinfo", "-display", f":{self.display}"], stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL).returncode == 0:
+        # Another run may take the same free number at the same moment: the
+        # loser's server exits at once, and it tries the next number.
+        for _ in range(5):
+            self.display = free_display()
+            self.xvfb = subprocess.Popen(
+                ["Xvfb", f":{self.display}", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"],
+                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            if self.wait_for_x():
                 break
-            if self.xvfb.poll() is not None:
-                raise Failure(f"Xvfb :{self.display} did not start")
-            time.sleep(0.1)
+            self.xvfb.kill()
+            self.xvfb.wait()
         else:
-            raise Failure(f"Xvfb :{self.display} does not answer")
+            raise Failure("cannot start Xvfb on a free display")
         print(f"X server on :{self.display}")
 
         # Wine takes the player's language from the C library's locale, so
@@ -189,6 +189,18 @@ class Session:
         # Only for those languages: it also changes the Latin letters.
         for windows_font in ("MS UI Gothic", "SimSun", "PMingLiU", "Gulim"):
             self.reg_add(r"HKCU\Software\Wine\Fonts\Replacements", windows_font, CJK_FONT)
+
+    def wait_for_x(self):
+        for _ in range(100):
+            if self.xvfb.poll() is not None:
+                return False
+            if subprocess.run(["xdpyinfo", "-display", f":{self.display}"], stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL).returncode == 0:
+                # The answer may have come from another run's server.
+                time.sleep(0.5)
+                return self.xvfb.poll() is None
+            time.sleep(0.1)
+        return False
 
     def reg_add(self, key, name, value):
         self.run(["wine", "reg", "add", key, "/v", name, "/t", "REG_SZ", "/d", value, "/f"],
