@@ -164,6 +164,9 @@ void CheckContainerScans(const char* s, int32_t n)
         const int32_t slow = jsonscan::ContainerEndBytewise(s, n, i, deepSlow);
         if (fast != slow || deepFast != deepSlow)
             std::abort();
+        bool deepBaseline = false;
+        if (jsonscan::ContainerEndBaseline(s, n, i, deepBaseline) != slow || deepBaseline != deepSlow)
+            std::abort();
     }
 }
 

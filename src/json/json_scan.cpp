@@ -322,6 +322,23 @@ int32_t ContainerEndBytewise(const char* s, int32_t end, int32_t i, bool& tooDee
     return r == kRunning ? -1 : r;
 }
 
+int32_t ContainerEndBaseline(const char* s, int32_t end, int32_t i, bool& tooDeep)
+{
+    if (i < 0 || i >= end)
+        return -1;
+    const char open = s[i];
+    if (open != '{' && open != '[')
+        return -1;
+    const char close = open == '{' ? '}' : ']';
+#if defined(KVO_JSON_SSE2)
+    return ContainerEndSse2(s, end, i, open, close, tooDeep);
+#else
+    ContainerState st = {1, false, false};
+    const int32_t r = ScanContainerRange(s, end, i + 1, end, open, close, st, tooDeep);
+    return r == kRunning ? -1 : r;
+#endif
+}
+
 int32_t ContainerEnd(const char* s, int32_t end, int32_t i, bool& tooDeep)
 {
     if (i < 0 || i >= end)

@@ -32,4 +32,7 @@ int32_t ValueEnd(const char* s, int32_t end, int32_t i);
 // bracket and skipping quoted strings. Nesting deeper than 32 sets tooDeep.
 int32_t ContainerEnd(const char* s, int32_t end, int32_t i, bool& tooDeep);
 int32_t ContainerEndBytewise(const char* s, int32_t end, int32_t i, bool& tooDeep);
+// The block-wise scan with 128-bit registers only, as the Windows build runs
+// it; lets the native tests and the fuzzer check that form too.
+int32_t ContainerEndBaseline(const char* s, int32_t end, int32_t i, bool& tooDeep);
 } // namespace jsonscan

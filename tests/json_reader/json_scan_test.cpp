@@ -20,6 +20,9 @@ void ExpectSameEnd(const std::string& s, int32_t start = 0)
     const int32_t slow = jsonscan::ContainerEndBytewise(bytes.data(), end, start, deepSlow);
     ASSERT_EQ(fast, slow) << s;
     ASSERT_EQ(deepFast, deepSlow) << s;
+    bool deepBaseline = false;
+    ASSERT_EQ(jsonscan::ContainerEndBaseline(bytes.data(), end, start, deepBaseline), slow) << s;
+    ASSERT_EQ(deepBaseline, deepSlow) << s;
 }
 
 TEST(JsonScan, BlockScanMatchesBytewiseOnCraftedInput)
