@@ -422,6 +422,8 @@ WINDOWS_SUBSET = [
     "PackUnpack.test_fixture_container_is_reproduced",
     "PackUnpack.test_unpack_of_damaged_or_foreign_container",
     "ShowFmtNew.test_new_writes_template_and_keeps_existing_file",
+    "ShowFmtNew.test_show_lists_getters_with_status_and_features",
+    "ShowFmtNew.test_fmt_round_trip_keeps_every_field",
 ]
 
 
