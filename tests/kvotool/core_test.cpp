@@ -63,8 +63,7 @@ TEST(Suggest, CaseOnlyDifferenceWinsOverOneEdit)
 
 TEST(Arguments, LongShortInlineAndPositionalForms)
 {
-    const std::vector<OptionSpec> specs = {
-        {"output", 'o', true}, {"force", 0, false}, {"verbose", 'v', false}};
+    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false}, {"verbose", 'v', false}};
     struct Case
     {
         std::vector<std::string> args;
@@ -82,7 +81,7 @@ TEST(Arguments, LongShortInlineAndPositionalForms)
     {
         ParsedArguments parsed;
         std::string error;
-        ASSERT_TRUE(ParseArguments(c.args, 0, specs, parsed, error)) << error;
+        ASSERT_TRUE(ParseArguments(c.args, 0, defs, parsed, error)) << error;
         EXPECT_EQ(parsed.Value("output"), c.output);
         EXPECT_EQ(parsed.flags.count("verbose") ? parsed.flags.at("verbose") : 0, c.verbose);
         EXPECT_EQ(parsed.positionals, c.positionals);
@@ -91,7 +90,7 @@ TEST(Arguments, LongShortInlineAndPositionalForms)
 
 TEST(Arguments, ErrorsNameTheOptionAndSuggest)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"force", 0, false}};
+    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false}};
     struct Case
     {
         std::vector<std::string> args;
@@ -107,7 +106,7 @@ TEST(Arguments, ErrorsNameTheOptionAndSuggest)
     {
         ParsedArguments parsed;
         std::string error;
-        EXPECT_FALSE(ParseArguments(c.args, 0, specs, parsed, error));
+        EXPECT_FALSE(ParseArguments(c.args, 0, defs, parsed, error));
         EXPECT_EQ(error, c.error);
     }
 }

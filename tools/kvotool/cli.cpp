@@ -6,44 +6,44 @@ namespace kvotool
 {
 namespace
 {
-const OptionSpec* FindLong(const std::vector<OptionSpec>& specs, const std::string& name)
+const OptionDef* FindLong(const std::vector<OptionDef>& defs, const std::string& name)
 {
-    for (const auto& spec : specs)
-        if (name == spec.longName)
-            return &spec;
+    for (const auto& def : defs)
+        if (name == def.longName)
+            return &def;
     return nullptr;
 }
 
-const OptionSpec* FindShort(const std::vector<OptionSpec>& specs, char c)
+const OptionDef* FindShort(const std::vector<OptionDef>& defs, char c)
 {
-    for (const auto& spec : specs)
-        if (spec.shortName && spec.shortName == c)
-            return &spec;
+    for (const auto& def : defs)
+        if (def.shortName && def.shortName == c)
+            return &def;
     return nullptr;
 }
 
-std::string UnknownOption(const std::vector<OptionSpec>& specs, const std::string& given)
+std::string UnknownOption(const std::vector<OptionDef>& defs, const std::string& given)
 {
     std::string error = "unknown option '" + given + "'";
     std::vector<std::string> names;
-    for (const auto& spec : specs)
-        names.push_back(std::string("--") + spec.longName);
+    for (const auto& def : defs)
+        names.push_back(std::string("--") + def.longName);
     std::string closest = ClosestMatch(given, names);
     if (!closest.empty())
         error += "; did you mean '" + closest + "'?";
     return error;
 }
 
-void Store(ParsedArguments& parsed, const OptionSpec& spec, const std::string& value)
+void Store(ParsedArguments& parsed, const OptionDef& def, const std::string& value)
 {
-    if (spec.takesValue)
-        parsed.values[spec.longName] = value;
+    if (def.takesValue)
+        parsed.values[def.longName] = value;
     else
-        ++parsed.flags[spec.longName];
+        ++parsed.flags[def.longName];
 }
 } // namespace
 
-bool ParseArguments(const std::vector<std::string>& args, size_t start, const std::vector<OptionSpec>& specs,
+bool ParseArguments(const std::vector<std::string>& args, size_t start, const std::vector<OptionDef>& defs,
                     ParsedArguments& parsed, std::string& error)
 {
     bool optionsEnded = false;
@@ -60,7 +60,7 @@ bool ParseArguments(const std::vector<std::string>& args, size_t start, const st
             optionsEnded = true;
             continue;
         }
-        const OptionSpec* spec = nullptr;
+        const OptionDef* def = nullptr;
         std::string value;
         bool inlineValue = false;
         if (arg[1] == '-')
@@ -73,13 +73,13 @@ bool ParseArguments(const std::vector<std::string>& args, size_t start, const st
                 name.resize(eq);
                 inlineValue = true;
             }
-            spec = FindLong(specs, name);
-            if (!spec)
+            def = FindLong(defs, name);
+            if (!def)
             {
-                error = UnknownOption(specs, "--" + name);
+                error = UnknownOption(defs, "--" + name);
                 return false;
             }
-            if (inlineValue && !spec->takesValue)
+            if (inlineValue && !def->takesValue)
             {
                 error = "option '--" + name + "' takes no value";
                 return false;
@@ -87,15 +87,15 @@ bool ParseArguments(const std::vector<std::string>& args, size_t start, const st
         }
         else
         {
-            spec = FindShort(specs, arg[1]);
-            if (!spec)
+            def = FindShort(defs, arg[1]);
+            if (!def)
             {
-                error = UnknownOption(specs, arg);
+                error = UnknownOption(defs, arg);
                 return false;
             }
             if (arg.size() > 2)
             {
-                if (!spec->takesValue)
+                if (!def->takesValue)
                 {
                     error = "option '-" + std::string(1, arg[1]) + "' takes no value";
                     return false;
@@ -104,21 +104,21 @@ bool ParseArguments(const std::vector<std::string>& args, size_t start, const st
                 inlineValue = true;
             }
         }
-        if (spec->takesValue && !inlineValue)
+        if (def->takesValue && !inlineValue)
         {
             if (i + 1 >= args.size())
             {
-                error = "option '--" + std::string(spec->longName) + "' needs a value";
+                error = "option '--" + std::string(def->longName) + "' needs a value";
                 return false;
             }
             value = args[++i];
         }
-        if (spec->takesValue && parsed.values.count(spec->longName))
+        if (def->takesValue && parsed.values.count(def->longName))
         {
-            error = "option '--" + std::string(spec->longName) + "' given twice";
+            error = "option '--" + std::string(def->longName) + "' given twice";
             return false;
         }
-        Store(parsed, *spec, value);
+        Store(parsed, *def, value);
     }
     return true;
 }

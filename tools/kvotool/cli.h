@@ -16,7 +16,7 @@ enum ExitStatus : int
     ExitUsage = 2,    // bad command line, or a file could not be read or written
 };
 
-struct OptionSpec
+struct OptionDef
 {
     const char* longName; // without the leading "--"
     char shortName;       // 0 when the option has no one-letter form
@@ -40,7 +40,7 @@ struct ParsedArguments
 // Parses args[start..]: "--name value", "--name=value", "-x value", "-xvalue",
 // "--" ending the options, and "-" as a positional (standard input or output).
 // An unknown option fails with the closest known one suggested.
-bool ParseArguments(const std::vector<std::string>& args, size_t start, const std::vector<OptionSpec>& specs,
+bool ParseArguments(const std::vector<std::string>& args, size_t start, const std::vector<OptionDef>& defs,
                     ParsedArguments& parsed, std::string& error);
 
 // Reads a 32-byte key given as 64 hexadecimal digits.

@@ -57,12 +57,12 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
 
 int RunCheck(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"key", 0, true},      {"equals", 0, false},
-                                           {"strict", 0, false},  {"verbose", 'v', false},
-                                           {"quiet", 'q', false}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"key", 0, true},      {"equals", 0, false},
+                                         {"strict", 0, false},  {"verbose", 'v', false},
+                                         {"quiet", 'q', false}, {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
-    if (!ParseArguments(args, 0, specs, parsed, error))
+    if (!ParseArguments(args, 0, defs, parsed, error))
         return UsageError("check", error);
     if (parsed.Has("help"))
         return PrintCommandHelp("check");

@@ -153,14 +153,14 @@ class Copier
 
 int RunFmt(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true},
-                                           {"equals", 0, false},
-                                           {"pretty", 0, false},
-                                           {"key", 0, true},
-                                           {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"output", 'o', true},
+                                         {"equals", 0, false},
+                                         {"pretty", 0, false},
+                                         {"key", 0, true},
+                                         {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
-    if (!ParseArguments(args, 0, specs, parsed, error))
+    if (!ParseArguments(args, 0, defs, parsed, error))
         return UsageError("fmt", error);
     if (parsed.Has("help"))
         return PrintCommandHelp("fmt");

@@ -33,10 +33,10 @@ void EmitTemplate(JsonWriter& w)
 
 int RunNew(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"force", 0, false}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false}, {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
-    if (!ParseArguments(args, 0, specs, parsed, error))
+    if (!ParseArguments(args, 0, defs, parsed, error))
         return UsageError("new", error);
     if (parsed.Has("help"))
         return PrintCommandHelp("new");

@@ -9,12 +9,11 @@ namespace kvotool
 {
 int RunPack(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"force", 0, false},
-                                           {"equals", 0, false},  {"strict", 0, false},
-                                           {"quiet", 'q', false}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false},   {"equals", 0, false},
+                                         {"strict", 0, false},  {"quiet", 'q', false}, {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
-    if (!ParseArguments(args, 0, specs, parsed, error))
+    if (!ParseArguments(args, 0, defs, parsed, error))
         return UsageError("pack", error);
     if (parsed.Has("help"))
         return PrintCommandHelp("pack");

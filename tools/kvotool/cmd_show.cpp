@@ -170,10 +170,10 @@ std::string Padded(std::string s, size_t width)
 
 int RunShow(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"key", 0, true}, {"text", 0, false}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"key", 0, true}, {"text", 0, false}, {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
-    if (!ParseArguments(args, 0, specs, parsed, error))
+    if (!ParseArguments(args, 0, defs, parsed, error))
         return UsageError("show", error);
     if (parsed.Has("help"))
         return PrintCommandHelp("show");

@@ -9,10 +9,10 @@ namespace kvotool
 {
 int RunUnpack(const std::vector<std::string>& args)
 {
-    const std::vector<OptionSpec> specs = {{"output", 'o', true}, {"key", 0, true}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"key", 0, true}, {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
-    if (!ParseArguments(args, 0, specs, parsed, error))
+    if (!ParseArguments(args, 0, defs, parsed, error))
         return UsageError("unpack", error);
     if (parsed.Has("help"))
         return PrintCommandHelp("unpack");
