@@ -222,6 +222,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Walk(root, 0, budget);
     JsonReader empty;
     Walk(empty, 0, budget);
+    // The same bytes as a NUL-terminated text with an all-ones length: every
+    // scan must stop at the terminator.
+    std::string terminated(reinterpret_cast<const char*>(data), size);
+    JsonReader unbounded;
+    unbounded.Parse(terminated.c_str(), 0xFFFFFFFFu);
+    budget = 2000;
+    Walk(unbounded, 0, budget);
     CheckContainerScans(text.get(), static_cast<int32_t>(n));
     TextPrimitives(data, size);
     return 0;

@@ -1,5 +1,6 @@
 #include "json/json_scan.h"
 
+#include <cstdint>
 #include <cstring>
 
 #if defined(__SSE2__) || defined(_M_X64)
@@ -12,6 +13,17 @@
 // spills; the Windows toolchain does not, so that build stays with SSE2.
 #include <immintrin.h>
 #define KVO_JSON_AVX2 1
+#endif
+
+// The vector loops read whole aligned blocks (or 16 bytes that do not cross a
+// page). A text may end at a NUL before the length it was given, and such a
+// load can then take bytes after that NUL: they lie on the same page as the
+// NUL, so the load cannot fault, but the address sanitizer would report them.
+// Loads never go past the given length.
+#if defined(__GNUC__) || defined(__clang__)
+#define KVO_NO_ASAN __attribute__((no_sanitize_address))
+#else
+#define KVO_NO_ASAN
 #endif
 
 namespace jsonscan
@@ -137,7 +149,7 @@ struct BlockMasks
 #if defined(KVO_JSON_SSE2)
 struct Sse2Loader
 {
-    static inline BlockMasks Load(const char* p, char open, char close)
+    KVO_NO_ASAN static inline BlockMasks Load(const char* p, char open, char close)
     {
         const __m128i vq = _mm_set1_epi8('"');
         const __m128i vb = _mm_set1_epi8('\\');
@@ -148,7 +160,7 @@ struct Sse2Loader
         __m128i smallest = _mm_set1_epi8(-1);
         for (int part = 0; part < 4; ++part)
         {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * part));
+            const __m128i v = _mm_load_si128(reinterpret_cast<const __m128i*>(p + 16 * part));
             const int shift = 16 * part;
             m.quote |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vq)))) << shift;
             m.backslash |= uint64_t(uint32_t(_mm_movemask_epi8(_mm_cmpeq_epi8(v, vb)))) << shift;
@@ -166,16 +178,16 @@ struct Sse2Loader
 #if defined(KVO_JSON_AVX2)
 struct Avx2Loader
 {
-    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) static inline BlockMasks Load(const char* p, char open,
-                                                                                   char close)
+    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) KVO_NO_ASAN static inline BlockMasks Load(
+        const char* p, char open, char close)
     {
         const __m256i vq = _mm256_set1_epi8('"');
         const __m256i vb = _mm256_set1_epi8('\\');
         const __m256i vo = _mm256_set1_epi8(open);
         const __m256i vc = _mm256_set1_epi8(close);
         const __m256i vz = _mm256_setzero_si256();
-        const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-        const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
+        const __m256i lo = _mm256_load_si256(reinterpret_cast<const __m256i*>(p));
+        const __m256i hi = _mm256_load_si256(reinterpret_cast<const __m256i*>(p + 32));
         auto mask = [](__m256i a, __m256i b, __m256i needle) __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) {
             uint64_t l = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a, needle)));
             uint64_t h = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(b, needle)));
@@ -203,7 +215,7 @@ struct Avx2Loader
 
 #if defined(KVO_JSON_SSE2)
 #define KVO_BLOCK_NAME ContainerEndSse2
-#define KVO_BLOCK_ATTR inline
+#define KVO_BLOCK_ATTR KVO_NO_ASAN inline
 #define KVO_BLOCK_LOADER Sse2Loader
 #include "json/json_scan_blocks.inl"
 #undef KVO_BLOCK_NAME
@@ -213,7 +225,7 @@ struct Avx2Loader
 
 #if defined(KVO_JSON_AVX2)
 #define KVO_BLOCK_NAME ContainerEndAvx2
-#define KVO_BLOCK_ATTR __attribute__((target("avx2,pclmul,popcnt,bmi")))
+#define KVO_BLOCK_ATTR KVO_NO_ASAN __attribute__((target("avx2,pclmul,popcnt,bmi")))
 #define KVO_BLOCK_LOADER Avx2Loader
 #include "json/json_scan_blocks.inl"
 #undef KVO_BLOCK_NAME
@@ -256,6 +268,28 @@ int32_t TokenEnd(const char* s, int32_t end, int32_t i)
     return i;
 }
 
+#if defined(KVO_JSON_SSE2)
+namespace
+{
+inline bool StaysInPage16(const char* p)
+{
+    return (reinterpret_cast<uintptr_t>(p) & 4095) <= 4096 - 16;
+}
+
+// Index of the first double quote, backslash or NUL of the 16 bytes at p;
+// 16 when there is none.
+KVO_NO_ASAN inline int FirstStringSpecial(const char* p)
+{
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('"')),
+                                                  _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'))),
+                                     _mm_cmpeq_epi8(v, _mm_setzero_si128()));
+    const uint32_t mask = uint32_t(_mm_movemask_epi8(hit));
+    return mask ? Ctz(mask) : 16;
+}
+} // namespace
+#endif
+
 int32_t ValueEnd(const char* s, int32_t end, int32_t i)
 {
     if (i < 0 || i >= end || s[i] == '\0')
@@ -263,35 +297,17 @@ int32_t ValueEnd(const char* s, int32_t end, int32_t i)
     if (s[i] != '"')
         return TokenEnd(s, end, i);
     int32_t k = i + 1;
-#if defined(KVO_JSON_SSE2)
-    const __m128i vq = _mm_set1_epi8('"');
-    const __m128i vb = _mm_set1_epi8('\\');
-    const __m128i vz = _mm_setzero_si128();
-    while (end - k >= 16)
-    {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + k));
-        const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, vq), _mm_cmpeq_epi8(v, vb)),
-                                         _mm_cmpeq_epi8(v, vz));
-        const uint32_t mask = uint32_t(_mm_movemask_epi8(hit));
-        if (!mask)
-        {
-            k += 16;
-            continue;
-        }
-        k += Ctz(mask);
-        const char c = s[k];
-        if (c == '"')
-            return k + 1;
-        if (c == '\0')
-            return -1;
-        // A backslash: the byte after it is passed over, unless it ends the text.
-        if (k + 1 < end && s[k + 1] == '\0')
-            return -1;
-        k += 2;
-    }
-#endif
     while (k < end)
     {
+#if defined(KVO_JSON_SSE2)
+        if (end - k >= 16 && StaysInPage16(s + k))
+        {
+            const int j = FirstStringSpecial(s + k);
+            k += j;
+            if (j == 16)
+                continue;
+        }
+#endif
         const char c = s[k];
         if (c == '"')
             return k + 1;
@@ -299,6 +315,7 @@ int32_t ValueEnd(const char* s, int32_t end, int32_t i)
             return -1;
         if (c == '\\')
         {
+            // The byte after a backslash is passed over, unless it ends the text.
             if (k + 1 < end && s[k + 1] == '\0')
                 return -1;
             k += 2;

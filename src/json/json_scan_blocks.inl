@@ -17,6 +17,26 @@ KVO_BLOCK_ATTR int32_t KVO_BLOCK_NAME(const char* s, int32_t end, int32_t i, cha
     uint64_t insideMask = 0; // all ones while inside a string at the block start
     uint64_t escapedIn = 0;  // 1 when the block's first byte is escaped
     int32_t k = i + 1;
+    // Up to the first 64-byte boundary byte by byte: aligned blocks never
+    // reach into another page (see KVO_NO_ASAN).
+    const int32_t lead = static_cast<int32_t>((64 - (reinterpret_cast<uintptr_t>(s + k) & 63)) & 63);
+    if (lead > 0)
+    {
+        ContainerState st = {depth, false, false};
+        if (end - k < 64 + lead)
+        {
+            // Too short for a whole block after the lead.
+            const int32_t r = ScanContainerRange(s, end, k, end, open, close, st, tooDeep);
+            return r == kRunning ? -1 : r;
+        }
+        const int32_t r = ScanContainerRange(s, end, k, k + lead, open, close, st, tooDeep);
+        if (r != kRunning)
+            return r;
+        depth = st.depth;
+        insideMask = st.inString ? ~uint64_t(0) : 0;
+        escapedIn = st.escaped ? 1 : 0;
+        k += lead;
+    }
     while (end - k >= 64)
     {
         const BlockMasks m = KVO_BLOCK_LOADER::Load(s + k, open, close);

@@ -149,6 +149,19 @@ TEST(JsonReader, NulEndsTheText)
     EXPECT_FALSE(s.ok); // an escaped NUL still ends the text
 }
 
+TEST(JsonReader, LengthBeyondTheTerminatorStopsAtTheNul)
+{
+    // Positions are 32-bit signed: an all-ones length reads up to the NUL.
+    const char text[] = "{a:[1,2],b:\"x\"}";
+    JsonReader root;
+    ASSERT_TRUE(root.Parse(text, 0xFFFFFFFFu));
+    EXPECT_EQ(Children(root.FindMember("a")), (std::vector<std::string>{"1", "2"}));
+    std::string b;
+    EXPECT_TRUE(root.GetString("b", b));
+    EXPECT_EQ(b, "x");
+    EXPECT_FALSE(root.NextSibling().IsValid());
+}
+
 TEST(JsonReader, NestingLimitCountsOwnBracketKind)
 {
     auto nested = [](char open, char close, int levels) {
