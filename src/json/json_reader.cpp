@@ -44,8 +44,10 @@ void LogUnexpected(const char* base, int32_t end, int32_t offset)
         return;
     constexpr int32_t kMaxQuoted = 64 * 1024;
     const int32_t limit = end < kMaxQuoted ? end : kMaxQuoted;
-    const void* nul = std::memchr(base, '\0', static_cast<size_t>(limit));
-    const size_t n = nul ? static_cast<size_t>(static_cast<const char*>(nul) - base) : static_cast<size_t>(limit);
+    // Byte by byte: the length may run past the NUL that ends the text.
+    size_t n = 0;
+    while (n < static_cast<size_t>(limit) && base[n] != '\0')
+        ++n;
     std::unique_ptr<char[]> copy(new (std::nothrow) char[n + 1]);
     if (!copy)
         return;
