@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace
@@ -516,5 +518,32 @@ TEST(JsonReaderLookup, InterleavedContainers)
         EXPECT_EQ(ByName(o2, "y"), "4");
         EXPECT_EQ(ByName(o1, "x"), "1");
     }
+}
+} // namespace
+
+namespace
+{
+TEST(JsonReaderLookup, ThreadsReadTheirOwnAndSharedDocuments)
+{
+    Doc shared(R"({"a":1,"b":2,"c":3})");
+    std::atomic<int> failures{0};
+    auto worker = [&](int id) {
+        std::string own = "{\"k\":" + std::to_string(id) + ",\"m\":[" + std::to_string(id * 2) + "]}";
+        for (int round = 0; round < 200; ++round)
+        {
+            JsonReader root;
+            int32_t v = -1;
+            if (!root.Parse(own.data(), static_cast<uint32_t>(own.size())) || !root.GetInt32("k", v) || v != id)
+                ++failures;
+            if (ByName(shared.root, "c") != "3" || ByName(shared.root, "a") != "1")
+                ++failures;
+        }
+    };
+    std::thread t1(worker, 1);
+    std::thread t2(worker, 2);
+    worker(3);
+    t1.join();
+    t2.join();
+    EXPECT_EQ(failures.load(), 0);
 }
 } // namespace
