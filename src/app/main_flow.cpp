@@ -29,7 +29,7 @@ bool LoadTitleMetadata()
     const char* fileName = GetMetadataFileName();
     if (metadata.LoadFromFile(fileName) == MetadataStatus::Ok)
         return true;
-    char folder[260] = {};
+    char folder[libutil::kProcessLocationSize] = {};
     if (!libutil::GetCurrentProcessLocation(folder))
         return false;
     // No length limit here: a deep install folder must still find its file.
