@@ -131,6 +131,11 @@ std::vector<E2eCase> Cases()
         c.logLines = {"Preparing Steam launch", "Launch finished."};
     }
     {
+        auto& c = add("SteamHexAppIdPassedInDecimal");
+        c.metadata = R"("gamePlatform":"steam","steamAppIds":["0x1F4"])";
+        c.runs = {launcherRun(L"-skipPatcherCheck -steamAppId=500 -steamLocation \"{target}\" -stub_log @args.txt")};
+    }
+    {
         auto& c = add("SteamWithoutAppIds");
         c.metadata = R"("gamePlatform":"steam","steamAppIds":[])";
         c.runs = {launcherRun(L"-skipPatcherCheck -steamLocation \"{target}\" -stub_log @args.txt")};
