@@ -71,7 +71,10 @@ namespace
 // The first root member of each key, found in one walk over the root object.
 // Gives what a FindMember per key gives, without rescanning the document for
 // every key: a member holding megabytes would otherwise be walked past once
-// for each absent key.
+// for each absent key. The reader's own lookup memory does not make this
+// redundant: it records only the first members of a container, so a root of
+// many small members is walked again for each absent key (see the
+// LargestContainerManyMembers benchmark).
 class RootMembers
 {
 public:
