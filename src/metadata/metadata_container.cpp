@@ -83,13 +83,23 @@ MetadataFormat DetectMetadataFormat(const uint8_t* data, uint32_t size)
 
 uint32_t OpenContainer(const uint8_t* data, uint32_t size, std::string& text)
 {
+    return OpenContainer(data, size, GetContainerKey(), text);
+}
+
+uint32_t OpenContainer(const uint8_t* data, uint32_t size, const uint8_t* key, std::string& text)
+{
     if (!data || size < kMinContainerSize)
         return MetadataStatus::BadFormat;
-    AesCbcDecrypt(data + kContainerHeaderSize, size - kContainerHeaderSize, GetContainerKey(), text);
+    AesCbcDecrypt(data + kContainerHeaderSize, size - kContainerHeaderSize, key, text);
     return MetadataStatus::Ok;
 }
 
 uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, std::vector<uint8_t>& container)
+{
+    return EncodeContainer(plain, size, GetContainerKey(), container);
+}
+
+uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, const uint8_t* key, std::vector<uint8_t>& container)
 {
     static const uint8_t kNothing = 0;
     if (!plain)
@@ -104,7 +114,7 @@ uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, std::vector<uint8_
     container.assign(kContainerHeaderSize, 0);
     uint8_t iv[kContainerIvSize];
     const uint8_t* ivUsed = Sha256Prefix(plain, size, iv) ? iv : nullptr;
-    if (!AesCbcEncrypt(plain, size, GetContainerKey(), ivUsed, container))
+    if (!AesCbcEncrypt(plain, size, key, ivUsed, container))
         return 1;
     WriteU32(header + 8, static_cast<uint32_t>(container.size() - kContainerHeaderSize));
     std::memcpy(container.data(), header, kContainerHeaderSize);

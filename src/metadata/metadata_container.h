@@ -29,11 +29,18 @@ MetadataFormat DetectMetadataFormat(const uint8_t* data, uint32_t size);
 // cipher block gives BadFormat; a decryption failure shows as an empty or
 // unparsable text (logged by the decryption).
 uint32_t OpenContainer(const uint8_t* data, uint32_t size, std::string& text);
+// The same with a caller's key (kContainerKeySize bytes) in place of the one
+// built in. A null key decrypts nothing: the text comes back empty.
+uint32_t OpenContainer(const uint8_t* data, uint32_t size, const uint8_t* key, std::string& text);
 
 // Wraps `size` bytes of plain text into a container; 0 on success, 1 when
 // encryption failed. The IV is derived from the text, so equal texts give
 // equal containers.
 uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, std::vector<uint8_t>& container);
+// The same with a caller's key (kContainerKeySize bytes) in place of the one
+// built in, for containers that a program built with that key opens. A null
+// key fails like any other encryption failure.
+uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, const uint8_t* key, std::vector<uint8_t>& container);
 
 // The 32 key bytes compiled into the program.
 const uint8_t* GetContainerKey();

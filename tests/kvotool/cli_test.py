@@ -259,6 +259,106 @@ class PackUnpack(Base):
         self.assertEqual(rc, 0)
         self.assertIn("2 (\"viveport\")", out.decode())
 
+    def test_pack_with_own_key_round_trip(self):
+        key = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"
+        text = doc(gamePlatform="viveport")
+        self.put("in.json", text)
+        rc, _, err = self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertIn("with the given key", err)
+        own = self.get("own.kvo")
+        self.assertEqual(self.tool.run("pack", "in.json", "-o", "builtin.kvo")[0], 0)
+        builtin = self.get("builtin.kvo")
+        # Header and IV follow from the text alone, the ciphertext from the key.
+        self.assertEqual(len(own), len(builtin))
+        self.assertEqual(own[:96], builtin[:96])
+        self.assertNotEqual(own[96:], builtin[96:])
+        self.assertEqual(self.tool.run("pack", "--key", key.upper(), "in.json", "-o", "again.kvo")[0], 0)
+        self.assertEqual(self.get("again.kvo"), own)
+
+        rc, _, err = self.tool.run("check", "--key", key, "own.kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertIn("container, no problems; the launch stub loads it", err)
+        rc, out, err = self.tool.run("unpack", "--key", key, "own.kvo")
+        self.assertEqual((rc, out), (0, text.encode()), err)
+        rc, out, err = self.tool.run("show", "--key", key, "own.kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertIn("2 (\"viveport\")", out.decode())
+        # A container as pack's input is opened with the same key.
+        rc, _, err = self.tool.run("pack", "--key", key, "own.kvo", "-o", "repacked.kvo")
+        self.assertEqual(rc, 0, err)
+        self.assertEqual(self.get("repacked.kvo"), own)
+
+    def test_wrong_key_is_refused(self):
+        key = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"
+        self.put("in.json", doc())
+        self.assertEqual(self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")[0], 0)
+        self.put("out.json", b"keep me")
+        # (arguments, message): the built-in key and a caller's wrong key.
+        rows = [
+            (["check", "own.kvo"], "does not decrypt with kvotool's built-in key (try --key)"),
+            (["unpack", "own.kvo", "-o", "out.json"], "does not decrypt with kvotool's built-in key (try --key)"),
+            (["check", "--key", "1" + key[1:], "own.kvo"], "does not decrypt with the given key"),
+            (["unpack", "--key", key[:-1] + "1", "own.kvo", "-o", "out.json"], "does not decrypt with the given key"),
+            (["show", "--key", "00" * 32, "own.kvo"], "does not decrypt with the given key"),
+            (["pack", "--key", "ff" * 32, "own.kvo", "-o", "out.json"], "does not decrypt with the given key"),
+        ]
+        for args, message in rows:
+            with self.subTest(args=args):
+                rc, out, err = self.tool.run(*args)
+                self.assertEqual(rc, 1, err)
+                self.assertIn(message + ": wrong key or damaged data", err)
+                self.assertEqual(out, b"")
+                self.assertEqual(self.get("out.json"), b"keep me")
+        self.assertEqual(self.leftovers(), [])
+        rc, _, err = self.tool.run("pack", "--key", "12" * 31, "in.json", "-o", "x.kvo")
+        self.assertEqual(rc, 2)
+        self.assertIn("--key needs 64 hexadecimal digits", err)
+        self.assertFalse(self.exists("x.kvo"))
+
+    def test_own_key_container_is_plain_aes_cbc(self):
+        # What pack --key writes is the text under AES-256-CBC with that key and
+        # the text's SHA-256 prefix as IV, whichever backend the build uses.
+        if not shutil.which("openssl"):
+            self.skipTest("openssl command not found")
+        import hashlib
+        key = "5a" * 16 + "c3" * 16
+        text = doc(gamePlatform="epic", epicSdkVersion=2).encode()
+        self.put("in.json", text)
+        rc, _, err = self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")
+        self.assertEqual(rc, 0, err)
+        iv = hashlib.sha256(text).digest()[:16]
+        cipher = subprocess.run(["openssl", "enc", "-aes-256-cbc", "-K", key, "-iv", iv.hex()], input=text,
+                                capture_output=True, check=True).stdout
+        header = b"KVOM" + (1).to_bytes(4, "little") + (16 + len(cipher)).to_bytes(4, "little") + bytes(68)
+        self.assertEqual(self.get("own.kvo"), header + iv + cipher)
+
+    def test_wrong_key_with_valid_padding_is_refused(self):
+        # About one wrong key in 256 decrypts to garbage that ends in valid
+        # padding; that must be refused like any other wrong key.
+        if not shutil.which("openssl"):
+            self.skipTest("openssl command not found")
+        key = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"
+        self.put("in.json", doc())
+        self.assertEqual(self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")[0], 0)
+        payload = self.get("own.kvo")[80:]
+        iv, cipher = payload[:16].hex(), payload[16:]
+        lucky = None
+        for i in range(1, 8192):
+            wrong = "%064x" % (i * 0x9E3779B97F4A7C15)
+            p = subprocess.run(["openssl", "enc", "-d", "-aes-256-cbc", "-K", wrong[-64:], "-iv", iv], input=cipher,
+                               capture_output=True)
+            if p.returncode == 0:
+                lucky = wrong[-64:]
+                break
+        self.assertIsNotNone(lucky, "no wrong key with valid padding found")
+        for command in ["check", "unpack", "show"]:
+            with self.subTest(command):
+                rc, out, err = self.tool.run(command, "--key", lucky, "own.kvo")
+                self.assertEqual(rc, 1, err)
+                self.assertIn("does not decrypt with the given key: wrong key or damaged data", err)
+                self.assertEqual(out, b"")
+
     def test_unwritable_output_is_an_io_error(self):
         self.put("in.json", doc())
         rc, _, err = self.tool.run("pack", "in.json", "-o", os.path.join("no", "such", "dir.kvo"))
@@ -419,6 +519,9 @@ WINDOWS_SUBSET = [
     "PackUnpack.test_refused_pack_leaves_old_file_untouched",
     "PackUnpack.test_names_outside_ascii",
     "PackUnpack.test_container_made_with_another_key",
+    "PackUnpack.test_pack_with_own_key_round_trip",
+    "PackUnpack.test_wrong_key_is_refused",
+    "PackUnpack.test_own_key_container_is_plain_aes_cbc",
     "PackUnpack.test_fixture_container_is_reproduced",
     "PackUnpack.test_unpack_of_damaged_or_foreign_container",
     "ShowFmtNew.test_new_writes_template_and_keeps_existing_file",

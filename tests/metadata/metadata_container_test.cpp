@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -56,6 +57,32 @@ MetadataFormat Detect(const std::vector<uint8_t>& bytes)
 uint32_t Open(const std::vector<uint8_t>& bytes, std::string& text)
 {
     return OpenContainer(bytes.data(), static_cast<uint32_t>(bytes.size()), text);
+}
+
+std::vector<uint8_t> EncodeWith(const std::string& text, const uint8_t* key)
+{
+    std::vector<uint8_t> container;
+    EXPECT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
+                                  key, container));
+    return container;
+}
+
+uint32_t OpenWith(const std::vector<uint8_t>& bytes, const uint8_t* key, std::string& text)
+{
+    return OpenContainer(bytes.data(), static_cast<uint32_t>(bytes.size()), key, text);
+}
+
+// A key of the caller's, not the one built in; the committed own_key fixture
+// was made with it.
+const uint8_t kOwnKey[32] = {0x0f, 0x1e, 0x2d, 0x3c, 0x4b, 0x5a, 0x69, 0x78, 0x87, 0x96, 0xa5,
+                             0xb4, 0xc3, 0xd2, 0xe1, 0xf0, 0x01, 0x12, 0x23, 0x34, 0x45, 0x56,
+                             0x67, 0x78, 0x89, 0x9a, 0xab, 0xbc, 0xcd, 0xde, 0xef, 0xf0};
+
+std::vector<uint8_t> ReadFixture(const std::string& name)
+{
+    std::ifstream in(std::string(KVO_METADATA_TEST_DATA) + "/" + name, std::ios::binary);
+    EXPECT_TRUE(in.good()) << name;
+    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
 const std::string kDocument = "{\"titleId\": \"T1\", \"friendlyName\": \"A game\", \"languages\": [\"en\", \"fr\"]}";
@@ -116,6 +143,76 @@ TEST(MetadataContainerTest, RoundTripsAndIsDeterministic)
         EXPECT_EQ(MetadataStatus::Ok, Open(container, opened));
         EXPECT_EQ(text, opened) << length;
     }
+}
+
+TEST(MetadataContainerTest, CallersKeyMakesContainersThatOnlyItOpens)
+{
+    uint8_t ownKeyFlipped[32];
+    std::memcpy(ownKeyFlipped, kOwnKey, 32);
+    ownKeyFlipped[0] ^= 0x80;
+    const struct
+    {
+        const char* name;
+        const uint8_t* key;
+    } keys[] = {{"built-in", GetContainerKey()}, {"own", kOwnKey}, {"own with one bit flipped", ownKeyFlipped}};
+    ASSERT_NE(0, std::memcmp(kOwnKey, GetContainerKey(), 32));
+
+    ScopedLogCapture capture; // wrong-key attempts log their failures
+    // Not empty: a wrong key yields an empty text, which would pass for it.
+    for (size_t length : {1u, 15u, 16u, 1000u})
+    {
+        std::string text(length, 'x');
+        for (size_t i = 0; i < length; ++i)
+            text[i] = static_cast<char>('a' + (i * 7) % 26);
+        std::vector<std::vector<uint8_t>> made;
+        for (const auto& k : keys)
+        {
+            SCOPED_TRACE(testing::Message() << k.name << " key, " << length << " bytes");
+            std::vector<uint8_t> container = EncodeWith(text, k.key);
+            ASSERT_EQ(kContainerHeaderSize + 16 + (length / 16 + 1) * 16, container.size());
+            EXPECT_EQ(MetadataFormat::Container, Detect(container));
+            EXPECT_EQ(container, EncodeWith(text, k.key)); // deterministic under any key
+            std::string opened = "stale";
+            EXPECT_EQ(MetadataStatus::Ok, OpenWith(container, k.key, opened));
+            EXPECT_EQ(text, opened);
+            for (const auto& other : keys)
+            {
+                if (other.key == k.key)
+                    continue;
+                opened.clear();
+                EXPECT_EQ(MetadataStatus::Ok, OpenWith(container, other.key, opened));
+                EXPECT_NE(text, opened) << "opened with the " << other.name << " key";
+            }
+            made.push_back(container);
+        }
+        // The header and the IV depend on the text alone; the ciphertext on the key.
+        for (size_t i = 1; i < made.size(); ++i)
+        {
+            EXPECT_TRUE(std::equal(made[0].begin(), made[0].begin() + kContainerHeaderSize + 16, made[i].begin()));
+            EXPECT_NE(made[0], made[i]);
+        }
+        // The forms without a key are those with the built-in key.
+        EXPECT_EQ(made[0], Encode(text));
+        std::string opened;
+        EXPECT_EQ(MetadataStatus::Ok, Open(made[1], opened));
+        EXPECT_NE(text, opened);
+    }
+}
+
+TEST(MetadataContainerTest, NoKeyEncodesAndOpensNothing)
+{
+    ScopedLogCapture capture;
+    std::vector<uint8_t> container;
+    EXPECT_EQ(1u, EncodeContainer(reinterpret_cast<const uint8_t*>("{\"a\":1}"), 7, nullptr, container));
+    EXPECT_TRUE(capture.Contains("Invalid buffer passed in."));
+
+    capture.lines.clear();
+    std::string text = "stale";
+    EXPECT_EQ(MetadataStatus::Ok, OpenWith(Encode(kDocument), nullptr, text));
+    EXPECT_TRUE(text.empty());
+    EXPECT_TRUE(capture.Contains("Invalid buffer passed in."));
+    // Too short is refused before any key is looked at.
+    EXPECT_EQ(MetadataStatus::BadFormat, OpenWith(std::vector<uint8_t>(kMinContainerSize - 1, 0), kOwnKey, text));
 }
 
 TEST(MetadataContainerTest, DigestPrefixMatchesKnownValue)
@@ -257,4 +354,20 @@ TEST(MetadataContainerTest, OpensAndReproducesContainersOfBothBackends)
         EXPECT_EQ(plain, opened) << name;
         EXPECT_EQ(fixture, Encode(plain)) << name;
     }
+}
+
+// own_key.kvo was made from own_key.json under kOwnKey by the native build;
+// both backends must open it and make it again byte for byte, whatever key
+// the build holds.
+TEST(MetadataContainerTest, CallersKeyContainerIsTheSameOnBothBackends)
+{
+    std::vector<uint8_t> plainBytes = ReadFixture("own_key.json");
+    std::vector<uint8_t> fixture = ReadFixture("own_key.kvo");
+    ASSERT_FALSE(plainBytes.empty());
+    ASSERT_EQ(MetadataFormat::Container, Detect(fixture));
+    const std::string plain(plainBytes.begin(), plainBytes.end());
+    std::string opened;
+    EXPECT_EQ(MetadataStatus::Ok, OpenWith(fixture, kOwnKey, opened));
+    EXPECT_EQ(plain, opened);
+    EXPECT_EQ(fixture, EncodeWith(plain, kOwnKey));
 }

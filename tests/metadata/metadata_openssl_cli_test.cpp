@@ -55,9 +55,9 @@ protected:
         if (!m_Dir.empty())
             std::system(("rm -rf '" + m_Dir + "'").c_str());
     }
-    int Run(const std::string& arguments)
+    int Run(const std::string& arguments, const uint8_t* key = GetContainerKey())
     {
-        std::string command = "openssl enc -aes-256-cbc -K " + Hex(GetContainerKey(), 32) + " " + arguments;
+        std::string command = "openssl enc -aes-256-cbc -K " + Hex(key, 32) + " " + arguments;
         return std::system(command.c_str());
     }
     std::string m_Dir;
@@ -118,4 +118,36 @@ TEST_F(OpensslCliTest, OpensWhatTheCommandLineEncrypted)
     std::string text;
     EXPECT_EQ(0u, OpenContainer(container.data(), static_cast<uint32_t>(container.size()), text));
     EXPECT_EQ(plain, text);
+}
+
+// With a caller's key the payload is what the command line makes with that
+// key and the same IV, and the command line opens it with that key only.
+TEST_F(OpensslCliTest, CallersKeyGivesTheCommandLinesCiphertext)
+{
+    uint8_t key[32];
+    for (int i = 0; i < 32; ++i)
+        key[i] = static_cast<uint8_t>(0xA5 ^ (i * 29));
+    const std::string plain = "{\"titleId\": \"sealed with a key of our own\"}";
+    std::vector<uint8_t> container;
+    ASSERT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(plain.data()), static_cast<uint32_t>(plain.size()),
+                                  key, container));
+    const std::string iv = Hex(container.data() + kContainerHeaderSize, 16);
+    const std::string plainPath = m_Dir + "/plain";
+    const std::string cipherPath = m_Dir + "/cipher";
+    const std::string backPath = m_Dir + "/back";
+    WriteAll(plainPath, reinterpret_cast<const uint8_t*>(plain.data()), plain.size());
+    ASSERT_EQ(0, Run("-iv " + iv + " -in " + plainPath + " -out " + cipherPath, key));
+    const std::vector<uint8_t> ours(container.begin() + kContainerHeaderSize + 16, container.end());
+    EXPECT_EQ(ours, ReadAll(cipherPath));
+
+    WriteAll(cipherPath, ours.data(), ours.size());
+    ASSERT_EQ(0, Run("-d -iv " + iv + " -in " + cipherPath + " -out " + backPath, key));
+    const std::vector<uint8_t> back = ReadAll(backPath);
+    EXPECT_EQ(plain, std::string(back.begin(), back.end()));
+    // The built-in key does not give the text back.
+    if (Run("-d -iv " + iv + " -in " + cipherPath + " -out " + backPath + " 2>/dev/null") == 0)
+    {
+        const std::vector<uint8_t> garbage = ReadAll(backPath);
+        EXPECT_NE(plain, std::string(garbage.begin(), garbage.end()));
+    }
 }

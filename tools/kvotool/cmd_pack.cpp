@@ -9,8 +9,9 @@ namespace kvotool
 {
 int RunPack(const std::vector<std::string>& args)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false},   {"equals", 0, false},
-                                         {"strict", 0, false},  {"quiet", 'q', false}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"key", 0, true},      {"force", 0, false},
+                                         {"equals", 0, false},  {"strict", 0, false},  {"quiet", 'q', false},
+                                         {"help", 'h', false}};
     ParsedArguments parsed;
     std::string error;
     if (!ParseArguments(args, 0, defs, parsed, error))
@@ -23,7 +24,15 @@ int RunPack(const std::vector<std::string>& args)
     if (!parsed.Has("output"))
         return UsageError("pack", "the container to write is missing: -o FILE");
 
+    uint8_t key[32];
     CheckRunOptions options;
+    if (parsed.Has("key"))
+    {
+        if (!ParseHexKey(parsed.Value("key"), key))
+            return UsageError("pack", "--key needs 64 hexadecimal digits");
+        // One key for the container written and for a container given as input.
+        options.key = key;
+    }
     options.equalsSyntax = parsed.Has("equals");
     options.strict = parsed.Has("strict");
     options.quiet = parsed.Has("quiet");
@@ -45,7 +54,7 @@ int RunPack(const std::vector<std::string>& args)
         return ExitProblems;
     }
     std::string container;
-    if (!MakeContainer(doc.text, container, error))
+    if (!MakeContainer(doc.text, options.key, container, error))
     {
         std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());
         return ExitProblems;
@@ -56,7 +65,8 @@ int RunPack(const std::vector<std::string>& args)
         return ExitUsage;
     }
     if (!options.quiet)
-        std::fprintf(stderr, "kvotool pack: wrote '%s' (%zu bytes)\n", out.c_str(), container.size());
+        std::fprintf(stderr, "kvotool pack: wrote '%s' (%zu bytes%s)\n", out.c_str(), container.size(),
+                     options.key ? ", with the given key" : "");
     return outcome == CheckOutcome::Problems ? ExitProblems : ExitOk;
 }
 } // namespace kvotool

@@ -64,6 +64,27 @@ std::string WhyUnknown(const std::string& bytes)
            "(start the file with '{' and the first quoted member name)";
 }
 
+// Whether a container's decrypted bytes can be its text. The padding check
+// lets about one wrong key in 256 through with garbage; the encoder derives
+// the IV from the text, which settles it for containers it made, and for
+// others the text must start as a document does: with printable ASCII or
+// blanks, as the recognition of plain text demands.
+bool DecryptedAsText(const std::string& container, const std::string& text)
+{
+    uint8_t iv[kContainerIvSize];
+    if (Sha256Prefix(Bytes(text), static_cast<uint32_t>(text.size()), iv) &&
+        std::memcmp(iv, Bytes(container) + kContainerHeaderSize, kContainerIvSize) == 0)
+        return true;
+    const size_t n = text.size() < 16 ? text.size() : 16;
+    for (size_t i = 0; i < n; ++i)
+    {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        if (!(c == '\t' || c == '\n' || c == '\r' || (c >= 0x20 && c <= 0x7E)))
+            return false;
+    }
+    return true;
+}
+
 void AddLoggedLinesAsNotes(DiagnosticList& diags)
 {
     for (const auto& line : TakeLoggedLines())
@@ -71,11 +92,12 @@ void AddLoggedLinesAsNotes(DiagnosticList& diags)
 }
 } // namespace
 
-bool MakeContainer(const std::string& text, std::string& container, std::string& error)
+bool MakeContainer(const std::string& text, const uint8_t* key, std::string& container, std::string& error)
 {
     std::vector<uint8_t> out;
+    const uint32_t size = static_cast<uint32_t>(text.size());
     if (text.size() > kMaxMetadataSize ||
-        EncodeContainer(Bytes(text), static_cast<uint32_t>(text.size()), out) != 0)
+        (key ? EncodeContainer(Bytes(text), size, key, out) : EncodeContainer(Bytes(text), size, out)) != 0)
     {
         error = text.size() > kMaxMetadataSize ? "the text is larger than 8,388,608 bytes"
                                                : "encrypting the container failed";
@@ -116,7 +138,7 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
             diags.Error("the file is empty");
             return InputResult::Problems;
         }
-        if (!MakeContainer(doc.text, doc.stubBytes, error))
+        if (!MakeContainer(doc.text, nullptr, doc.stubBytes, error))
         {
             diags.Error(error);
             return InputResult::Problems;
@@ -144,18 +166,17 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
                     std::to_string(kMinContainerSize) + " (BadFormat)");
         return InputResult::Problems;
     }
-    if (key)
-    {
-        AesCbcDecrypt(Bytes(doc.bytes) + kContainerHeaderSize, size - kContainerHeaderSize, key, doc.text);
-    }
-    else if (OpenContainer(Bytes(doc.bytes), size, doc.text) != MetadataStatus::Ok)
+    const uint32_t opened = key ? OpenContainer(Bytes(doc.bytes), size, key, doc.text)
+                                : OpenContainer(Bytes(doc.bytes), size, doc.text);
+    if (opened != MetadataStatus::Ok)
     {
         diags.Error("the container cannot be opened (BadFormat)");
         AddLoggedLinesAsNotes(diags);
         return InputResult::Problems;
     }
-    if (doc.text.empty())
+    if (doc.text.empty() || !DecryptedAsText(doc.bytes, doc.text))
     {
+        doc.text.clear();
         diags.Error(std::string("the container does not decrypt with ") +
                     (key ? "the given key" : "kvotool's built-in key (try --key)") +
                     ": wrong key or damaged data");
@@ -167,7 +188,7 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
     {
         doc.stubBytes = doc.bytes;
     }
-    else if (!MakeContainer(doc.text, doc.stubBytes, error))
+    else if (!MakeContainer(doc.text, nullptr, doc.stubBytes, error))
     {
         diags.Error(error);
         return InputResult::Problems;

@@ -43,7 +43,8 @@ enum class InputResult
 InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags,
                       bool payloadText = false);
 
-// Makes the container of a text with the built-in key (the library's own
-// encoder). False, with a message, when encryption failed.
-bool MakeContainer(const std::string& text, std::string& container, std::string& error);
+// Makes the container of a text with the library's own encoder, under `key`
+// (32 bytes) or, when it is null, the built-in key. False, with a message,
+// when encryption failed.
+bool MakeContainer(const std::string& text, const uint8_t* key, std::string& container, std::string& error);
 } // namespace kvotool
