@@ -4,31 +4,53 @@
 
 #include <memory>
 
+const PrerequisiteKey kPrerequisiteKeys[kPrerequisiteKeyCount] = {
+    {"prerequisiteId", true, &PrerequisiteRecord::prerequisiteId},
+    {"friendlyName", true, &PrerequisiteRecord::friendlyName},
+    {"version", true, &PrerequisiteRecord::version},
+    {"executableName", true, &PrerequisiteRecord::executableName},
+    {"commandline", false, &PrerequisiteRecord::commandline},
+    {"locKey", false, &PrerequisiteRecord::locKey},
+    {"ignoreExitCodes", false, nullptr},
+};
+
 namespace
 {
 // Texts of 260 bytes or more do not fit the element buffer and fail the list.
 constexpr uint32_t kListElementBuffer = 260;
 constexpr uint32_t kPlatformNameBuffer = 32;
 
+bool ParseExitCodes(const JsonReader& element, const char* name, NumberList& codes)
+{
+    JsonReader list;
+    JsonReader code;
+    if (!element.FindMember(name, list) || !list.FirstChild(code))
+        return true;
+    do
+    {
+        int32_t value = 0;
+        if (!code.GetInt32(value))
+            return false;
+        codes.Append(static_cast<uint32_t>(value));
+    } while (code.NextSibling(code));
+    return true;
+}
+
+// Reads the keys in table order: the first required one that is absent fails
+// the record; optional texts are taken where present.
 bool ParsePrerequisite(const JsonReader& element, PrerequisiteRecord& record)
 {
-    if (!element.GetString("prerequisiteId", record.prerequisiteId) ||
-        !element.GetString("friendlyName", record.friendlyName) || !element.GetString("version", record.version) ||
-        !element.GetString("executableName", record.executableName))
-        return false;
-    element.GetString("commandline", record.commandline);
-    element.GetString("locKey", record.locKey);
-    JsonReader codes;
-    JsonReader code;
-    if (element.FindMember("ignoreExitCodes", codes) && codes.FirstChild(code))
+    for (const PrerequisiteKey& key : kPrerequisiteKeys)
     {
-        do
+        if (!key.text)
         {
-            int32_t value = 0;
-            if (!code.GetInt32(value))
+            if (!ParseExitCodes(element, key.name, record.ignoreExitCodes))
                 return false;
-            record.ignoreExitCodes.Append(static_cast<uint32_t>(value));
-        } while (code.NextSibling(code));
+        }
+        else if (!element.GetString(key.name, record.*key.text) && key.required)
+        {
+            return false;
+        }
     }
     return true;
 }

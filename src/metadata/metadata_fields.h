@@ -111,6 +111,22 @@ private:
     AppIdList m_Value;
 };
 
+// One key of a `customPrerequisites` record, as the record parse reads it.
+struct PrerequisiteKey
+{
+    const char* name;
+    // Absent, it fails the record and with it the list.
+    bool required;
+    // Where a text key is stored; null for the exit-code list.
+    std::string PrerequisiteRecord::*text;
+};
+
+constexpr uint32_t kPrerequisiteKeyCount = 7;
+// Every key of a record, in the order the parse reads them: the required
+// texts, the optional texts, then the exit-code list. The parse is driven by
+// this table, so it is the one list of the record's keys.
+extern const PrerequisiteKey kPrerequisiteKeys[kPrerequisiteKeyCount];
+
 class PrerequisiteListField final : public MetadataField
 {
 public:

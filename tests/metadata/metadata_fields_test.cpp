@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -362,6 +363,71 @@ TEST(MetadataFieldParseTest, PrerequisiteRecords)
         EXPECT_EQ(1u, other->GetCustomPrerequisites().Count());
         EXPECT_EQ(MetadataStatus::FieldInvalid, other->GetLastStatus());
         EXPECT_STREQ("ok", other->GetCustomPrerequisites().At(0).GetPrerequisiteId());
+    }
+}
+
+TEST(MetadataFieldParseTest, PrerequisiteKeyTableIsWhatTheParseReads)
+{
+    // The table as other programs rely on it: every key once, in read order,
+    // the four required texts first.
+    const struct
+    {
+        const char* name;
+        bool required;
+        bool text;
+    } expected[] = {
+        {"prerequisiteId", true, true}, {"friendlyName", true, true}, {"version", true, true},
+        {"executableName", true, true}, {"commandline", false, true}, {"locKey", false, true},
+        {"ignoreExitCodes", false, false},
+    };
+    ASSERT_EQ(sizeof expected / sizeof expected[0], static_cast<size_t>(kPrerequisiteKeyCount));
+    for (uint32_t i = 0; i < kPrerequisiteKeyCount; ++i)
+    {
+        EXPECT_STREQ(expected[i].name, kPrerequisiteKeys[i].name) << i;
+        EXPECT_EQ(expected[i].required, kPrerequisiteKeys[i].required) << i;
+        EXPECT_EQ(expected[i].text, kPrerequisiteKeys[i].text != nullptr) << i;
+    }
+
+    // Each key left out in turn: a required one fails the record, an optional
+    // one leaves its start value; every key given lands in its own getter.
+    const std::string good = "{\"prerequisiteId\": \"ok\", \"friendlyName\": \"OK\", \"version\": \"1\", "
+                             "\"executableName\": \"ok.exe\"}";
+    for (const PrerequisiteKey& omitted : kPrerequisiteKeys)
+    {
+        SCOPED_TRACE(omitted.name);
+        std::string record;
+        for (const PrerequisiteKey& key : kPrerequisiteKeys)
+        {
+            if (&key == &omitted)
+                continue;
+            record += record.empty() ? "{" : ", ";
+            record += std::string("\"") + key.name + "\": " + (key.text ? "\"v-" + std::string(key.name) + "\"" : "[7, 9]");
+        }
+        record += "}";
+        auto metadata = NewMetadata();
+        ASSERT_EQ(MetadataStatus::Ok,
+                  Load(*metadata, Document("\"customPrerequisites\": [" + good + ", " + record + "]")));
+        const PrerequisiteList& list = metadata->GetCustomPrerequisites();
+        if (omitted.required)
+        {
+            EXPECT_EQ(MetadataStatus::FieldInvalid, metadata->GetLastStatus());
+            EXPECT_EQ(1u, list.Count());
+            continue;
+        }
+        EXPECT_EQ(MetadataStatus::Ok, metadata->GetLastStatus());
+        ASSERT_EQ(2u, list.Count());
+        const PrerequisiteRecord& r = list.At(1);
+        auto given = [&](const char* name) {
+            return std::strcmp(name, omitted.name) == 0 ? std::string() : "v-" + std::string(name);
+        };
+        EXPECT_EQ("v-prerequisiteId", std::string(r.GetPrerequisiteId()));
+        EXPECT_EQ("v-friendlyName", std::string(r.GetFriendlyName()));
+        EXPECT_EQ("v-version", std::string(r.GetVersion()));
+        EXPECT_EQ("v-executableName", std::string(r.GetExecutableName()));
+        EXPECT_EQ(given("commandline"), r.GetCommandline());
+        EXPECT_EQ(given("locKey"), r.GetLocKey());
+        const std::vector<uint32_t> codes(r.GetIgnoreExitCodes().begin(), r.GetIgnoreExitCodes().end());
+        EXPECT_EQ(omitted.text ? (std::vector<uint32_t>{7, 9}) : std::vector<uint32_t>(), codes);
     }
 }
 

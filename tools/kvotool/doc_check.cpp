@@ -31,6 +31,14 @@ std::vector<std::string> Keywords(KeywordFunction keyword, uint32_t count)
     return words;
 }
 
+std::vector<std::string> PrerequisiteKeyNames()
+{
+    std::vector<std::string> names;
+    for (const PrerequisiteKey& key : kPrerequisiteKeys)
+        names.emplace_back(key.name);
+    return names;
+}
+
 // The feature keywords in ascending bit order, each once.
 std::vector<std::string> FeatureKeywords()
 {
@@ -332,12 +340,8 @@ void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
 
 void Checker::ExplainPrerequisites(const JsonReader& member, bool invalid)
 {
-    // The record's keys as the prerequisite parse reads them; the library
-    // keeps them in its parse code, not in a table.
-    static const std::vector<std::string> kKeys = {"prerequisiteId", "friendlyName", "version",
-                                                   "executableName", "commandline",  "locKey",
-                                                   "ignoreExitCodes"};
-    const size_t requiredKeys = 4;
+    // The record's keys from the table that the library's own parse reads.
+    static const std::vector<std::string> kKeys = PrerequisiteKeyNames();
     JsonReader element;
     bool more = member.FirstChild(element);
     bool reported = false;
@@ -358,20 +362,19 @@ void Checker::ExplainPrerequisites(const JsonReader& member, bool invalid)
         }
         if (!invalid)
             continue;
-        for (size_t k = 0; k < requiredKeys; ++k)
+        for (const PrerequisiteKey& key : kPrerequisiteKeys)
         {
-            std::string value;
-            if (!element.GetString(kKeys[k].c_str(), value))
+            std::string text;
+            if (key.text && key.required && !element.GetString(key.name, text))
             {
                 ErrorAt(element,
-                        where + " lacks '" + kKeys[k] + "'" +
+                        where + " lacks '" + key.name + "'" +
                             (element.IsObject() ? "" : " (it is " + Describe(element, m_Text) + ")"));
                 reported = true;
             }
-        }
-        JsonReader codes, code;
-        if (element.FindMember("ignoreExitCodes", codes))
-        {
+            JsonReader codes, code;
+            if (key.text || !element.FindMember(key.name, codes))
+                continue;
             bool moreCodes = codes.FirstChild(code);
             for (uint32_t k = 0; moreCodes; ++k, moreCodes = code.NextSibling(code))
             {
