@@ -6,9 +6,9 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 echo "--- JSON reader"
-scripts/bench-json.sh --benchmark_min_time=0.1
+scripts/bench-json.sh --benchmark_min_time=0.1 --benchmark_color=false
 echo "--- metadata loading"
 cmake --build build/native --target bench_metadata -j2 >/dev/null
-build/native/bin/bench_metadata --benchmark_min_time=0.1
+build/native/bin/bench_metadata --benchmark_min_time=0.1 --benchmark_color=false
 echo "--- launch stub under Wine"
 scripts/bench-stub.sh "${STUB_BENCH_RUNS:-15}"

@@ -1,6 +1,7 @@
 // Parses arbitrary bytes as a document and reads every element in every way
 // the reader offers; also checks the block-wise container scan against the
 // byte-wise one and runs the text primitives over the same bytes.
+#include "support/formatting_sink.h"
 #include "json/json_reader.h"
 #include "json/json_scan.h"
 #include "json/json_text.h"
@@ -15,22 +16,6 @@
 
 namespace
 {
-// Formats every line like a real sink would, then drops it.
-class DiscardSink : public LogSink
-{
-public:
-    bool WriteLine(const char* format, va_list args) override
-    {
-        char buffer[512];
-        vsnprintf(buffer, sizeof buffer, format, args);
-        return true;
-    }
-    bool GetLogPath(std::wstring& path) override
-    {
-        path.clear();
-        return false;
-    }
-};
 
 volatile uint64_t g_Sink; // keeps results observable
 
@@ -206,7 +191,7 @@ void TextPrimitives(const uint8_t* data, size_t size)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    static bool logging = StubLog::Install(std::make_unique<DiscardSink>(), DirectFile);
+    static bool logging = StubLog::Install(std::make_unique<FormattingSink>(), DirectFile);
     (void)logging;
     if (size > (1u << 20))
         return 0;

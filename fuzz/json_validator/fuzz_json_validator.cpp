@@ -2,6 +2,7 @@
 // checks that whatever it accepts the relaxed reader parses too.
 // A sink that really formats each message is installed, so the '%s' of the
 // extra-content message is exercised as well.
+#include "support/formatting_sink.h"
 #include "json/json_reader.h"
 #include "json/json_validator.h"
 #include "log/stub_log.h"
@@ -17,21 +18,6 @@
 namespace
 {
 
-class FormattingSink : public LogSink
-{
-public:
-    bool WriteLine(const char* format, va_list args) override
-    {
-        char line[512];
-        vsnprintf(line, sizeof line, format, args);
-        return true;
-    }
-    bool GetLogPath(std::wstring& path) override
-    {
-        path.clear();
-        return false;
-    }
-};
 
 const bool kSinkInstalled = StubLog::Install(std::make_unique<FormattingSink>(), DirectFile);
 
