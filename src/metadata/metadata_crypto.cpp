@@ -33,3 +33,29 @@ bool CheckStatus(CryptoStatus status)
     StubLog::Printf("Status failed: 0x%08x (%s)", static_cast<unsigned>(status), StatusName(status));
     return false;
 }
+
+bool IsDecryptInputUsable(const uint8_t* input, uint32_t size, const uint8_t* key)
+{
+    if (!input || !key)
+    {
+        StubLog::Printf("Invalid buffer passed in.");
+        return false;
+    }
+    // The IV and at least one block of ciphertext.
+    if (size < 2 * 16)
+    {
+        StubLog::Printf("Input buffer too small.");
+        return false;
+    }
+    return true;
+}
+
+bool IsEncryptInputUsable(const uint8_t* plain, const uint8_t* key)
+{
+    if (!plain || !key)
+    {
+        StubLog::Printf("Invalid buffer passed in.");
+        return false;
+    }
+    return true;
+}

@@ -20,6 +20,10 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
 // The first 16 bytes of the SHA-256 digest of the input.
 bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix);
 
+// Argument checks shared by both backends, logging why a call is refused.
+bool IsDecryptInputUsable(const uint8_t* input, uint32_t size, const uint8_t* key);
+bool IsEncryptInputUsable(const uint8_t* plain, const uint8_t* key);
+
 // NTSTATUS-style result of one CNG call: negative values are failures.
 using CryptoStatus = int32_t;
 

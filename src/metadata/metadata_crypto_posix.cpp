@@ -63,16 +63,8 @@ bool SetKey(EVP_CIPHER_CTX* context, const uint8_t* key, const uint8_t* iv, bool
 bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std::string& text)
 {
     text.clear();
-    if (!input || !key)
-    {
-        StubLog::Printf("Invalid buffer passed in.");
+    if (!IsDecryptInputUsable(input, size, key))
         return false;
-    }
-    if (size < 2 * kBlockSize)
-    {
-        StubLog::Printf("Input buffer too small.");
-        return false;
-    }
     CipherContext context = OpenAesCbc();
     if (!context || !SetKey(context.get(), key, input, false))
         return false;
@@ -104,11 +96,8 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
 bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, const uint8_t* iv,
                    std::vector<uint8_t>& output)
 {
-    if (!plain || !key)
-    {
-        StubLog::Printf("Invalid buffer passed in.");
+    if (!IsEncryptInputUsable(plain, key))
         return false;
-    }
     if (size > static_cast<uint32_t>(INT_MAX - 2 * kBlockSize))
     {
         StubLog::Printf("Failed to finish transform!");

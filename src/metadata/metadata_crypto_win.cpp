@@ -95,16 +95,8 @@ bool RandomIv(uint8_t* iv)
 bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std::string& text)
 {
     text.clear();
-    if (!input || !key)
-    {
-        StubLog::Printf("Invalid buffer passed in.");
+    if (!IsDecryptInputUsable(input, size, key))
         return false;
-    }
-    if (size < 2 * kBlockSize)
-    {
-        StubLog::Printf("Input buffer too small.");
-        return false;
-    }
     CngAlgorithm algorithm;
     if (!OpenAesCbc(algorithm))
         return false;
@@ -144,11 +136,8 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
 bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, const uint8_t* iv,
                    std::vector<uint8_t>& output)
 {
-    if (!plain || !key)
-    {
-        StubLog::Printf("Invalid buffer passed in.");
+    if (!IsEncryptInputUsable(plain, key))
         return false;
-    }
     CngAlgorithm algorithm;
     if (!OpenAesCbc(algorithm))
         return false;
