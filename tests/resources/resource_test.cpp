@@ -5,6 +5,7 @@
 #include "resource_test_config.h"
 #include "resources/string_ids.h"
 #include "resources/support_url.h"
+#include "util/test_folder_win.h"
 
 #include <gtest/gtest.h>
 
@@ -36,14 +37,6 @@ const std::set<UINT> kIdsWithPlaceholder = {106, 117};
 constexpr UINT kIdWithLineFeeds = 210;
 const std::wstring kPlaceholder = L"~TitleName~";
 const std::wstring kAddressInText = std::wstring(kSupportUrlW) + L"/";
-
-std::wstring ExeFolder()
-{
-    wchar_t path[MAX_PATH] = {};
-    const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
-    std::wstring folder(path, length);
-    return folder.substr(0, folder.find_last_of(L"\\/") + 1);
-}
 
 std::string Narrow(const std::wstring& text)
 {
@@ -93,33 +86,31 @@ std::vector<uint8_t> ResourceBytes(HMODULE module, LPCWSTR type, LPCWSTR name, W
     return std::vector<uint8_t>(data, data + SizeofResource(module, info));
 }
 
-BOOL CALLBACK CollectName(HMODULE, LPCWSTR, LPWSTR name, LONG_PTR out)
-{
-    if (IS_INTRESOURCE(name))
-        reinterpret_cast<std::vector<WORD>*>(out)->push_back(static_cast<WORD>(reinterpret_cast<ULONG_PTR>(name)));
-    else
-        reinterpret_cast<std::vector<WORD>*>(out)->push_back(0); // a named resource: never expected
-    return TRUE;
-}
-
-BOOL CALLBACK CollectLanguage(HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR out)
-{
-    reinterpret_cast<std::vector<WORD>*>(out)->push_back(language);
-    return TRUE;
-}
-
+// The numeric names of a type's resources (a named one shows as 0: never expected).
 std::vector<WORD> ResourceNames(HMODULE module, LPCWSTR type)
 {
     std::vector<WORD> names;
-    EnumResourceNamesW(module, type, CollectName, reinterpret_cast<LONG_PTR>(&names));
+    EnumResourceNamesW(
+        module, type,
+        [](HMODULE, LPCWSTR, LPWSTR name, LONG_PTR out) -> BOOL {
+            reinterpret_cast<std::vector<WORD>*>(out)->push_back(
+                IS_INTRESOURCE(name) ? static_cast<WORD>(reinterpret_cast<ULONG_PTR>(name)) : 0);
+            return TRUE;
+        },
+        reinterpret_cast<LONG_PTR>(&names));
     return names;
 }
 
 std::vector<WORD> ResourceLanguages(HMODULE module, LPCWSTR type, WORD name)
 {
     std::vector<WORD> languages;
-    EnumResourceLanguagesW(module, type, MAKEINTRESOURCEW(name), CollectLanguage,
-                           reinterpret_cast<LONG_PTR>(&languages));
+    EnumResourceLanguagesW(
+        module, type, MAKEINTRESOURCEW(name),
+        [](HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR out) -> BOOL {
+            reinterpret_cast<std::vector<WORD>*>(out)->push_back(language);
+            return TRUE;
+        },
+        reinterpret_cast<LONG_PTR>(&languages));
     return languages;
 }
 
@@ -226,30 +217,6 @@ const Captions kCaptions[] = {
     {3082, L"Error", L"Atenci\u00F3n"},
 };
 
-// What a text of a language is written in: a text that landed under the
-// wrong language id, or was left in English, fails here.
-enum class Script
-{
-    Latin,
-    Cyrillic,
-    Japanese,
-    Korean,
-    Chinese,
-};
-
-Script ScriptOf(LANGID language)
-{
-    switch (language)
-    {
-    case 1049: return Script::Cyrillic;
-    case 1041: return Script::Japanese;
-    case 1042: return Script::Korean;
-    case 1028:
-    case 2052: return Script::Chinese;
-    default: return Script::Latin;
-    }
-}
-
 bool InRange(wchar_t c, wchar_t first, wchar_t last)
 {
     return c >= first && c <= last;
@@ -260,24 +227,25 @@ bool IsHangul(wchar_t c) { return InRange(c, 0xAC00, 0xD7A3); }
 bool IsHan(wchar_t c) { return InRange(c, 0x4E00, 0x9FFF); }
 bool IsCyrillic(wchar_t c) { return InRange(c, 0x0400, 0x04FF); }
 
-// Whether the text is written in the script, brand and product names
-// (in Latin letters) aside.
-bool WrittenIn(Script script, const std::wstring& text)
+// Whether the text is written in its language's script, brand and product
+// names (in Latin letters) aside: a text that landed under the wrong language
+// id, or was left in English, fails here.
+bool WrittenInScriptOf(LANGID language, const std::wstring& text)
 {
     const auto any = [&](bool (*pred)(wchar_t)) { return std::any_of(text.begin(), text.end(), pred); };
-    switch (script)
+    switch (language)
     {
-    case Script::Latin:
+    case 1049: return any(IsCyrillic) && !any(IsHan);
+    // A caption may be kanji alone, as in Chinese.
+    case 1041: return (any(IsKana) || (text.size() <= 2 && any(IsHan))) && !any(IsHangul);
+    case 1042: return any(IsHangul) && !any(IsKana);
+    case 1028:
+    case 2052: return any(IsHan) && !any(IsKana) && !any(IsHangul);
+    default:
         return std::all_of(text.begin(), text.end(), [](wchar_t c) {
             return c < 0x0180 || c == 0x2013 || c == 0x2014 || c == 0x2019;
         });
-    case Script::Cyrillic: return any(IsCyrillic) && !any(IsHan);
-    // A caption may be kanji alone, as in Chinese.
-    case Script::Japanese: return (any(IsKana) || (text.size() <= 2 && any(IsHan))) && !any(IsHangul);
-    case Script::Korean: return any(IsHangul) && !any(IsKana);
-    case Script::Chinese: return any(IsHan) && !any(IsKana) && !any(IsHangul);
     }
-    return false;
 }
 
 class ModuleResources : public ::testing::TestWithParam<const wchar_t*>
@@ -285,23 +253,26 @@ class ModuleResources : public ::testing::TestWithParam<const wchar_t*>
 protected:
     void SetUp() override
     {
-        path_ = ExeFolder() + GetParam();
+        path_ = ExeFolder() + L"\\" + GetParam();
         module_ = OpenAsDataFile(path_);
         ASSERT_TRUE(module_) << "cannot load " << Narrow(path_) << " as a data file, error " << GetLastError();
+        table_ = ReadStringTable(module_.get());
+        ASSERT_EQ(table_.count(1033), 1u) << "no English texts";
     }
+    const Texts& English() const { return table_.at(1033); }
 
     std::wstring path_;
     DataFile module_;
+    StringTable table_;
 };
 
 TEST_P(ModuleResources, StringTableHoldsTheSameIdsInEachOfTheThirteenLanguages)
 {
-    const StringTable table = ReadStringTable(module_.get());
     std::set<LANGID> languages;
-    for (const auto& entry : table)
+    for (const auto& entry : table_)
         languages.insert(entry.first);
     EXPECT_EQ(languages, std::set<LANGID>(kLanguages.begin(), kLanguages.end()));
-    for (const auto& [language, texts] : table)
+    for (const auto& [language, texts] : table_)
     {
         std::set<UINT> ids;
         for (const auto& entry : texts)
@@ -312,24 +283,20 @@ TEST_P(ModuleResources, StringTableHoldsTheSameIdsInEachOfTheThirteenLanguages)
 
 TEST_P(ModuleResources, EnglishTextsAreWordForWord)
 {
-    const StringTable table = ReadStringTable(module_.get());
-    ASSERT_EQ(table.count(1033), 1u);
-    const Texts& english = table.at(1033);
     for (const auto& [id, expected] : ExpectedEnglish())
     {
-        ASSERT_EQ(english.count(id), 1u) << "id " << id;
-        EXPECT_EQ(Narrow(english.at(id)), Narrow(expected)) << "id " << id;
+        ASSERT_EQ(English().count(id), 1u) << "id " << id;
+        EXPECT_EQ(Narrow(English().at(id)), Narrow(expected)) << "id " << id;
     }
 }
 
 TEST_P(ModuleResources, CaptionsInEveryLanguage)
 {
-    const StringTable table = ReadStringTable(module_.get());
     for (const Captions& c : kCaptions)
     {
         SCOPED_TRACE(testing::Message() << "language " << c.language);
-        ASSERT_EQ(table.count(c.language), 1u);
-        const Texts& texts = table.at(c.language);
+        ASSERT_EQ(table_.count(c.language), 1u);
+        const Texts& texts = table_.at(c.language);
         ASSERT_EQ(texts.count(IDS_CAPTION_ERROR), 1u);
         ASSERT_EQ(texts.count(IDS_CAPTION_WARNING), 1u);
         EXPECT_EQ(Narrow(texts.at(IDS_CAPTION_ERROR)), Narrow(c.error));
@@ -342,10 +309,7 @@ TEST_P(ModuleResources, CaptionsInEveryLanguage)
 // no U+00B5).
 TEST_P(ModuleResources, EveryTextKeepsPlaceholderLineFeedsAddressAndMarks)
 {
-    const StringTable table = ReadStringTable(module_.get());
-    ASSERT_EQ(table.count(1033), 1u);
-    const Texts& english = table.at(1033);
-    for (const auto& [language, texts] : table)
+    for (const auto& [language, texts] : table_)
     {
         for (const auto& [id, text] : texts)
         {
@@ -378,26 +342,23 @@ TEST_P(ModuleResources, EveryTextKeepsPlaceholderLineFeedsAddressAndMarks)
                 EXPECT_EQ(Count(text, kAddressInText), 1u) << "the address is followed by its closing slash";
             }
 
-            ASSERT_EQ(english.count(id), 1u);
-            EXPECT_EQ(Count(text, L"\u00AE"), Count(english.at(id), L"\u00AE"));
+            ASSERT_EQ(English().count(id), 1u);
+            EXPECT_EQ(Count(text, L"\u00AE"), Count(English().at(id), L"\u00AE"));
         }
     }
 }
 
 TEST_P(ModuleResources, TranslationsAreInTheirLanguagesScript)
 {
-    const StringTable table = ReadStringTable(module_.get());
-    ASSERT_EQ(table.count(1033), 1u);
-    const Texts& english = table.at(1033);
-    for (const auto& [language, texts] : table)
+    for (const auto& [language, texts] : table_)
     {
         for (const auto& [id, text] : texts)
         {
             SCOPED_TRACE(testing::Message() << "language " << language << ", id " << id << ": " << Narrow(text));
-            EXPECT_TRUE(WrittenIn(ScriptOf(language), text));
+            EXPECT_TRUE(WrittenInScriptOf(language, text));
             if (language != 1033 && id != IDS_CAPTION_ERROR && id != IDS_CAPTION_WARNING)
             {
-                EXPECT_NE(text, english.at(id)) << "left in English";
+                EXPECT_NE(text, English().at(id)) << "left in English";
             }
         }
         // Texts that are the same in English are the same in every language.
@@ -406,10 +367,10 @@ TEST_P(ModuleResources, TranslationsAreInTheirLanguagesScript)
             << "language " << language;
     }
     // Simplified and traditional Chinese are two translations, not one copied.
-    ASSERT_EQ(table.count(2052), 1u);
-    ASSERT_EQ(table.count(1028), 1u);
+    ASSERT_EQ(table_.count(2052), 1u);
+    ASSERT_EQ(table_.count(1028), 1u);
     for (UINT id : kIds)
-        EXPECT_NE(table.at(2052).at(id), table.at(1028).at(id)) << "id " << id;
+        EXPECT_NE(table_.at(2052).at(id), table_.at(1028).at(id)) << "id " << id;
 }
 
 std::string WithoutComments(std::string xml)
@@ -598,19 +559,8 @@ INSTANTIATE_TEST_SUITE_P(Built, ModuleResources, ::testing::ValuesIn(kModules),
 // What the system makes of the manifest: the probe carries it and reports.
 TEST(ManifestEffects, VersionQueryAndCommonControlsFollowTheManifest)
 {
-    std::wstring commandLine = L"\"" + ExeFolder() + L"kvo_resource_probe.exe\" --manifest-effects";
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION process = {};
-    ASSERT_TRUE(CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                               &process))
-        << GetLastError();
-    ASSERT_EQ(WaitForSingleObject(process.hProcess, 60000), WAIT_OBJECT_0);
-    DWORD code = 0;
-    GetExitCodeProcess(process.hProcess, &code);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-
+    const DWORD code = RunProcess(ExeFolder() + L"\\kvo_resource_probe.exe", L"--manifest-effects");
+    ASSERT_NE(code, 0xFFFFFFFFu) << "the probe did not start or did not end";
     ASSERT_TRUE(code & kManifestEffectsReported) << "exit code " << code;
     EXPECT_TRUE(code & kReportsWindows10) << "the version query does not report Windows 10 (supportedOS)";
     EXPECT_TRUE(code & kCommonControls6) << "comctl32 did not come from the version 6 assembly";

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace
 {
 bool AnyLineStartsWith(const std::vector<std::string>& lines, const std::string& prefix)
@@ -78,17 +80,20 @@ TEST_F(FilesTest, PendingErrorIsReportedAndClearedFirst)
 
 TEST_F(FilesTest, QueryFileSize)
 {
-    uint64_t size = 99;
-    EXPECT_TRUE(QueryFileSize(m_Dir / L"five.txt", size));
-    EXPECT_EQ(size, 5u);
-    EXPECT_TRUE(QueryFileSize(m_Dir / L"empty.txt", size));
-    EXPECT_EQ(size, 0u);
-    size = 99;
-    EXPECT_FALSE(QueryFileSize(m_Dir / L"missing.txt", size));
-    EXPECT_EQ(size, 0u);
     ASSERT_TRUE(MakeFileOfSize(m_Dir / L"big.bin", 0x100000005LL));
-    EXPECT_TRUE(QueryFileSize(m_Dir / L"big.bin", size));
-    EXPECT_EQ(size, 0x100000005ull);
+    const struct
+    {
+        const wchar_t* name;
+        bool ok;
+        uint64_t size;
+    } cases[] = {{L"five.txt", true, 5}, {L"empty.txt", true, 0}, {L"missing.txt", false, 0},
+                 {L"big.bin", true, 0x100000005ull}};
+    for (const auto& c : cases)
+    {
+        uint64_t size = 99;
+        EXPECT_EQ(QueryFileSize(m_Dir / c.name, size), c.ok) << ToUtf8(c.name);
+        EXPECT_EQ(size, c.size) << ToUtf8(c.name);
+    }
 }
 
 TEST_F(FilesTest, ReadWholeFile)
@@ -136,10 +141,7 @@ TEST_F(FilesTest, FileVersion)
 {
     FileVersion version;
     EXPECT_TRUE(GetFileVersion(ExeFolder() + L"\\kvo_version_helper.exe", version));
-    EXPECT_EQ(version.Major, 1);
-    EXPECT_EQ(version.Minor, 2);
-    EXPECT_EQ(version.Build, 3);
-    EXPECT_EQ(version.Revision, 4);
+    EXPECT_EQ(std::tie(version.Major, version.Minor, version.Build, version.Revision), std::make_tuple(1, 2, 3, 4));
 
     const std::wstring without[] = {ExeFolder() + L"\\kvo_plain_helper.exe", m_Dir / L"five.txt",
                                     m_Dir / L"missing.exe"};

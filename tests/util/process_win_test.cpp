@@ -17,20 +17,7 @@ namespace
 class HelperProcess
 {
 public:
-    explicit HelperProcess(const std::wstring& exe)
-    {
-        std::wstring commandLine = L"\"" + exe + L"\" 60";
-        STARTUPINFOW startup{};
-        startup.cb = sizeof startup;
-        PROCESS_INFORMATION info{};
-        if (CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                           &info))
-        {
-            m_Process.Reset(info.hProcess);
-            CloseHandle(info.hThread);
-            m_Id = info.dwProcessId;
-        }
-    }
+    explicit HelperProcess(const std::wstring& exe) : m_Process(StartProcess(exe, L"60", 0, &m_Id)) {}
     ~HelperProcess() { Stop(); }
     void Stop()
     {
@@ -44,8 +31,8 @@ public:
     DWORD Id() const { return m_Id; }
 
 private:
-    KernelHandle m_Process;
     DWORD m_Id = 0;
+    KernelHandle m_Process;
 };
 
 TEST(ForEachProcess, SeesThisProcessAndStopsOnRequest)
@@ -152,17 +139,7 @@ DWORD RunLocationHelper(const std::wstring& folder, const std::wstring& report, 
     std::wstring exe = folder + L"\\kvo_location_helper.exe";
     if (!CopyFileW((ExeFolder() + L"\\kvo_location_helper.exe").c_str(), exe.c_str(), FALSE))
         return 100;
-    std::wstring commandLine = L"\"" + exe + L"\" \"" + report + L"\"";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION info{};
-    if (!CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info))
-        return 101;
-    KernelHandle process(info.hProcess);
-    KernelHandle thread(info.hThread);
-    WaitForSingleObject(process.Get(), 30000);
-    DWORD code = 102;
-    GetExitCodeProcess(process.Get(), &code);
+    DWORD code = RunProcess(exe, L"\"" + report + L"\"", 30000);
     location = ReadFileBytes(report);
     DeleteFileW(exe.c_str());
     return code;

@@ -111,3 +111,35 @@ inline std::wstring ExeFolder()
     std::wstring path(buffer, n);
     return path.substr(0, path.rfind(L'\\'));
 }
+
+// Starts "exe" with the arguments; its process handle (the caller closes it),
+// or nullptr when it cannot start.
+inline HANDLE StartProcess(const std::wstring& exe, const std::wstring& arguments, DWORD flags = 0,
+                           DWORD* id = nullptr)
+{
+    std::wstring commandLine = L"\"" + exe + L"\" " + arguments;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info{};
+    if (!CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, flags, nullptr, nullptr, &startup,
+                        &info))
+        return nullptr;
+    CloseHandle(info.hThread);
+    if (id)
+        *id = info.dwProcessId;
+    return info.hProcess;
+}
+
+// Runs "exe" to its end: its exit code, or 0xFFFFFFFF when it could not start
+// or did not end within the time.
+inline DWORD RunProcess(const std::wstring& exe, const std::wstring& arguments, DWORD timeoutMs = 60000)
+{
+    HANDLE process = StartProcess(exe, arguments);
+    if (!process)
+        return 0xFFFFFFFF;
+    DWORD code = 0xFFFFFFFF;
+    if (WaitForSingleObject(process, timeoutMs) != WAIT_OBJECT_0 || !GetExitCodeProcess(process, &code))
+        code = 0xFFFFFFFF;
+    CloseHandle(process);
+    return code;
+}
