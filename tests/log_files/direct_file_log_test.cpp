@@ -106,7 +106,7 @@ TEST_F(DirectFileLogTest, EachOpenReplacesTheFileAndHoldsItExclusively)
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(Message(lines[0]), "Launching...");
     EXPECT_EQ(Message(lines[1]), "still here");
-    EXPECT_EQ(GetFileAttributesW(m_Folder.File(L"kvo_test_other.log").c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(FileSize(m_Folder.File(L"kvo_test_other.log")), -1);
 
     // After Close nothing more is written.
     StubLog::Printf("after close");
@@ -121,7 +121,7 @@ TEST_F(DirectFileLogTest, NothingIsWrittenWithoutASink)
     SetLastError(ERROR_ACCESS_DENIED);
     EXPECT_EQ(StubLog::LastError("ctx", false), 0u);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED)) << "left as it was";
-    EXPECT_EQ(GetFileAttributesW(m_Path.c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(FileSize(m_Path), -1);
 }
 
 TEST_F(DirectFileLogTest, SinkWithoutItsFolderDropsEverything)
@@ -136,7 +136,21 @@ TEST_F(DirectFileLogTest, SinkWithoutItsFolderDropsEverything)
     StubLog::LastError("ctx", true);
     EXPECT_EQ(GetLastError(), 0u);
     StubLog::Close();
-    EXPECT_EQ(GetFileAttributesW(m_Folder.Folder().c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_EQ(FileSize(m_Folder.Folder()), -1);
+}
+
+// The system's text of a last error brings its own line break: an empty line follows.
+TEST_F(DirectFileLogTest, LastErrorInTheFileIsFollowedByAnEmptyLine)
+{
+    ASSERT_TRUE(StubLog::Create(DirectFile, L"kvo_test_direct.log"));
+    SetLastError(ERROR_ACCESS_DENIED);
+    StubLog::LastError("context line", true);
+    StubLog::Close();
+    std::vector<std::string> lines = SplitLines(ReadFileBytes(m_Path));
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(Message(lines[0]), "context line");
+    EXPECT_EQ(Message(lines[1]).compare(0, 21, "Last error: 5 (0x5): "), 0) << lines[1];
+    EXPECT_EQ(lines[2], "");
 }
 
 TEST_F(DirectFileLogTest, SinkParts)
@@ -163,15 +177,9 @@ TEST(DirectFileLogDebugger, LineIsCopiedToAnAttachedDebugger)
     LogFolder folder(FOLDERID_LocalAppData);
     ASSERT_TRUE(folder.Create());
     std::wstring path = folder.Use(L"kvo_test_direct.log");
-    std::wstring exe = ExeFolder() + L"\\kvo_log_debuggee.exe";
-    std::wstring commandLine = L"\"" + exe + L"\" kvo_test_direct.log \"seen by the debugger\"";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    PROCESS_INFORMATION info{};
-    ASSERT_TRUE(CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS,
-                               nullptr, nullptr, &startup, &info));
-    KernelHandle process(info.hProcess);
-    KernelHandle thread(info.hThread);
+    KernelHandle process(StartProcess(ExeFolder() + L"\\kvo_log_debuggee.exe",
+                                      L"kvo_test_direct.log \"seen by the debugger\"", DEBUG_ONLY_THIS_PROCESS));
+    ASSERT_TRUE(process);
     std::vector<std::string> strings;
     for (bool running = true; running;)
     {

@@ -1,10 +1,10 @@
-#include "log_folder_win.h"
-
 #include "log/stub_log.h"
 
 #include "support/capture_sink.h"
 
 #include <gtest/gtest.h>
+
+#include <windows.h>
 
 namespace
 {
@@ -67,20 +67,4 @@ TEST(LastErrorUnless, IgnoredCodeIsClearedSilently)
     EXPECT_TRUE(StartsWith(log.lines[1], "Last error: 5 (0x5): "));
 }
 
-// In the file, the system's text brings its own line break: an empty line follows.
-TEST(LastError, InTheFileAnEmptyLineFollows)
-{
-    LogFolder folder(FOLDERID_LocalAppData);
-    ASSERT_TRUE(folder.Create());
-    std::wstring path = folder.Use(L"kvo_test_lasterror.log");
-    ASSERT_TRUE(StubLog::Create(DirectFile, L"kvo_test_lasterror.log"));
-    SetLastError(ERROR_ACCESS_DENIED);
-    StubLog::LastError("context line", true);
-    StubLog::Close();
-    std::vector<std::string> lines = SplitLines(ReadFileBytes(path));
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0].substr(26), "context line");
-    EXPECT_TRUE(StartsWith(lines[1].substr(26), "Last error: 5 (0x5): "));
-    EXPECT_EQ(lines[2], "");
-}
 } // namespace

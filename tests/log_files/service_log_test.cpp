@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <memory>
 #include <regex>
+#include <thread>
 
 namespace
 {
@@ -49,18 +50,14 @@ std::vector<std::string> Messages(const std::wstring& path)
     return messages;
 }
 
-// Waits up to timeoutMs for the file to receive something.
-bool WaitForContent(const std::wstring& path, DWORD timeoutMs)
+// Waits up to 15 s for the condition to hold.
+template <typename Condition>
+bool WaitFor(Condition condition)
 {
-    ULONGLONG end = GetTickCount64() + timeoutMs;
-    do
-    {
-        WIN32_FILE_ATTRIBUTE_DATA data;
-        if (GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) && data.nFileSizeLow > 0)
-            return true;
-        Sleep(20);
-    } while (GetTickCount64() < end);
-    return false;
+    for (ULONGLONG end = GetTickCount64() + 15000; !condition(); Sleep(20))
+        if (GetTickCount64() >= end)
+            return false;
+    return true;
 }
 
 class ServiceLogTest : public ::testing::Test
@@ -87,15 +84,13 @@ TEST_F(ServiceLogTest, LinesWrittenWithinThePeriodGoOutInOneAppend)
     StubLog::Printf("two %d", 2);
     StubLog::Printf("three %ls", L"3");
     EXPECT_EQ(ReadFileBytes(m_Path), "<missing>") << "writers do no file work";
-    ASSERT_TRUE(WaitForContent(m_Path, 15000));
+    ASSERT_TRUE(WaitFor([&] { return FileSize(m_Path) > 0; }));
     // The first content seen already holds all three lines: one append.
     EXPECT_EQ(Messages(m_Path), (V{"one", "two 2", "three 3"}));
 
     StubLog::Printf("four");
     EXPECT_EQ(Messages(m_Path).size(), 3u) << "a new line waits for a new period";
-    ULONGLONG end = GetTickCount64() + 15000;
-    while (Messages(m_Path).size() < 4 && GetTickCount64() < end)
-        Sleep(20);
+    WaitFor([&] { return Messages(m_Path).size() >= 4; });
     EXPECT_EQ(Messages(m_Path), (V{"one", "two 2", "three 3", "four"}));
     // "[date time] [pid] [tid] ": 26 + 9 + 7 bytes with a short pid and tid.
     EXPECT_EQ(ReadFileBytes(m_Path).substr(42, 5), "one\r\n");
@@ -123,10 +118,10 @@ TEST_F(ServiceLogTest, LinesWaitUntilTheFolderExists)
         StubLog::Printf("line %d", i);
     // Several periods pass while the folder is missing.
     Sleep(800);
-    EXPECT_EQ(GetFileAttributesW(m_Folder.Folder().c_str()), INVALID_FILE_ATTRIBUTES) << "the sink makes no folder";
+    EXPECT_EQ(FileSize(m_Folder.Folder()), -1) << "the sink makes no folder";
     StubLog::Printf("line 4");
     ASSERT_TRUE(m_Folder.Create());
-    ASSERT_TRUE(WaitForContent(m_Path, 15000));
+    ASSERT_TRUE(WaitFor([&] { return FileSize(m_Path) > 0; }));
     EXPECT_EQ(Messages(m_Path), (V{"line 1", "line 2", "line 3", "line 4"}));
 }
 
@@ -135,27 +130,18 @@ TEST_F(ServiceLogTest, LinesFromManyThreadsAllArrive)
     InstallServiceLog(5);
     const int threads = 4;
     const int perThread = 200;
-    std::vector<HANDLE> workers;
+    std::vector<std::thread> workers;
     for (int t = 0; t < threads; ++t)
-    {
-        workers.push_back(CreateThread(
-            nullptr, 0,
-            [](void* arg) -> DWORD {
-                int id = static_cast<int>(reinterpret_cast<intptr_t>(arg));
-                for (int i = 0; i < perThread; ++i)
-                {
-                    StubLog::Printf("t%d n%d", id, i);
-                    if (i % 50 == 0)
-                        Sleep(2);
-                }
-                return 0;
-            },
-            reinterpret_cast<void*>(static_cast<intptr_t>(t)), 0, nullptr));
-        ASSERT_NE(workers.back(), nullptr);
-    }
-    WaitForMultipleObjects(static_cast<DWORD>(workers.size()), workers.data(), TRUE, 60000);
-    for (HANDLE h : workers)
-        CloseHandle(h);
+        workers.emplace_back([t] {
+            for (int i = 0; i < perThread; ++i)
+            {
+                StubLog::Printf("t%d n%d", t, i);
+                if (i % 50 == 0)
+                    Sleep(2);
+            }
+        });
+    for (auto& worker : workers)
+        worker.join();
     StubLog::Close();
     V messages = Messages(m_Path);
     ASSERT_EQ(messages.size(), static_cast<size_t>(threads * perThread));
@@ -212,20 +198,12 @@ TEST(ServiceLogTrim, RotatesAtTenMebibytes)
         ASSERT_TRUE(WriteFileBytes(old, "earlier rotation"));
         ASSERT_TRUE(MakeFileOfSize(log, c.size));
         sink.Trim(log.c_str());
+        SCOPED_TRACE(c.size);
+        EXPECT_EQ(FileSize(log), c.rotated ? -1 : c.size);
         if (c.rotated)
-        {
-            EXPECT_EQ(GetFileAttributesW(log.c_str()), INVALID_FILE_ATTRIBUTES) << c.size;
-            uint64_t size = 0;
-            WIN32_FILE_ATTRIBUTE_DATA data;
-            ASSERT_TRUE(GetFileAttributesExW(old.c_str(), GetFileExInfoStandard, &data));
-            size = (static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
-            EXPECT_EQ(size, static_cast<uint64_t>(c.size)) << "the earlier rotation is replaced";
-        }
+            EXPECT_EQ(FileSize(old), c.size) << "the earlier rotation is replaced";
         else
-        {
-            EXPECT_NE(GetFileAttributesW(log.c_str()), INVALID_FILE_ATTRIBUTES) << c.size;
-            EXPECT_EQ(ReadFileBytes(old), "earlier rotation") << c.size;
-        }
+            EXPECT_EQ(ReadFileBytes(old), "earlier rotation");
     }
     // A missing file is no trouble.
     DeleteFileW(log.c_str());
@@ -241,10 +219,10 @@ TEST(ServiceLogTrim, SizeIsLookedAtOncePerInterval)
     TestServiceLog::ResetTrimClock();
     ASSERT_TRUE(MakeFileOfSize(log, 10485760));
     sink.Trim(log.c_str());
-    EXPECT_NE(GetFileAttributesW(old.c_str()), INVALID_FILE_ATTRIBUTES) << "the first check looks";
+    EXPECT_NE(FileSize(old), -1) << "the first check looks";
     ASSERT_TRUE(MakeFileOfSize(log, 10485760));
     sink.Trim(log.c_str());
-    EXPECT_NE(GetFileAttributesW(log.c_str()), INVALID_FILE_ATTRIBUTES) << "within the interval nothing moves";
+    EXPECT_NE(FileSize(log), -1) << "within the interval nothing moves";
 }
 
 // Trim is process-wide and never turned off again: this test comes last.
@@ -256,8 +234,6 @@ TEST_F(ServiceLogTest, FlushWithTrimEnabledStartsAFreshFile)
     StubLog::Printf("fresh");
     StubLog::Close();
     EXPECT_EQ(Messages(m_Path), V{"fresh"});
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    ASSERT_TRUE(GetFileAttributesExW(m_Folder.File(L"kvo_test_service.old.txt").c_str(), GetFileExInfoStandard, &data));
-    EXPECT_EQ(data.nFileSizeLow, 10485760u);
+    EXPECT_EQ(FileSize(m_Folder.File(L"kvo_test_service.old.txt")), 10485760);
 }
 } // namespace

@@ -91,6 +91,15 @@ inline std::string ReadFileBytes(const std::wstring& path)
     return bytes;
 }
 
+// The size of what is at the path (0 for a folder), or -1 when nothing is.
+inline LONGLONG FileSize(const std::wstring& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data))
+        return -1;
+    return (static_cast<LONGLONG>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
 // A file of exactly size bytes, written sparsely fast.
 inline bool MakeFileOfSize(const std::wstring& path, LONGLONG size)
 {
