@@ -12,6 +12,7 @@
 #include <windows.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -20,29 +21,14 @@ namespace
 const wchar_t* const kStubExeName = KVO_E2E_STUB_EXE;
 const wchar_t* const kLauncherKey = L"SOFTWARE\\WOW6432Node\\Tavrin Games\\Launcher";
 const wchar_t* const kVendorKey = L"SOFTWARE\\WOW6432Node\\Tavrin Games";
-const wchar_t* const kAppDefaultsKey = L"Software\\Wine\\AppDefaults";
 const wchar_t* const kLauncherRel = L"Launcher Home\\Launcher.exe";
-const wchar_t* const kGameRel = L"Game Folder";
 const DWORD kRunTimeoutMs = 60000;
 
-enum class LauncherFile
-{
-    Missing,
-    Unversioned,
-    V1_0_2_999,
-    V1_0_3_0,
-    V2_0_0_0,
-};
+enum class LauncherFile { Missing, Unversioned, V1_0_2_999, V1_0_3_0, V2_0_0_0 };
+const wchar_t* const kLauncherPrograms[] = {nullptr, L"e2e_recorder.exe", L"e2e_recorder_1_0_2_999.exe",
+                                            L"e2e_recorder_1_0_3_0.exe", L"e2e_recorder_2_0_0_0.exe"};
 
-enum class MetadataPlace
-{
-    BesideContainer,
-    BesidePlain,
-    TwoAboveContainer,
-    Missing,
-    WorkingDirOnly,
-    Corrupt,
-};
+enum class MetadataPlace { BesideContainer, BesidePlain, TwoAboveContainer, Missing, WorkingDirOnly, Corrupt };
 
 struct Installer
 {
@@ -51,12 +37,13 @@ struct Installer
     bool installsLauncher;
 };
 
+// One row of the case table; the setters keep each row short.
 struct E2eCase
 {
     std::string name;
-    std::string metadata; // members added to the base document
+    std::string metadata;   // members added to the base document
     std::string dropMember; // a member of the base document left out
-    std::wstring commandLine = L"\"{exe}\" -stub_log";
+    std::wstring args = L" -stub_log"; // the command line after "{exe}"
     MetadataPlace place = MetadataPlace::BesideContainer;
     LauncherFile launcher = LauncherFile::V1_0_3_0;
     bool registered = true;
@@ -73,6 +60,21 @@ struct E2eCase
     unsigned warningText = 0;
     std::vector<std::string> logLines;
     bool expectNoLogFile = false;
+
+    E2eCase& Meta(std::string m) { return metadata = std::move(m), *this; }
+    E2eCase& Args(std::wstring a) { return args = std::move(a), *this; }
+    E2eCase& Place(MetadataPlace p) { return place = p, *this; }
+    E2eCase& Launcher(LauncherFile l) { return launcher = l, *this; }
+    E2eCase& Unregistered() { return registered = false, *this; }
+    E2eCase& Install(std::wstring path, int exitCode = 0, bool putsLauncher = false)
+    {
+        return installers.push_back({std::move(path), exitCode, putsLauncher}), *this;
+    }
+    E2eCase& Windows(const wchar_t* v) { return windowsVersion = v, *this; }
+    E2eCase& Runs(std::vector<std::wstring> r) { return runs = std::move(r), *this; }
+    E2eCase& Error(unsigned id) { return errorText = id, *this; }
+    E2eCase& Warning(unsigned id) { return warningText = id, *this; }
+    E2eCase& Log(std::vector<std::string> l) { return logLines = std::move(l), *this; }
 };
 
 std::ostream& operator<<(std::ostream& out, const E2eCase& c)
@@ -80,362 +82,139 @@ std::ostream& operator<<(std::ostream& out, const E2eCase& c)
     return out << c.name;
 }
 
+const wchar_t* const kSteamInstaller = L"Redistributables\\Tavrin-Games-Launcher.exe";
+const wchar_t* const kEpicInstaller = L"Redistributables\\Tavrin-Games-Epic.exe";
+const wchar_t* const kViveInstaller = L"Installers\\Tavrin-Games-Vive.exe";
+const wchar_t* const kOculusInstaller = L"Installers\\Tavrin-Games-Oculus.exe";
+
+// The launcher's run: "-skipPatcherCheck <middle> @args.txt".
+std::wstring LauncherRun(const std::wstring& middle)
+{
+    return std::wstring(kLauncherRel) + L"|-skipPatcherCheck " + middle + L" @args.txt";
+}
+std::wstring SteamRun(const std::wstring& appId)
+{
+    return LauncherRun(L"-steamAppId=" + appId + L" -steamLocation \"{target}\" -stub_log");
+}
+// A program run from the game folder without arguments (an installer).
+std::wstring GameFolderRun(const std::wstring& path, const std::wstring& args = L"")
+{
+    return L"Game Folder\\" + path + L"|" + args;
+}
+
 std::vector<E2eCase> Cases()
 {
+    using LF = LauncherFile;
+    using MP = MetadataPlace;
+    const std::string steam1 = R"("gamePlatform":"steam","steamAppIds":[1])";
+    const std::string steam5 = R"("gamePlatform":"steam","steamAppIds":[5])";
+    const std::string epic = R"("gamePlatform":"epic")";
+    const std::wstring defaultRun = LauncherRun(L"-minmodeApp=T1 -stub_log");
     std::vector<E2eCase> cases;
     auto add = [&cases](const char* name) -> E2eCase& {
         cases.emplace_back();
         cases.back().name = name;
         return cases.back();
     };
-    auto launcherRun = [](const std::wstring& args) { return std::wstring(kLauncherRel) + L"|" + args; };
-    const std::wstring gameRun = L"Game Folder\\Game.exe|";
 
     // Store fronts and the launcher's command line.
-    {
-        auto& c = add("DefaultPlatform");
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log @args.txt")};
-        c.logLines = {"Launching...", "Running Quorin build.", "Launch succeeded", "Application exited with code 0",
-                      "Launch finished."};
-    }
-    {
-        auto& c = add("DomainEnvironment");
-        c.metadata = R"("environment":"prod")";
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log -vexilDomainEnv=prod @args.txt")};
-    }
-    {
-        auto& c = add("NoArgumentsNoOwnText");
-        c.metadata = R"("environment":"prod")";
-        c.commandLine = L"\"{exe}\"";
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 @args.txt")};
-        c.expectNoLogFile = true;
-    }
-    {
-        auto& c = add("TrailingBlankOnly");
-        c.metadata = R"("environment":"dev")";
-        c.commandLine = L"\"{exe}\" ";
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1  -vexilDomainEnv=dev @args.txt")};
-        c.expectNoLogFile = true;
-    }
-    {
-        auto& c = add("OwnArgumentsVerbatim");
-        c.commandLine = L"\"{exe}\" -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit";
-        c.runs = {launcherRun(
-            L"-skipPatcherCheck -minmodeApp=T1 -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit @args.txt")};
-    }
-    {
-        auto& c = add("Steam");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[111,222])";
-        c.installers = {{L"Redistributables\\Tavrin-Games-Launcher.exe", 0, false}};
-        c.runs = {launcherRun(L"-skipPatcherCheck -steamAppId=111 -steamLocation \"{target}\" -stub_log @args.txt")};
-        c.logLines = {"Preparing Steam launch", "Launch finished."};
-    }
-    {
-        auto& c = add("SteamHexAppIdPassedInDecimal");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":["0x1F4"])";
-        c.runs = {launcherRun(L"-skipPatcherCheck -steamAppId=500 -steamLocation \"{target}\" -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("SteamWithoutAppIds");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[])";
-        c.runs = {launcherRun(L"-skipPatcherCheck -steamLocation \"{target}\" -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("SteamForcedTargetPath");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[7])";
-        c.commandLine = L"\"{exe}\" -stub_log -forceTargetPath \"C:\\Forced Place\\Dir\"";
-        c.runs = {launcherRun(L"-skipPatcherCheck -steamAppId=7 -steamLocation \"c:\\forced place\\dir\" -stub_log "
-                              L"-forceTargetPath \"C:\\Forced Place\\Dir\" @args.txt")};
-    }
-    {
-        auto& c = add("Viveport");
-        c.metadata = R"("gamePlatform":"viveport")";
-        c.installers = {{L"Installers\\Tavrin-Games-Vive.exe", 0, false}};
-        c.runs = {L"Game Folder\\Installers\\Tavrin-Games-Vive.exe|",
-                  launcherRun(L"-skipPatcherCheck -viveportApp=T1 -viveportLocation \"{target}\" -stub_log @args.txt")};
-        c.viveportLocation = L"{target}";
-    }
-    {
-        auto& c = add("Oculus");
-        c.metadata = R"("gamePlatform":"oculus")";
-        c.installers = {{L"Installers\\Tavrin-Games-Oculus.exe", 0, false}};
-        c.runs = {L"Game Folder\\Installers\\Tavrin-Games-Oculus.exe|",
-                  launcherRun(L"-skipPatcherCheck -oculusApp=T1 -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("Epic");
-        c.metadata = R"("gamePlatform":"epic","epicSdkVersion":3,"epicProductId":"P")";
-        c.installers = {{L"Redistributables\\Tavrin-Games-Epic.exe", 0, false}};
-        c.runs = {L"Game Folder\\Redistributables\\Tavrin-Games-Epic.exe|",
-                  launcherRun(L"-skipPatcherCheck -epicAppId=T1 -stub_log @args.txt")};
-        c.logLines = {"Preparing Epic launch"};
-    }
-    {
-        auto& c = add("Disk");
-        c.metadata = R"("gamePlatform":"disk")";
-        c.installers = {{L"Redistributables\\Tavrin-Games-Epic.exe", 0, false}};
-        c.runs = {launcherRun(L"-skipPatcherCheck -stub_log @args.txt")};
-        c.logLines = {"Unknown External Platform Launch"};
-    }
+    add("DefaultPlatform").Runs({defaultRun}).Log({"Launching...", "Running Quorin build.", "Launch succeeded",
+                                                   "Application exited with code 0", "Launch finished."});
+    add("DomainEnvironment").Meta(R"("environment":"prod")").Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -vexilDomainEnv=prod")});
+    add("NoArgumentsNoOwnText").Meta(R"("environment":"prod")").Args(L"").Runs({LauncherRun(L"-minmodeApp=T1")}).expectNoLogFile = true;
+    add("TrailingBlankOnly").Meta(R"("environment":"dev")").Args(L" ").Runs({LauncherRun(L"-minmodeApp=T1  -vexilDomainEnv=dev")}).expectNoLogFile = true;
+    add("OwnArgumentsVerbatim")
+        .Args(L" -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit")
+        .Runs({LauncherRun(L"-minmodeApp=T1 -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit")});
+    add("Steam").Meta(R"("gamePlatform":"steam","steamAppIds":[111,222])").Install(kSteamInstaller)
+        .Runs({SteamRun(L"111")}).Log({"Preparing Steam launch", "Launch finished."});
+    add("SteamHexAppIdPassedInDecimal").Meta(R"("gamePlatform":"steam","steamAppIds":["0x1F4"])").Runs({SteamRun(L"500")});
+    add("SteamWithoutAppIds").Meta(R"("gamePlatform":"steam","steamAppIds":[])")
+        .Runs({LauncherRun(L"-steamLocation \"{target}\" -stub_log")});
+    add("SteamForcedTargetPath").Meta(R"("gamePlatform":"steam","steamAppIds":[7])")
+        .Args(L" -stub_log -forceTargetPath \"C:\\Forced Place\\Dir\"")
+        .Runs({LauncherRun(L"-steamAppId=7 -steamLocation \"c:\\forced place\\dir\" -stub_log "
+                           L"-forceTargetPath \"C:\\Forced Place\\Dir\"")});
+    auto& vive = add("Viveport").Meta(R"("gamePlatform":"viveport")").Install(kViveInstaller)
+        .Runs({GameFolderRun(kViveInstaller), LauncherRun(L"-viveportApp=T1 -viveportLocation \"{target}\" -stub_log")});
+    vive.viveportLocation = L"{target}";
+    add("Oculus").Meta(R"("gamePlatform":"oculus")").Install(kOculusInstaller)
+        .Runs({GameFolderRun(kOculusInstaller), LauncherRun(L"-oculusApp=T1 -stub_log")});
+    add("Epic").Meta(R"("gamePlatform":"epic","epicSdkVersion":3,"epicProductId":"P")").Install(kEpicInstaller)
+        .Runs({GameFolderRun(kEpicInstaller), LauncherRun(L"-epicAppId=T1 -stub_log")}).Log({"Preparing Epic launch"});
+    add("Disk").Meta(R"("gamePlatform":"disk")").Install(kEpicInstaller).Runs({LauncherRun(L"-stub_log")})
+        .Log({"Unknown External Platform Launch"});
 
     // Launch target switches.
-    {
-        auto& c = add("LaunchDirectly");
-        c.commandLine = L"\"{exe}\" -stub_log -launchDirectly";
-        c.launcher = LauncherFile::Missing;
-        c.registered = false;
-        c.runs = {gameRun + L"-skipPatcherCheck -minmodeApp=T1 -stub_log -launchDirectly @args.txt"};
-    }
-    {
-        auto& c = add("LaunchDirectlyWithoutPrincipalFile");
-        c.metadata = R"("principalFileName":"")";
-        c.commandLine = L"\"{exe}\" -stub_log -launchDirectly";
-        c.errorText = 202;
-    }
-    {
-        auto& c = add("PrereleaseCheckGamePresent");
-        c.commandLine = L"\"{exe}\" -stub_log -forcePrereleaseCheck";
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log -forcePrereleaseCheck @args.txt")};
-    }
-    {
-        auto& c = add("PrereleaseCheckGameMissing");
-        c.commandLine = L"\"{exe}\" -stub_log -forcePrereleaseCheck";
-        c.gameExe = false;
-        c.errorText = 210;
-    }
-    {
-        auto& c = add("ForcedLauncherPath");
-        c.registered = false;
-        c.commandLine = L"\"{exe}\" -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\"";
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log -forceLauncherPath "
-                              L"\"{root}\\Launcher Home\\Launcher.exe\" @args.txt")};
-    }
-    {
-        auto& c = add("ForcedLauncherPathMissing");
-        c.commandLine = L"\"{exe}\" -stub_log -forceLauncherPath=\"{root}\\Nowhere\\Launcher.exe\"";
-        c.errorText = 204;
-        c.logLines = {"Failed to launch process."};
-    }
-    {
-        auto& c = add("LauncherNotRegistered");
-        c.registered = false;
-        c.errorText = 202;
-    }
-    {
-        auto& c = add("RegisteredLauncherFileMissing");
-        c.launcher = LauncherFile::Missing;
-        c.errorText = 204;
-    }
+    add("LaunchDirectly").Args(L" -stub_log -launchDirectly").Launcher(LF::Missing).Unregistered()
+        .Runs({L"Game Folder\\Game.exe|-skipPatcherCheck -minmodeApp=T1 -stub_log -launchDirectly @args.txt"});
+    add("LaunchDirectlyWithoutPrincipalFile").Meta(R"("principalFileName":"")").Args(L" -stub_log -launchDirectly").Error(202);
+    add("PrereleaseCheckGamePresent").Args(L" -stub_log -forcePrereleaseCheck")
+        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forcePrereleaseCheck")});
+    add("PrereleaseCheckGameMissing").Args(L" -stub_log -forcePrereleaseCheck").Error(210).gameExe = false;
+    add("ForcedLauncherPath").Unregistered().Args(L" -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\"")
+        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\"")});
+    add("ForcedLauncherPathMissing").Args(L" -stub_log -forceLauncherPath=\"{root}\\Nowhere\\Launcher.exe\"")
+        .Error(204).Log({"Failed to launch process."});
+    add("LauncherNotRegistered").Unregistered().Error(202);
+    add("RegisteredLauncherFileMissing").Launcher(LF::Missing).Error(204);
 
     // The launcher's minimum version per store front.
-    {
-        auto& c = add("SteamLauncherTooOld");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[1])";
-        c.launcher = LauncherFile::V1_0_2_999;
-        c.errorText = 209;
-    }
-    {
-        auto& c = add("SteamLauncherNewer");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[1])";
-        c.launcher = LauncherFile::V2_0_0_0;
-        c.runs = {launcherRun(L"-skipPatcherCheck -steamAppId=1 -steamLocation \"{target}\" -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("SteamLauncherUnversioned");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[1])";
-        c.launcher = LauncherFile::Unversioned;
-        c.runs = {launcherRun(L"-skipPatcherCheck -steamAppId=1 -steamLocation \"{target}\" -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("EpicLauncherTooOld");
-        c.metadata = R"("gamePlatform":"epic")";
-        c.launcher = LauncherFile::V1_0_2_999;
-        c.installers = {{L"Redistributables\\Tavrin-Games-Epic.exe", 0, false}};
-        c.runs = {L"Game Folder\\Redistributables\\Tavrin-Games-Epic.exe|"};
-        c.errorText = 209;
-    }
-    {
-        auto& c = add("OculusLauncherTooOld");
-        c.metadata = R"("gamePlatform":"oculus")";
-        c.launcher = LauncherFile::V1_0_2_999;
-        c.installers = {{L"Installers\\Tavrin-Games-Oculus.exe", 0, false}};
-        c.runs = {L"Game Folder\\Installers\\Tavrin-Games-Oculus.exe|"};
-        c.errorText = 209;
-    }
-    {
-        auto& c = add("DiskLauncherOld");
-        c.metadata = R"("gamePlatform":"disk")";
-        c.launcher = LauncherFile::V1_0_2_999;
-        c.runs = {launcherRun(L"-skipPatcherCheck -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("DefaultLauncherOld");
-        c.launcher = LauncherFile::V1_0_2_999;
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("ForcedOldLauncherUnversioned");
-        c.commandLine = L"\"{exe}\" -stub_log -forceOldKvoFailure";
-        c.launcher = LauncherFile::Unversioned;
-        c.errorText = 209;
-    }
-    {
-        auto& c = add("LauncherExitsWithOne");
-        c.launcherExit = 1;
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log @args.txt")};
-        c.errorText = 204;
-        c.logLines = {"Application exited with code 1"};
-    }
+    add("SteamLauncherTooOld").Meta(steam1).Launcher(LF::V1_0_2_999).Error(209);
+    add("SteamLauncherNewer").Meta(steam1).Launcher(LF::V2_0_0_0).Runs({SteamRun(L"1")});
+    add("SteamLauncherUnversioned").Meta(steam1).Launcher(LF::Unversioned).Runs({SteamRun(L"1")});
+    add("EpicLauncherTooOld").Meta(epic).Launcher(LF::V1_0_2_999).Install(kEpicInstaller)
+        .Runs({GameFolderRun(kEpicInstaller)}).Error(209);
+    add("OculusLauncherTooOld").Meta(R"("gamePlatform":"oculus")").Launcher(LF::V1_0_2_999).Install(kOculusInstaller)
+        .Runs({GameFolderRun(kOculusInstaller)}).Error(209);
+    add("DiskLauncherOld").Meta(R"("gamePlatform":"disk")").Launcher(LF::V1_0_2_999).Runs({LauncherRun(L"-stub_log")});
+    add("DefaultLauncherOld").Launcher(LF::V1_0_2_999).Runs({defaultRun});
+    add("ForcedOldLauncherUnversioned").Args(L" -stub_log -forceOldKvoFailure").Launcher(LF::Unversioned).Error(209);
+    add("LauncherExitsWithOne").Runs({defaultRun}).Error(204).Log({"Application exited with code 1"}).launcherExit = 1;
 
     // Store-front installers.
-    {
-        auto& c = add("SteamInstallerPutsLauncherInPlace");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[5])";
-        c.launcher = LauncherFile::Missing;
-        c.installers = {{L"Redistributables\\Tavrin-Games-Launcher.exe", 0, true}};
-        c.runs = {L"Game Folder\\Redistributables\\Tavrin-Games-Launcher.exe|/s /t",
-                  launcherRun(L"-skipPatcherCheck -steamAppId=5 -steamLocation \"{target}\" -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("SteamInstallerFails");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[5])";
-        c.launcher = LauncherFile::Missing;
-        c.installers = {{L"Redistributables\\Tavrin-Games-Launcher.exe", 3, false}};
-        c.runs = {L"Game Folder\\Redistributables\\Tavrin-Games-Launcher.exe|/s /t"};
-        c.errorText = 205;
-        c.logLines = {"Application exited with code 3"};
-    }
-    {
-        auto& c = add("SteamInstallerFromMetadataFolder");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[5],"steamInstallerPath":"{root}\\Steam Inst")";
-        c.registered = false;
-        c.installers = {{L"{root}\\Steam Inst\\Tavrin-Games-Launcher.exe", 0, false}};
-        c.runs = {L"Steam Inst\\Tavrin-Games-Launcher.exe|/s /t"};
-        c.errorText = 202; // the stand-in installer registers nothing
-    }
-    {
-        auto& c = add("SteamInstallerMissing");
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[5])";
-        c.registered = false;
-        c.errorText = 205;
-        c.logLines = {"Failed to launch process."};
-    }
-    {
-        auto& c = add("EpicSkipInstallers");
-        c.metadata = R"("gamePlatform":"epic")";
-        c.commandLine = L"\"{exe}\" -stub_log -skipInstallers";
-        c.installers = {{L"Redistributables\\Tavrin-Games-Epic.exe", 0, false}};
-        c.runs = {launcherRun(L"-skipPatcherCheck -epicAppId=T1 -stub_log -skipInstallers @args.txt")};
-    }
-    {
-        auto& c = add("EpicLauncherAlreadyRunning");
-        c.metadata = R"("gamePlatform":"epic")";
-        c.launcherRunning = true;
-        c.installers = {{L"Redistributables\\Tavrin-Games-Epic.exe", 0, false}};
-        c.runs = {launcherRun(L"-skipPatcherCheck -epicAppId=T1 -stub_log @args.txt")};
-        c.logLines = {"Launcher is already running."};
-    }
-    {
-        auto& c = add("ViveportInstallerFails");
-        c.metadata = R"("gamePlatform":"viveport")";
-        c.installers = {{L"Installers\\Tavrin-Games-Vive.exe", 1, false}};
-        c.runs = {L"Game Folder\\Installers\\Tavrin-Games-Vive.exe|"};
-        c.errorText = 205;
-    }
-    {
-        auto& c = add("DefaultPlatformRunsNoInstaller");
-        c.installers = {{L"Redistributables\\Tavrin-Games-Launcher.exe", 0, false},
-                        {L"Redistributables\\Tavrin-Games-Epic.exe", 0, false},
-                        {L"Installers\\Tavrin-Games-Vive.exe", 0, false}};
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log @args.txt")};
-    }
+    add("SteamInstallerPutsLauncherInPlace").Meta(steam5).Launcher(LF::Missing).Install(kSteamInstaller, 0, true)
+        .Runs({GameFolderRun(kSteamInstaller, L"/s /t"), SteamRun(L"5")});
+    add("SteamInstallerFails").Meta(steam5).Launcher(LF::Missing).Install(kSteamInstaller, 3)
+        .Runs({GameFolderRun(kSteamInstaller, L"/s /t")}).Error(205).Log({"Application exited with code 3"});
+    add("SteamInstallerFromMetadataFolder")
+        .Meta(R"("gamePlatform":"steam","steamAppIds":[5],"steamInstallerPath":"{root}\\Steam Inst")")
+        .Unregistered().Install(L"{root}\\Steam Inst\\Tavrin-Games-Launcher.exe")
+        .Runs({L"Steam Inst\\Tavrin-Games-Launcher.exe|/s /t"})
+        .Error(202); // the stand-in installer registers nothing
+    add("SteamInstallerMissing").Meta(steam5).Unregistered().Error(205).Log({"Failed to launch process."});
+    add("EpicSkipInstallers").Meta(epic).Args(L" -stub_log -skipInstallers").Install(kEpicInstaller)
+        .Runs({LauncherRun(L"-epicAppId=T1 -stub_log -skipInstallers")});
+    add("EpicLauncherAlreadyRunning").Meta(epic).Install(kEpicInstaller).Runs({LauncherRun(L"-epicAppId=T1 -stub_log")})
+        .Log({"Launcher is already running."}).launcherRunning = true;
+    add("ViveportInstallerFails").Meta(R"("gamePlatform":"viveport")").Install(kViveInstaller, 1)
+        .Runs({GameFolderRun(kViveInstaller)}).Error(205);
+    add("DefaultPlatformRunsNoInstaller").Install(kSteamInstaller).Install(kEpicInstaller).Install(kViveInstaller)
+        .Runs({defaultRun});
 
     // Windows version checks.
-    {
-        auto& c = add("WindowsXpWarns");
-        c.windowsVersion = L"winxp";
-        c.warningText = 207;
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("WindowsVistaWarns");
-        c.windowsVersion = L"vista";
-        c.warningText = 207;
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("Windows81Stops");
-        c.windowsVersion = L"win81";
-        c.errorText = 118;
-    }
-    {
-        auto& c = add("Windows7Stops");
-        c.windowsVersion = L"win7";
-        c.errorText = 118;
-    }
-    {
-        auto& c = add("ForcedXpVistaFailureWinsOverSuccess");
-        c.commandLine = L"\"{exe}\" -stub_log -forceXpVistaSuccess -forceXpVistaFailure";
-        c.warningText = 207;
-        c.runs = {launcherRun(
-            L"-skipPatcherCheck -minmodeApp=T1 -stub_log -forceXpVistaSuccess -forceXpVistaFailure @args.txt")};
-    }
-    {
-        auto& c = add("ForcedSp1FailureOnWindows81");
-        c.windowsVersion = L"win81";
-        c.commandLine = L"\"{exe}\" -stub_log -forceSP1Failure";
-        c.warningText = 208;
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log -forceSP1Failure @args.txt")};
-    }
-    {
-        auto& c = add("ForcedXpVistaSuccessOnXp");
-        c.windowsVersion = L"winxp";
-        c.commandLine = L"\"{exe}\" -stub_log -forceXpVistaSuccess";
-        c.warningText = 208; // XP has no Windows 7 service pack
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log -forceXpVistaSuccess @args.txt")};
-    }
-
-    {
-        auto& c = add("ForcedPassesOnXpMeetWindows10Check");
-        c.windowsVersion = L"winxp";
-        c.commandLine = L"\"{exe}\" -stub_log -forceXpVistaSuccess -forceSP1Success";
-        c.errorText = 118; // both forced checks pass, so the Windows 10 check runs
-    }
+    add("WindowsXpWarns").Windows(L"winxp").Warning(207).Runs({defaultRun});
+    add("WindowsVistaWarns").Windows(L"vista").Warning(207).Runs({defaultRun});
+    add("Windows81Stops").Windows(L"win81").Error(118);
+    add("Windows7Stops").Windows(L"win7").Error(118);
+    add("ForcedXpVistaFailureWinsOverSuccess").Args(L" -stub_log -forceXpVistaSuccess -forceXpVistaFailure").Warning(207)
+        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess -forceXpVistaFailure")});
+    add("ForcedSp1FailureOnWindows81").Windows(L"win81").Args(L" -stub_log -forceSP1Failure").Warning(208)
+        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceSP1Failure")});
+    add("ForcedXpVistaSuccessOnXp").Windows(L"winxp").Args(L" -stub_log -forceXpVistaSuccess")
+        .Warning(208) // XP has no Windows 7 service pack
+        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess")});
+    add("ForcedPassesOnXpMeetWindows10Check").Windows(L"winxp").Args(L" -stub_log -forceXpVistaSuccess -forceSP1Success")
+        .Error(118); // both forced checks pass, so the Windows 10 check runs
 
     // Finding the metadata.
-    {
-        auto& c = add("PlainJsonMetadata");
-        c.place = MetadataPlace::BesidePlain;
-        c.runs = {launcherRun(L"-skipPatcherCheck -minmodeApp=T1 -stub_log @args.txt")};
-    }
-    {
-        auto& c = add("MetadataTwoFoldersAbove");
-        c.place = MetadataPlace::TwoAboveContainer;
-        c.metadata = R"("gamePlatform":"steam","steamAppIds":[9])";
-        c.runs = {L"Launcher Home\\Launcher.exe|-skipPatcherCheck -steamAppId=9 -steamLocation \"{target}\" -stub_log "
-                  L"@args.txt"};
-    }
-    {
-        auto& c = add("MetadataMissing");
-        c.place = MetadataPlace::Missing;
-        c.errorText = 299;
-        c.logLines = {"Problem loading metadata from disk!"};
-    }
-    {
-        auto& c = add("MetadataOnlyInWorkingDirectory");
-        c.place = MetadataPlace::WorkingDirOnly;
-        c.errorText = 299;
-    }
-    {
-        auto& c = add("MetadataCorrupt");
-        c.place = MetadataPlace::Corrupt;
-        c.errorText = 299;
-    }
-    {
-        auto& c = add("MetadataWithoutTitleId");
-        c.dropMember = R"("titleId":"T1",)";
-        c.errorText = 299;
-    }
+    add("PlainJsonMetadata").Place(MP::BesidePlain).Runs({defaultRun});
+    add("MetadataTwoFoldersAbove").Place(MP::TwoAboveContainer).Meta(R"("gamePlatform":"steam","steamAppIds":[9])")
+        .Runs({SteamRun(L"9")});
+    add("MetadataMissing").Place(MP::Missing).Error(299).Log({"Problem loading metadata from disk!"});
+    add("MetadataOnlyInWorkingDirectory").Place(MP::WorkingDirOnly).Error(299);
+    add("MetadataCorrupt").Place(MP::Corrupt).Error(299);
+    add("MetadataWithoutTitleId").Error(299).dropMember = R"("titleId":"T1",)";
     return cases;
 }
 
@@ -481,6 +260,21 @@ bool ReadBytes(const std::wstring& path, std::string& bytes)
     return true;
 }
 
+// The lines of a file, each ended by `end` (the last may lack it).
+std::vector<std::string> ReadLines(const std::wstring& path, const std::string& end, bool& exists)
+{
+    std::vector<std::string> lines;
+    std::string text;
+    exists = ReadBytes(path, text);
+    for (size_t start = 0; start < text.size();)
+    {
+        const size_t stop = std::min(text.find(end, start), text.size());
+        lines.push_back(text.substr(start, stop - start));
+        start = stop + end.size();
+    }
+    return lines;
+}
+
 void MakeFolders(const std::wstring& path)
 {
     for (size_t at = path.find(L'\\', 3); at != std::wstring::npos; at = path.find(L'\\', at + 1))
@@ -496,10 +290,9 @@ void RemoveTree(const std::wstring& path)
     {
         do
         {
-            const std::wstring name = data.cFileName;
+            const std::wstring name = data.cFileName, child = path + L"\\" + name;
             if (name == L"." || name == L"..")
                 continue;
-            const std::wstring child = path + L"\\" + name;
             if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
                 RemoveTree(child);
             else
@@ -510,19 +303,14 @@ void RemoveTree(const std::wstring& path)
     RemoveDirectoryW(path.c_str());
 }
 
-std::wstring LocalAppDataFolder()
+std::wstring StubLogPath()
 {
     PWSTR folder = nullptr;
     std::wstring result;
     if (SUCCEEDED(SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &folder)))
         result = folder;
     CoTaskMemFree(folder);
-    return result;
-}
-
-std::wstring StubLogPath()
-{
-    return LocalAppDataFolder() + L"\\Tavrin Games\\Launcher\\stub.log";
+    return result + L"\\Tavrin Games\\Launcher\\stub.log";
 }
 
 std::wstring LoadStubText(unsigned id)
@@ -536,27 +324,17 @@ std::wstring LoadStubText(unsigned id)
 
 struct Record
 {
-    std::wstring program;
-    std::wstring commandLine;
-    std::wstring cwd;
-    std::wstring viveportLocation;
+    std::wstring program, commandLine, cwd, viveportLocation;
 };
 
+// The stand-ins' records: "key=value" lines, each record closed by "end".
 std::vector<Record> ReadRecords(const std::wstring& path)
 {
     std::vector<Record> records;
-    std::string text;
-    if (!ReadBytes(path, text))
-        return records;
     Record current;
-    size_t start = 0;
-    while (start < text.size())
+    bool exists = false;
+    for (const std::string& line : ReadLines(path, "\n", exists))
     {
-        size_t end = text.find('\n', start);
-        if (end == std::string::npos)
-            end = text.size();
-        const std::string line = text.substr(start, end - start);
-        start = end + 1;
         const size_t eq = line.find('=');
         const std::string key = line.substr(0, eq);
         const std::wstring value = eq == std::string::npos ? L"" : ToWide(line.substr(eq + 1));
@@ -597,27 +375,48 @@ std::string NarrowLikeLog(const std::wstring& text)
     return narrow;
 }
 
+// Lines end with CR LF (a message text may hold line feeds of its own); the
+// time stamp "[yyyy-mm-dd hh:mm:ss.mmm] " is dropped.
 std::vector<std::string> ReadLogLines(const std::wstring& path, bool& exists)
 {
-    std::vector<std::string> lines;
-    std::string text;
-    exists = ReadBytes(path, text);
-    size_t start = 0;
-    while (start < text.size())
+    std::vector<std::string> lines = ReadLines(path, "\r\n", exists);
+    for (std::string& line : lines)
     {
-        // Lines end with CR LF; a message text may hold line feeds of its own.
-        size_t end = text.find("\r\n", start);
-        if (end == std::string::npos)
-            end = text.size();
-        std::string line = text.substr(start, end - start);
-        start = end + 2;
-        // Drop the time stamp "[yyyy-mm-dd hh:mm:ss.mmm] ".
         const size_t stamp = line.find("] ");
         if (!line.empty() && line[0] == '[' && stamp != std::string::npos)
             line = line.substr(stamp + 2);
-        lines.push_back(line);
     }
     return lines;
+}
+
+bool KeyExists(HKEY root, const wchar_t* path)
+{
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(root, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return false;
+    RegCloseKey(key);
+    return true;
+}
+
+void SetString(HKEY root, const std::wstring& key, const wchar_t* name, const wchar_t* value)
+{
+    if (!value)
+        RegDeleteKeyValueW(root, key.c_str(), name);
+    else
+        RegSetKeyValueW(root, key.c_str(), name, REG_SZ, value, static_cast<DWORD>((wcslen(value) + 1) * sizeof(wchar_t)));
+}
+
+// The launcher's install folder (nullptr: none registered).
+void SetLauncherFolder(const wchar_t* folder)
+{
+    SetString(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder", folder);
+}
+
+// The Windows version Wine reports to the stub's executable name only.
+const std::wstring kAppDefaultsKey = std::wstring(L"Software\\Wine\\AppDefaults\\") + kStubExeName;
+void SetStubWindowsVersion(const wchar_t* version)
+{
+    SetString(HKEY_CURRENT_USER, kAppDefaultsKey, L"Version", version);
 }
 
 // Registry state that the suite changes, restored when it ends.
@@ -626,18 +425,13 @@ class RegistryGuard
 public:
     RegistryGuard()
     {
-        m_HadVendorKey = KeyExists(HKEY_LOCAL_MACHINE, kVendorKey);
         DWORD size = sizeof m_SavedFolder;
         m_HadValue = RegGetValueW(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder", RRF_RT_REG_SZ, nullptr,
                                   m_SavedFolder, &size) == ERROR_SUCCESS;
-        m_HadAppDefaults = KeyExists(HKEY_CURRENT_USER, AppDefaultsKey().c_str());
     }
     ~RegistryGuard()
     {
-        if (m_HadValue)
-            SetLauncherFolder(m_SavedFolder);
-        else
-            RemoveLauncherFolder();
+        SetLauncherFolder(m_HadValue ? m_SavedFolder : nullptr);
         if (!m_HadVendorKey)
         {
             RegDeleteKeyW(HKEY_LOCAL_MACHINE, kLauncherKey);
@@ -645,48 +439,31 @@ public:
         }
         SetStubWindowsVersion(nullptr);
         if (!m_HadAppDefaults)
-            RegDeleteKeyW(HKEY_CURRENT_USER, AppDefaultsKey().c_str());
+            RegDeleteKeyW(HKEY_CURRENT_USER, kAppDefaultsKey.c_str());
     }
     RegistryGuard(const RegistryGuard&) = delete;
     RegistryGuard& operator=(const RegistryGuard&) = delete;
 
-    static std::wstring AppDefaultsKey() { return std::wstring(kAppDefaultsKey) + L"\\" + kStubExeName; }
-
-    static void SetLauncherFolder(const std::wstring& folder)
-    {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder", REG_SZ, folder.c_str(),
-                        static_cast<DWORD>((folder.size() + 1) * sizeof(wchar_t)));
-    }
-    static void RemoveLauncherFolder() { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder"); }
-
-    // The Windows version Wine reports to the stub's executable name only.
-    static void SetStubWindowsVersion(const wchar_t* version)
-    {
-        const std::wstring key = AppDefaultsKey();
-        if (!version)
-        {
-            RegDeleteKeyValueW(HKEY_CURRENT_USER, key.c_str(), L"Version");
-            return;
-        }
-        RegSetKeyValueW(HKEY_CURRENT_USER, key.c_str(), L"Version", REG_SZ, version,
-                        static_cast<DWORD>((wcslen(version) + 1) * sizeof(wchar_t)));
-    }
-
 private:
-    static bool KeyExists(HKEY root, const wchar_t* path)
-    {
-        HKEY key = nullptr;
-        if (RegOpenKeyExW(root, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-            return false;
-        RegCloseKey(key);
-        return true;
-    }
-
-    bool m_HadVendorKey = false;
+    bool m_HadVendorKey = KeyExists(HKEY_LOCAL_MACHINE, kVendorKey);
+    bool m_HadAppDefaults = KeyExists(HKEY_CURRENT_USER, kAppDefaultsKey.c_str());
     bool m_HadValue = false;
-    bool m_HadAppDefaults = false;
     wchar_t m_SavedFolder[1024] = {};
 };
+
+// Starts a program with an exact command line in the given folder.
+bool Start(const std::wstring& program, std::wstring commandLine, const std::wstring& cwd, KernelHandle& process)
+{
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION info = {};
+    if (!CreateProcessW(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, cwd.c_str(), &startup,
+                        &info))
+        return false;
+    CloseHandle(info.hThread);
+    process.Reset(info.hProcess);
+    return true;
+}
 
 class StubE2e : public testing::TestWithParam<E2eCase>
 {
@@ -747,20 +524,14 @@ protected:
         return "{" + (extra.empty() ? std::string() : extra + ",") + base;
     }
 
-    void Copy(const wchar_t* program, const std::wstring& to) const
+    // Copies a program of the build folder; `exitCode` goes into "<to>.exit".
+    void Copy(const wchar_t* program, const std::wstring& to, int exitCode = 0) const
     {
         MakeFolders(ParentOf(to));
         ASSERT_TRUE(CopyFileW((BinFolder() + L"\\" + program).c_str(), to.c_str(), FALSE)) << ToUtf8(to);
-    }
-
-    static const wchar_t* LauncherProgram(LauncherFile kind)
-    {
-        switch (kind)
+        if (exitCode != 0)
         {
-        case LauncherFile::V1_0_2_999: return L"e2e_recorder_1_0_2_999.exe";
-        case LauncherFile::V1_0_3_0: return L"e2e_recorder_1_0_3_0.exe";
-        case LauncherFile::V2_0_0_0: return L"e2e_recorder_2_0_0_0.exe";
-        default: return L"e2e_recorder.exe";
+            ASSERT_TRUE(WriteBytes(to + L".exit", std::to_string(exitCode)));
         }
     }
 
@@ -768,20 +539,21 @@ protected:
     {
         static int counter = 0;
         m_Root = s_Base + L"\\case " + std::to_wstring(++counter) + L" " + ToWide(c.name);
-        m_Game = m_Root + L"\\" + kGameRel;
-        std::wstring stubFolder = m_Game;
+        m_Game = m_Root + L"\\Game Folder";
+        m_Target = m_Game;
         if (c.place == MetadataPlace::TwoAboveContainer)
-            stubFolder = m_Game + L"\\Binaries\\Win64";
+            m_Target = m_Game + L"\\Binaries\\Win64";
         else if (c.place == MetadataPlace::WorkingDirOnly)
-            stubFolder = m_Root + L"\\Stub Elsewhere";
-        m_Exe = stubFolder + L"\\" + kStubExeName;
-        m_Target = stubFolder;
+            m_Target = m_Root + L"\\Stub Elsewhere";
+        m_Exe = m_Target + L"\\" + kStubExeName;
         MakeFolders(m_Game);
-        Copy(kStubExeName, m_Exe);
+        ASSERT_NO_FATAL_FAILURE(Copy(kStubExeName, m_Exe));
 
         const std::string document = MetadataDocument(c);
         std::string bytes = document;
-        if (c.place != MetadataPlace::BesidePlain)
+        if (c.place == MetadataPlace::Corrupt)
+            bytes = "KVOM this is not a container at all, just some bytes of text";
+        else if (c.place != MetadataPlace::BesidePlain)
         {
             std::vector<uint8_t> container;
             ASSERT_EQ(EncodeContainer(reinterpret_cast<const uint8_t*>(document.data()),
@@ -789,78 +561,45 @@ protected:
                       0u);
             bytes.assign(container.begin(), container.end());
         }
-        if (c.place == MetadataPlace::Corrupt)
-            bytes = "KVOM this is not a container at all, just some bytes of text";
+        const bool aboveStub = c.place == MetadataPlace::TwoAboveContainer || c.place == MetadataPlace::WorkingDirOnly;
         if (c.place != MetadataPlace::Missing)
         {
-            const std::wstring metadataFolder = c.place == MetadataPlace::BesideContainer ||
-                                                        c.place == MetadataPlace::BesidePlain ||
-                                                        c.place == MetadataPlace::Corrupt
-                                                    ? stubFolder
-                                                    : m_Game;
-            ASSERT_TRUE(WriteBytes(metadataFolder + L"\\title.kvo", bytes));
+            ASSERT_TRUE(WriteBytes((aboveStub ? m_Game : m_Target) + L"\\title.kvo", bytes));
         }
 
         if (c.gameExe)
-            Copy(L"e2e_recorder.exe", m_Target + L"\\Game.exe");
-        const std::wstring launcher = m_Root + L"\\" + kLauncherRel;
-        if (c.launcher != LauncherFile::Missing)
-            Copy(LauncherProgram(c.launcher), launcher);
-        else
-            MakeFolders(ParentOf(launcher));
-        if (c.launcherExit != 0)
         {
-            ASSERT_TRUE(WriteBytes(launcher + L".exit", std::to_string(c.launcherExit)));
+            ASSERT_NO_FATAL_FAILURE(Copy(L"e2e_recorder.exe", m_Target + L"\\Game.exe"));
         }
-        if (c.registered)
-            RegistryGuard::SetLauncherFolder(ParentOf(launcher));
-        else
-            RegistryGuard::RemoveLauncherFolder();
+        const std::wstring launcher = m_Root + L"\\" + kLauncherRel;
+        MakeFolders(ParentOf(launcher));
+        if (c.launcher != LauncherFile::Missing)
+        {
+            ASSERT_NO_FATAL_FAILURE(Copy(kLauncherPrograms[static_cast<int>(c.launcher)], launcher, c.launcherExit));
+        }
+        SetLauncherFolder(c.registered ? ParentOf(launcher).c_str() : nullptr);
 
         for (const Installer& installer : c.installers)
         {
             std::wstring path = Expand(installer.path);
             if (path.find(L':') == std::wstring::npos)
                 path = m_Game + L"\\" + path;
-            Copy(L"e2e_recorder.exe", path);
-            if (installer.exitCode != 0)
-            {
-                ASSERT_TRUE(WriteBytes(path + L".exit", std::to_string(installer.exitCode)));
-            }
+            ASSERT_NO_FATAL_FAILURE(Copy(L"e2e_recorder.exe", path, installer.exitCode));
+            const std::string copy = ToUtf8(BinFolder() + L"\\e2e_recorder_1_0_3_0.exe") + "\n" + ToUtf8(launcher) + "\n";
             if (installer.installsLauncher)
             {
-                const std::string copy =
-                    ToUtf8(BinFolder() + L"\\e2e_recorder_1_0_3_0.exe") + "\n" + ToUtf8(launcher) + "\n";
                 ASSERT_TRUE(WriteBytes(path + L".copy", copy));
             }
         }
-        RegistryGuard::SetStubWindowsVersion(c.windowsVersion);
+        SetStubWindowsVersion(c.windowsVersion);
         DeleteFileW(StubLogPath().c_str());
-    }
-
-    // Starts a program with an exact command line in the game folder.
-    static bool Start(const std::wstring& program, std::wstring commandLine, const std::wstring& cwd,
-                      KernelHandle& process)
-    {
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof startup;
-        PROCESS_INFORMATION info = {};
-        if (!CreateProcessW(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, cwd.c_str(),
-                            &startup, &info))
-            return false;
-        CloseHandle(info.hThread);
-        process.Reset(info.hProcess);
-        return true;
     }
 
     static RegistryGuard* s_Guard;
     static bool s_HasDisplay;
     static bool s_CreatedLogFolder;
     static std::wstring s_Base;
-    std::wstring m_Root;
-    std::wstring m_Game;
-    std::wstring m_Exe;
-    std::wstring m_Target;
+    std::wstring m_Root, m_Game, m_Exe, m_Target;
 };
 
 RegistryGuard* StubE2e::s_Guard = nullptr;
@@ -895,7 +634,7 @@ TEST_P(StubE2e, Runs)
 
     SetEnvironmentVariableW(L"KVO_E2E_RECORD", recordPath.c_str());
     KernelHandle stub;
-    ASSERT_TRUE(Start(m_Exe, Expand(c.commandLine), m_Game, stub));
+    ASSERT_TRUE(Start(m_Exe, Expand(L"\"{exe}\"" + c.args), m_Game, stub));
     const DWORD waited = WaitForSingleObject(stub.Get(), kRunTimeoutMs);
     if (waited != WAIT_OBJECT_0)
         TerminateProcess(stub.Get(), 99);
@@ -932,28 +671,16 @@ TEST_P(StubE2e, Runs)
         return;
     }
     ASSERT_TRUE(logExists);
-    auto contains = [&log](const std::string& line) {
-        for (const std::string& l : log)
-            if (l == line)
-                return true;
-        return false;
-    };
-    auto countPrefix = [&log](const std::string& prefix) {
-        int n = 0;
-        for (const std::string& l : log)
-            n += l.compare(0, prefix.size(), prefix) == 0;
-        return n;
-    };
+    auto contains = [&log](const std::string& line) { return std::find(log.begin(), log.end(), line) != log.end(); };
     for (const std::string& line : c.logLines)
         EXPECT_TRUE(contains(line)) << "missing log line: " << line;
-    auto expectBox = [&](const char* prefix, unsigned captionId, unsigned textId) {
-        const std::string caption = std::string(prefix) + NarrowLikeLog(LoadStubText(captionId));
+    auto expectBox = [&](const std::string& prefix, unsigned captionId, unsigned textId) {
+        const int boxes = static_cast<int>(std::count_if(
+            log.begin(), log.end(), [&](const std::string& l) { return l.compare(0, prefix.size(), prefix) == 0; }));
+        EXPECT_EQ(boxes, textId == 0 ? 0 : 1) << "count of " << prefix << " boxes";
         if (textId == 0)
-        {
-            EXPECT_EQ(countPrefix(prefix), 0) << "unexpected " << prefix;
             return;
-        }
-        EXPECT_EQ(countPrefix(prefix), 1) << "expected one " << prefix << " box";
+        const std::string caption = prefix + NarrowLikeLog(LoadStubText(captionId));
         const std::string text = NarrowLikeLog(LoadStubText(textId));
         ASSERT_FALSE(text.empty()) << "text " << textId << " missing from the stub";
         bool found = false;
