@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace
@@ -34,6 +35,35 @@ std::string ValueText(const JsonReader& r)
     std::string s;
     r.GetRawString(s);
     return s;
+}
+
+// Reads with `call` (a getter of d.root filling v) into a value of 99, giving
+// the outcome with the value: a refusal must leave the 99.
+#define READ(T, call)                                                                                             \
+    [&] {                                                                                                         \
+        T v = Initial<T>();                                                                                       \
+        const bool ok = d.root.call;                                                                              \
+        return std::make_pair(ok, v);                                                                             \
+    }()
+template <typename T>
+T Initial()
+{
+    return T(99);
+}
+template <>
+std::string Initial<std::string>()
+{
+    return "99";
+}
+template <typename T>
+std::pair<bool, T> Ok(T v)
+{
+    return {true, v};
+}
+template <typename T>
+std::pair<bool, T> Refused()
+{
+    return {false, Initial<T>()};
 }
 
 std::vector<std::string> Children(const JsonReader& parent)
@@ -260,30 +290,22 @@ TEST(JsonReader, Unescaping)
 {
     Doc d(R"({s:"a\"b", e:"\u00e9", u:"\u12", sur:"\ud83d\ude00", z:"x\u0000y", t:"\t\/\q", h:"\u00E9\u20ac"})");
     ASSERT_TRUE(d.ok);
-    std::string s;
-    EXPECT_TRUE(d.root.GetString("s", s));
-    EXPECT_EQ(s, "a\"b");
+    EXPECT_EQ(READ(std::string, GetString("s", v)), Ok<std::string>("a\"b"));
     EXPECT_EQ(d.root.GetValueLength("s"), 4);
     char raw[8];
     EXPECT_TRUE(d.root.GetRawString("s", raw, sizeof raw));
     EXPECT_STREQ(raw, "a\\\"b");
-    EXPECT_TRUE(d.root.GetString("e", s));
-    EXPECT_EQ(s, "\xC3\xA9");
-    EXPECT_TRUE(d.root.GetString("u", s));
-    EXPECT_EQ(s, "\x12");
-    EXPECT_TRUE(d.root.GetString("sur", s));
-    EXPECT_EQ(s, "\xED\xA0\xBD\xED\xB8\x80"); // each half encoded by itself
-    EXPECT_TRUE(d.root.GetString("z", s));
-    EXPECT_EQ(s, "x"); // the string form stops at the decoded NUL
+    EXPECT_EQ(READ(std::string, GetString("e", v)), Ok<std::string>("\xC3\xA9"));
+    EXPECT_EQ(READ(std::string, GetString("u", v)), Ok<std::string>("\x12"));
+    // Each half of a surrogate pair is encoded by itself.
+    EXPECT_EQ(READ(std::string, GetString("sur", v)), Ok<std::string>("\xED\xA0\xBD\xED\xB8\x80"));
+    EXPECT_EQ(READ(std::string, GetString("z", v)), Ok<std::string>("x")); // stops at the decoded NUL
     char buf[16];
     uint32_t written = 0;
     EXPECT_TRUE(d.root.FindMember("z").GetString(buf, sizeof buf, written));
-    EXPECT_EQ(written, 3u);
-    EXPECT_EQ(std::string(buf, 3), std::string("x\0y", 3));
-    EXPECT_TRUE(d.root.GetString("t", s));
-    EXPECT_EQ(s, "\t/q");
-    EXPECT_TRUE(d.root.GetString("h", s));
-    EXPECT_EQ(s, "\xC3\xA9\xE2\x82\xAC");
+    EXPECT_EQ(std::string(buf, written), std::string("x\0y", 3));
+    EXPECT_EQ(READ(std::string, GetString("t", v)), Ok<std::string>("\t/q"));
+    EXPECT_EQ(READ(std::string, GetString("h", v)), Ok<std::string>("\xC3\xA9\xE2\x82\xAC"));
 }
 
 TEST(JsonReader, BufferSizes)
@@ -313,52 +335,24 @@ TEST(JsonReader, TypedReads)
     Doc d(R"({n:12abc, h:"0x1F", o:010, neg:-5, big:"0X1F", f:2.5, t:"True", F:FALSE, one:1, nul:NULL,
               q:" 7", e:"", u8:300, d:-1e3})");
     ASSERT_TRUE(d.ok);
-    int32_t i = 0;
-    EXPECT_TRUE(d.root.GetInt32("n", i));
-    EXPECT_EQ(i, 12);
-    EXPECT_TRUE(d.root.GetInt32("h", i));
-    EXPECT_EQ(i, 31);
-    EXPECT_TRUE(d.root.GetInt32("o", i));
-    EXPECT_EQ(i, 8);
-    EXPECT_TRUE(d.root.GetInt32("q", i));
-    EXPECT_EQ(i, 7);
-    i = 42;
-    EXPECT_FALSE(d.root.GetInt32("e", i));
-    EXPECT_FALSE(d.root.GetInt32("missing", i));
-    EXPECT_FALSE(d.root.GetInt32("t", i));
-    EXPECT_EQ(i, 42);
-    uint64_t u = 0;
-    EXPECT_TRUE(d.root.GetUInt64("big", u));
-    EXPECT_EQ(u, 0u);
-    EXPECT_TRUE(d.root.GetUInt64("h", u));
-    EXPECT_EQ(u, 31u);
-    uint32_t u32 = 0;
-    EXPECT_TRUE(d.root.GetUInt32("big", u32));
-    EXPECT_EQ(u32, 31u);
-    uint16_t u16 = 0;
-    EXPECT_TRUE(d.root.GetUInt16("neg", u16));
-    EXPECT_EQ(u16, 0xFFFB);
-    uint8_t u8 = 0;
-    EXPECT_TRUE(d.root.FindMember("u8").GetUInt8(u8));
-    EXPECT_EQ(u8, 300 & 0xFF);
-    int8_t i8 = 0;
-    EXPECT_TRUE(d.root.FindMember("neg").GetInt8(i8));
-    EXPECT_EQ(i8, -5);
-    int16_t i16 = 0;
-    EXPECT_TRUE(d.root.GetInt16("o", i16));
-    EXPECT_EQ(i16, 8);
-    int64_t i64 = 0;
-    EXPECT_TRUE(d.root.GetInt64("h", i64)); // decimal only
-    EXPECT_EQ(i64, 0);
-    float f = 0;
-    EXPECT_TRUE(d.root.GetFloat("f", f));
-    EXPECT_EQ(f, 2.5f);
-    double dv = 0;
-    EXPECT_TRUE(d.root.GetDouble("d", dv));
-    EXPECT_EQ(dv, -1000.0);
-    bool b = false;
-    EXPECT_TRUE(d.root.GetBool("t", b));
-    EXPECT_TRUE(b);
+    EXPECT_EQ(READ(int32_t, GetInt32("n", v)), Ok(12));
+    EXPECT_EQ(READ(int32_t, GetInt32("h", v)), Ok(31));
+    EXPECT_EQ(READ(int32_t, GetInt32("o", v)), Ok(8));
+    EXPECT_EQ(READ(int32_t, GetInt32("q", v)), Ok(7));
+    for (const char* refused : {"e", "missing", "t"})
+        EXPECT_EQ(READ(int32_t, GetInt32(refused, v)), Refused<int32_t>()) << refused;
+    EXPECT_EQ(READ(uint64_t, GetUInt64("big", v)), Ok<uint64_t>(0));
+    EXPECT_EQ(READ(uint64_t, GetUInt64("h", v)), Ok<uint64_t>(31));
+    EXPECT_EQ(READ(uint32_t, GetUInt32("big", v)), Ok(31u));
+    EXPECT_EQ(READ(uint16_t, GetUInt16("neg", v)), Ok<uint16_t>(0xFFFB));
+    EXPECT_EQ(READ(uint8_t, FindMember("u8").GetUInt8(v)), Ok<uint8_t>(300 & 0xFF));
+    EXPECT_EQ(READ(int8_t, FindMember("neg").GetInt8(v)), Ok<int8_t>(-5));
+    EXPECT_EQ(READ(int16_t, GetInt16("o", v)), Ok<int16_t>(8));
+    EXPECT_EQ(READ(int64_t, GetInt64("h", v)), Ok<int64_t>(0)); // decimal only
+    EXPECT_EQ(READ(float, GetFloat("f", v)), Ok(2.5f));
+    EXPECT_EQ(READ(double, GetDouble("d", v)), Ok(-1000.0));
+    EXPECT_EQ(READ(bool, GetBool("t", v)), Ok(true));
+    bool b = true;
     EXPECT_TRUE(d.root.GetBool("F", b));
     EXPECT_FALSE(b);
     b = true;
@@ -368,7 +362,9 @@ TEST(JsonReader, TypedReads)
     EXPECT_TRUE(d.root.FindMember("nul").IsNull());
     EXPECT_FALSE(d.root.FindMember("n").IsNull());
     JsonReader empty;
+    int32_t i = 42;
     EXPECT_FALSE(empty.GetInt32(i));
+    EXPECT_EQ(i, 42);
     EXPECT_FALSE(empty.IsNull());
 }
 

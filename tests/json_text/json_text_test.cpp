@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -13,12 +14,31 @@ int32_t Len(const char* s)
     return static_cast<int32_t>(std::strlen(s));
 }
 
+// Runs a conversion on a value of 99 (the whole text unless a length is
+// given) and gives the outcome with the value: a refusal must leave the 99.
+template <typename T>
+std::pair<bool, T> Conv(bool (*fn)(const char*, int32_t, T&), const char* text, int32_t length = -1)
+{
+    T v = static_cast<T>(99);
+    const bool ok = fn(text, length < 0 ? Len(text) : length, v);
+    return {ok, v};
+}
+template <typename T>
+std::pair<bool, T> Ok(T v)
+{
+    return {true, v};
+}
+template <typename T>
+std::pair<bool, T> Refused()
+{
+    return {false, static_cast<T>(99)};
+}
+
 TEST(JsonTextClasses, MembershipAtTheEdges)
 {
     EXPECT_TRUE(IsSpace(0x0B));
     EXPECT_FALSE(IsSpace(0x0C));
-    EXPECT_TRUE(IsControl(0x7F));
-    EXPECT_TRUE(IsControl(0x1F));
+    EXPECT_TRUE(IsControl(0x7F) && IsControl(0x1F));
     EXPECT_FALSE(IsControl(0x20));
     EXPECT_FALSE(IsControl(0x80 + 0x1F)); // code points of 128 and more belong to no class
     EXPECT_FALSE(IsDigit(0x100 + '5'));
@@ -33,8 +53,7 @@ TEST(JsonTextClasses, MembershipAtTheEdges)
     EXPECT_TRUE(NeedsEscape(0x08));
     EXPECT_FALSE(NeedsEscape('/'));
     EXPECT_FALSE(IsHighByte(0x80));
-    EXPECT_TRUE(IsHighByte(0x81));
-    EXPECT_TRUE(IsHighByte(0xFF));
+    EXPECT_TRUE(IsHighByte(0x81) && IsHighByte(0xFF));
 }
 
 TEST(JsonTextEscapes, DecodeEscapeTable)
@@ -69,12 +88,8 @@ TEST(JsonTextUtf8, EncodeAndDecode)
     {
         uint32_t cp;
         const char* bytes;
-    } cases[] = {{0x41, "A"},
-                 {0xE9, "\xC3\xA9"},
-                 {0x7FF, "\xDF\xBF"},
-                 {0x800, "\xE0\xA0\x80"},
-                 {0xD800, "\xED\xA0\x80"},
-                 {0x10FFFF, "\xF4\x8F\xBF\xBF"}};
+    } cases[] = {{0x41, "A"},           {0xE9, "\xC3\xA9"},       {0x7FF, "\xDF\xBF"},
+                 {0x800, "\xE0\xA0\x80"}, {0xD800, "\xED\xA0\x80"}, {0x10FFFF, "\xF4\x8F\xBF\xBF"}};
     for (const Case& c : cases)
     {
         char out[4] = {};
@@ -93,23 +108,28 @@ TEST(JsonTextUtf8, EncodeAndDecode)
 
 TEST(JsonTextUtf8, DecodeOddInput)
 {
-    int32_t pos = 1;
-    EXPECT_EQ(DecodeUtf8("a\x85z", pos), 0x85u); // a stray continuation byte is its own value
-    EXPECT_EQ(pos, 2);
-    pos = 0;
-    EXPECT_EQ(DecodeUtf8("", pos), 0u);
-    pos = -1;
-    EXPECT_EQ(DecodeUtf8("abc", pos), 0u);
-    EXPECT_EQ(pos, -1);
-    pos = 3;
-    EXPECT_EQ(DecodeUtf8("abc", pos), 0u);
-    EXPECT_EQ(pos, 3);
-    // Bounded: a sequence cut by the length decodes only what is inside.
-    pos = 0;
-    EXPECT_EQ(DecodeUtf8("\xC3\xA9", 1, pos), 0xC3u);
-    EXPECT_EQ(pos, 1);
+    struct Case
+    {
+        const char* text;
+        int32_t length; // -1: the unbounded form
+        int32_t from;
+        uint32_t cp;
+        int32_t to;
+    } cases[] = {
+        {"a\x85z", -1, 1, 0x85u, 2}, // a stray continuation byte is its own value
+        {"", -1, 0, 0u, 0},
+        {"abc", -1, -1, 0u, -1},
+        {"abc", -1, 3, 0u, 3},
+        {"\xC3\xA9", 1, 0, 0xC3u, 1}, // a sequence cut by the length decodes only what is inside
+    };
+    for (const Case& c : cases)
+    {
+        int32_t pos = c.from;
+        EXPECT_EQ(c.length < 0 ? DecodeUtf8(c.text, pos) : DecodeUtf8(c.text, c.length, pos), c.cp) << c.text;
+        EXPECT_EQ(pos, c.to) << c.text;
+    }
     // A run of continuation bytes longer than a sequence is taken four at most.
-    pos = 0;
+    int32_t pos = 0;
     DecodeUtf8("\xF0\x80\x80\x80\x80", pos);
     EXPECT_EQ(pos, 4);
 }
@@ -120,97 +140,52 @@ TEST(JsonTextConvert, SignedIntegers)
     {
         const char* text;
         bool ok;
-        int64_t i32; // TextToInt32
+        int32_t value;
     } cases[] = {
-        {"0x1F", true, 31},  {"0X1f", true, 31},   {"-12", true, -12},   {"010", true, 8},     {"08", true, 0},
-        {"12abc", true, 12}, {" \t\f+7", true, 7}, {"-0x10", true, -16}, {"0xg", true, 0},     {"abc", false, 0},
-        {"", false, 0},      {"-", false, 0},      {"+ 5", false, 0},    {"4294967297", true, 1},
+        {"0x1F", true, 31},  {"0X1f", true, 31},   {"-12", true, -12},   {"010", true, 8}, {"08", true, 0},
+        {"12abc", true, 12}, {" \t\f+7", true, 7}, {"-0x10", true, -16}, {"0xg", true, 0}, {"abc", false, 99},
+        {"", false, 99},     {"-", false, 99},     {"+ 5", false, 99},   {"4294967297", true, 1},
         {"-2147483649", true, 2147483647},
     };
     for (const Case& c : cases)
-    {
-        int32_t v = -999;
-        EXPECT_EQ(TextToInt32(c.text, Len(c.text), v), c.ok) << c.text;
-        EXPECT_EQ(v, c.ok ? c.i32 : -999) << c.text;
-    }
-    int8_t i8 = 0;
-    EXPECT_TRUE(TextToInt8("200", 3, i8));
-    EXPECT_EQ(i8, -56);
-    EXPECT_TRUE(TextToInt8("0x7f", 4, i8));
-    EXPECT_EQ(i8, 127);
-    int16_t i16 = 0;
-    EXPECT_TRUE(TextToInt16("070000", 6, i16)); // octal 070000 = 28672
-    EXPECT_EQ(i16, 28672);
-    EXPECT_TRUE(TextToInt16("65535", 5, i16));
-    EXPECT_EQ(i16, -1);
-
-    int64_t i64 = 5;
-    EXPECT_TRUE(TextToInt64("0x1F", 4, i64)); // decimal only: reads the 0
-    EXPECT_EQ(i64, 0);
-    EXPECT_TRUE(TextToInt64("010", 3, i64));
-    EXPECT_EQ(i64, 10);
-    EXPECT_TRUE(TextToInt64("-9223372036854775808", 20, i64));
-    EXPECT_EQ(i64, INT64_MIN);
-    EXPECT_FALSE(TextToInt64("x", 1, i64));
-    EXPECT_EQ(i64, INT64_MIN);
+        EXPECT_EQ(Conv(TextToInt32, c.text), std::make_pair(c.ok, c.value)) << c.text;
+    EXPECT_EQ(Conv(TextToInt8, "200"), Ok<int8_t>(-56));
+    EXPECT_EQ(Conv(TextToInt8, "0x7f"), Ok<int8_t>(127));
+    EXPECT_EQ(Conv(TextToInt16, "070000"), Ok<int16_t>(28672)); // octal
+    EXPECT_EQ(Conv(TextToInt16, "65535"), Ok<int16_t>(-1));
+    EXPECT_EQ(Conv(TextToInt64, "0x1F"), Ok<int64_t>(0)); // decimal only: reads the 0
+    EXPECT_EQ(Conv(TextToInt64, "010"), Ok<int64_t>(10));
+    EXPECT_EQ(Conv(TextToInt64, "-9223372036854775808"), Ok<int64_t>(INT64_MIN));
+    EXPECT_EQ(Conv(TextToInt64, "x"), Refused<int64_t>());
 }
 
 TEST(JsonTextConvert, UnsignedIntegers)
 {
-    uint32_t u32 = 0;
-    EXPECT_TRUE(TextToUInt32("0X1F", 4, u32));
-    EXPECT_EQ(u32, 31u);
-    EXPECT_TRUE(TextToUInt32("0xffffffff", 10, u32));
-    EXPECT_EQ(u32, 0xFFFFFFFFu);
-    EXPECT_TRUE(TextToUInt32("-1", 2, u32));
-    EXPECT_EQ(u32, 0xFFFFFFFFu);
-    EXPECT_TRUE(TextToUInt32("010", 3, u32)); // no octal for u
-    EXPECT_EQ(u32, 10u);
-    EXPECT_TRUE(TextToUInt32("0x", 2, u32)); // too short for the hex form: decimal 0
-    EXPECT_EQ(u32, 0u);
+    EXPECT_EQ(Conv(TextToUInt32, "0X1F"), Ok(31u));
+    EXPECT_EQ(Conv(TextToUInt32, "0xffffffff"), Ok(0xFFFFFFFFu));
+    EXPECT_EQ(Conv(TextToUInt32, "-1"), Ok(0xFFFFFFFFu));
+    EXPECT_EQ(Conv(TextToUInt32, "010"), Ok(10u)); // no octal for u
+    EXPECT_EQ(Conv(TextToUInt32, "0x"), Ok(0u));   // too short for the hex form: decimal 0
     // After the prefix the hexadecimal conversion skips blanks and takes a sign.
-    EXPECT_TRUE(TextToUInt32("0x 1F", 5, u32));
-    EXPECT_EQ(u32, 31u);
-    EXPECT_TRUE(TextToUInt32("0x-1", 4, u32));
-    EXPECT_EQ(u32, 0xFFFFFFFFu);
-    u32 = 9;
-    EXPECT_FALSE(TextToUInt32("0xg", 3, u32));
-    EXPECT_EQ(u32, 9u);
-
-    uint64_t u64 = 9;
-    EXPECT_TRUE(TextToUInt64("0X1F", 4, u64));
-    EXPECT_EQ(u64, 0u);
-    EXPECT_TRUE(TextToUInt64("0x1F", 4, u64));
-    EXPECT_EQ(u64, 31u);
-    EXPECT_TRUE(TextToUInt64("18446744073709551615", 20, u64));
-    EXPECT_EQ(u64, UINT64_MAX);
-    EXPECT_TRUE(TextToUInt64("0xFFFFFFFFFFFFFFFF", 18, u64));
-    EXPECT_EQ(u64, UINT64_MAX);
-
-    uint8_t u8 = 0;
-    EXPECT_TRUE(TextToUInt8("0XfF", 4, u8));
-    EXPECT_EQ(u8, 255);
-    EXPECT_TRUE(TextToUInt8("257", 3, u8));
-    EXPECT_EQ(u8, 1);
-    uint16_t u16 = 0;
-    EXPECT_TRUE(TextToUInt16("0x10000", 7, u16));
-    EXPECT_EQ(u16, 0);
-    EXPECT_TRUE(TextToUInt16("123456", 6, u16));
-    EXPECT_EQ(u16, 123456 & 0xFFFF);
+    EXPECT_EQ(Conv(TextToUInt32, "0x 1F"), Ok(31u));
+    EXPECT_EQ(Conv(TextToUInt32, "0x-1"), Ok(0xFFFFFFFFu));
+    EXPECT_EQ(Conv(TextToUInt32, "0xg"), Refused<uint32_t>());
+    EXPECT_EQ(Conv(TextToUInt64, "0X1F"), Ok<uint64_t>(0));
+    EXPECT_EQ(Conv(TextToUInt64, "0x1F"), Ok<uint64_t>(31));
+    EXPECT_EQ(Conv(TextToUInt64, "18446744073709551615"), Ok<uint64_t>(UINT64_MAX));
+    EXPECT_EQ(Conv(TextToUInt64, "0xFFFFFFFFFFFFFFFF"), Ok<uint64_t>(UINT64_MAX));
+    EXPECT_EQ(Conv(TextToUInt8, "0XfF"), Ok<uint8_t>(255));
+    EXPECT_EQ(Conv(TextToUInt8, "257"), Ok<uint8_t>(1));
+    EXPECT_EQ(Conv(TextToUInt16, "0x10000"), Ok<uint16_t>(0));
+    EXPECT_EQ(Conv(TextToUInt16, "123456"), Ok<uint16_t>(123456 & 0xFFFF));
 }
 
 TEST(JsonTextConvert, LengthBoundsTheRead)
 {
-    int32_t v = 0;
-    EXPECT_TRUE(TextToInt32("123456", 3, v));
-    EXPECT_EQ(v, 123);
-    uint32_t u = 0;
+    EXPECT_EQ(Conv(TextToInt32, "123456", 3), Ok(123));
     // The hex form needs three bytes of value text, whatever follows.
-    EXPECT_TRUE(TextToUInt32("0x1F", 2, u));
-    EXPECT_EQ(u, 0u);
-    double d = 0;
-    EXPECT_TRUE(TextToDouble("1.25e3", 4, d));
-    EXPECT_EQ(d, 1.25);
+    EXPECT_EQ(Conv(TextToUInt32, "0x1F", 2), Ok(0u));
+    EXPECT_EQ(Conv(TextToDouble, "1.25e3", 4), Ok(1.25));
 }
 
 TEST(JsonTextConvert, FloatingPoint)
@@ -227,12 +202,12 @@ TEST(JsonTextConvert, FloatingPoint)
     };
     for (const Case& c : cases)
     {
-        double d = -1;
-        EXPECT_EQ(TextToDouble(c.text, Len(c.text), d), c.ok) << c.text;
-        EXPECT_DOUBLE_EQ(d, c.ok ? c.value : -1) << c.text;
-        float f = -1;
-        EXPECT_EQ(TextToFloat(c.text, Len(c.text), f), c.ok) << c.text;
-        EXPECT_FLOAT_EQ(f, c.ok ? static_cast<float>(c.value) : -1.0f) << c.text;
+        const auto d = Conv(TextToDouble, c.text);
+        EXPECT_EQ(d.first, c.ok) << c.text;
+        EXPECT_DOUBLE_EQ(d.second, c.ok ? c.value : 99) << c.text;
+        const auto f = Conv(TextToFloat, c.text);
+        EXPECT_EQ(f.first, c.ok) << c.text;
+        EXPECT_FLOAT_EQ(f.second, c.ok ? static_cast<float>(c.value) : 99.0f) << c.text;
     }
     double d = 0;
     EXPECT_TRUE(TextToDouble("-Infinity", 9, d));
@@ -249,14 +224,11 @@ TEST(JsonTextConvert, ReadFormatSettingIsUsed)
 {
     const char* saved = DoubleReadFormat;
     DoubleReadFormat = "%lf%%"; // not a plain conversion: the runtime's scanner reads it
-    double d = 0;
-    EXPECT_TRUE(TextToDouble("2.5%", 4, d));
-    EXPECT_EQ(d, 2.5);
+    EXPECT_EQ(Conv(TextToDouble, "2.5%"), Ok(2.5));
     DoubleReadFormat = "x%lf";
-    EXPECT_FALSE(TextToDouble("2.5", 3, d));
+    EXPECT_FALSE(Conv(TextToDouble, "2.5").first);
     DoubleReadFormat = saved;
-    EXPECT_TRUE(TextToDouble("3.5", 3, d));
-    EXPECT_EQ(d, 3.5);
+    EXPECT_EQ(Conv(TextToDouble, "3.5"), Ok(3.5));
 }
 
 TEST(JsonTextConvert, BoolAndNull)
@@ -272,10 +244,7 @@ TEST(JsonTextConvert, BoolAndNull)
     {
         bool b = !c.value;
         EXPECT_EQ(TextToBool(c.text, Len(c.text), b), c.ok) << c.text;
-        if (c.ok)
-            EXPECT_EQ(b, c.value) << c.text;
-        else
-            EXPECT_EQ(b, !c.value) << c.text;
+        EXPECT_EQ(b, c.ok ? c.value : !c.value) << c.text;
     }
     EXPECT_TRUE(TextIsNull("NULL", 4));
     EXPECT_TRUE(TextIsNull("nullable", 8));
@@ -308,9 +277,8 @@ TEST(JsonTextBase64, EncodeKnownVectors)
     {
         const char* in;
         const char* out;
-    } cases[] = {{"A", "QQ=="},     {"f", "Zg=="},         {"fo", "Zm8="},
-                 {"foo", "Zm9v"},   {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="},
-                 {"foobar", "Zm9vYmFy"}, {"\xFF\xFE\xFD", "//79"}};
+    } cases[] = {{"A", "QQ=="},         {"f", "Zg=="},        {"fo", "Zm8="},         {"foo", "Zm9v"},
+                 {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {"\xFF\xFE\xFD", "//79"}};
     for (const Case& c : cases)
     {
         char out[32];
@@ -353,29 +321,25 @@ TEST(JsonTextBase64, DecodeLimits)
     EXPECT_FALSE(Base64Decode("", sizeof out, out, n));
     // Padding in the middle is skipped; the walk still consumes everything.
     EXPECT_TRUE(Base64Decode("QU=JD", sizeof out, out, n));
-    EXPECT_EQ(n, 3u);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(out), 3), "ABC");
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(out), n), "ABC");
 }
 
 TEST(JsonTextBase64, IsBase64Canonical)
 {
+    const std::string ok(1020, 'A');
+    const std::string tooLong(1024, 'A');
     struct Case
     {
         const char* text;
         uint32_t length;
         bool expected;
     } cases[] = {
-        {"QQ", 0, true},     {"QQ==", 0, true},  {"QR==", 0, false}, {"", 0, false},    {"QQ=", 0, true},
-        {"QQ===", 0, false}, {"Q", 0, false},    {"QUJD", 0, true},  {"QU JD", 0, false}, {"QUJD!!", 4, true},
-        {"=QQ=", 0, false},  {"Zm9vYmFy", 0, true},
+        {"QQ", 0, true},     {"QQ==", 0, true},      {"QR==", 0, false},        {"", 0, false},
+        {"QQ=", 0, true},    {"QQ===", 0, false},    {"Q", 0, false},           {"QUJD", 0, true},
+        {"QU JD", 0, false}, {"QUJD!!", 4, true},    {"=QQ=", 0, false},        {"Zm9vYmFy", 0, true},
+        {nullptr, 0, false}, {ok.c_str(), 0, true}, {tooLong.c_str(), 0, false},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(IsBase64(c.text, c.length), c.expected) << c.text;
-    EXPECT_FALSE(IsBase64(nullptr, 0));
-
-    std::string ok(1020, 'A');
-    EXPECT_TRUE(IsBase64(ok.c_str(), 0));
-    std::string tooLong(1024, 'A');
-    EXPECT_FALSE(IsBase64(tooLong.c_str(), 0));
+        EXPECT_EQ(IsBase64(c.text, c.length), c.expected) << (c.text ? c.text : "(null)");
 }
 } // namespace
