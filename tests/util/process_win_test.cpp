@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <cwctype>
 
 namespace
@@ -124,14 +123,6 @@ TEST_F(IsProcessRunningTest, OnlyTheFirstMatchingProcessIsExamined)
     EXPECT_EQ(libutil::IsProcessRunning(Exe(m_Second).c_str()), firstFound == second.Id());
 }
 
-TEST(CurrentProcessLocation, IsTheExecutablesFolder)
-{
-    char location[libutil::kProcessLocationSize];
-    ASSERT_TRUE(libutil::GetCurrentProcessLocation(location));
-    EXPECT_EQ(location, ToUtf8(ExeFolder()));
-    EXPECT_NE(location[std::strlen(location) - 1], '\\');
-}
-
 // Runs a copy of the location helper from the given folder; returns its exit
 // code and the location it reported.
 DWORD RunLocationHelper(const std::wstring& folder, const std::wstring& report, std::string& location)
@@ -145,7 +136,7 @@ DWORD RunLocationHelper(const std::wstring& folder, const std::wstring& report, 
     return code;
 }
 
-TEST(CurrentProcessLocation, LongUtf8PathFailsCleanly)
+TEST(CurrentProcessLocation, IsTheFolderAsUtf8AndFailsCleanlyWhenTooLong)
 {
     TestFolder dir(L"location");
     // 140 two-byte characters: the wide path fits in MAX_PATH, its UTF-8 form
@@ -161,7 +152,8 @@ TEST(CurrentProcessLocation, LongUtf8PathFailsCleanly)
     EXPECT_EQ(RunLocationHelper(deep, dir / L"long.txt", location), 1u);
     EXPECT_EQ(location, "") << "no partial text";
 
-    // A shorter folder with the same characters works and comes back as UTF-8.
+    // A shorter folder with the same characters works and comes back as UTF-8,
+    // the executable's folder without a closing "\".
     std::wstring shorter = dir.Path() + L"\\" + std::wstring(20, L'\u00E9');
     ASSERT_TRUE(CreateDirectoryW(shorter.c_str(), nullptr));
     EXPECT_EQ(RunLocationHelper(shorter, dir / L"short.txt", location), 0u);
