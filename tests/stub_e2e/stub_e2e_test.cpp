@@ -13,11 +13,15 @@
 #include <shlobj.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace
 {
+namespace fs = std::filesystem;
 const wchar_t* const kStubExeName = KVO_E2E_STUB_EXE;
 const wchar_t* const kLauncherKey = L"SOFTWARE\\WOW6432Node\\Tavrin Games\\Launcher";
 const wchar_t* const kVendorKey = L"SOFTWARE\\WOW6432Node\\Tavrin Games";
@@ -238,34 +242,31 @@ void ReplaceAll(std::wstring& text, const std::wstring& from, const std::wstring
         text.replace(at, from.size(), to);
 }
 
-bool WriteBytes(const std::wstring& path, const std::string& bytes)
+bool WriteBytes(const fs::path& path, const std::string& bytes)
 {
-    FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    return file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-           written == bytes.size();
+    std::ofstream out(path, std::ios::binary);
+    return static_cast<bool>(out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
 }
 
-bool ReadBytes(const std::wstring& path, std::string& bytes)
+void MakeFolders(const fs::path& path)
 {
-    FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file)
-        return false;
-    bytes.clear();
-    char buffer[4096];
-    DWORD read = 0;
-    while (ReadFile(file.Get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
-        bytes.append(buffer, read);
-    return true;
+    std::error_code ignored;
+    fs::create_directories(path, ignored);
+}
+
+void RemoveTree(const fs::path& path)
+{
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
 }
 
 // The lines of a file, each ended by `end` (the last may lack it).
-std::vector<std::string> ReadLines(const std::wstring& path, const std::string& end, bool& exists)
+std::vector<std::string> ReadLines(const fs::path& path, const std::string& end, bool& exists)
 {
+    std::ifstream in(path, std::ios::binary);
+    exists = static_cast<bool>(in);
+    const std::string text(std::istreambuf_iterator<char>(in), {});
     std::vector<std::string> lines;
-    std::string text;
-    exists = ReadBytes(path, text);
     for (size_t start = 0; start < text.size();)
     {
         const size_t stop = std::min(text.find(end, start), text.size());
@@ -273,34 +274,6 @@ std::vector<std::string> ReadLines(const std::wstring& path, const std::string& 
         start = stop + end.size();
     }
     return lines;
-}
-
-void MakeFolders(const std::wstring& path)
-{
-    for (size_t at = path.find(L'\\', 3); at != std::wstring::npos; at = path.find(L'\\', at + 1))
-        CreateDirectoryW(path.substr(0, at).c_str(), nullptr);
-    CreateDirectoryW(path.c_str(), nullptr);
-}
-
-void RemoveTree(const std::wstring& path)
-{
-    WIN32_FIND_DATAW data;
-    HANDLE find = FindFirstFileW((path + L"\\*").c_str(), &data);
-    if (find != INVALID_HANDLE_VALUE)
-    {
-        do
-        {
-            const std::wstring name = data.cFileName, child = path + L"\\" + name;
-            if (name == L"." || name == L"..")
-                continue;
-            if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                RemoveTree(child);
-            else
-                DeleteFileW(child.c_str());
-        } while (FindNextFileW(find, &data));
-        FindClose(find);
-    }
-    RemoveDirectoryW(path.c_str());
 }
 
 std::wstring StubLogPath()
@@ -322,33 +295,22 @@ std::wstring LoadStubText(unsigned id)
     return length > 0 ? std::wstring(buffer, static_cast<size_t>(length)) : std::wstring();
 }
 
-struct Record
-{
-    std::wstring program, commandLine, cwd, viveportLocation;
-};
-
-// The stand-ins' records: "key=value" lines, each record closed by "end".
+// The stand-ins' records: "key=value" lines (program, commandLine, cwd,
+// viveportLocation), each record closed by "end".
+using Record = std::map<std::string, std::wstring>;
 std::vector<Record> ReadRecords(const std::wstring& path)
 {
-    std::vector<Record> records;
-    Record current;
+    std::vector<Record> records(1);
     bool exists = false;
     for (const std::string& line : ReadLines(path, "\n", exists))
     {
         const size_t eq = line.find('=');
-        const std::string key = line.substr(0, eq);
-        const std::wstring value = eq == std::string::npos ? L"" : ToWide(line.substr(eq + 1));
-        if (key == "program")
-            current.program = value;
-        else if (key == "commandLine")
-            current.commandLine = value;
-        else if (key == "cwd")
-            current.cwd = value;
-        else if (key == "viveportLocation")
-            current.viveportLocation = value;
-        else if (key == "end")
-            records.push_back(current), current = Record();
+        if (line == "end")
+            records.emplace_back();
+        else
+            records.back()[line.substr(0, eq)] = eq == std::string::npos ? L"" : ToWide(line.substr(eq + 1));
     }
+    records.pop_back();
     return records;
 }
 
@@ -528,7 +490,9 @@ protected:
     void Copy(const wchar_t* program, const std::wstring& to, int exitCode = 0) const
     {
         MakeFolders(ParentOf(to));
-        ASSERT_TRUE(CopyFileW((BinFolder() + L"\\" + program).c_str(), to.c_str(), FALSE)) << ToUtf8(to);
+        std::error_code error;
+        ASSERT_TRUE(fs::copy_file(BinFolder() + L"\\" + program, to, fs::copy_options::overwrite_existing, error))
+            << ToUtf8(to) << ": " << error.message();
         if (exitCode != 0)
         {
             ASSERT_TRUE(WriteBytes(to + L".exit", std::to_string(exitCode)));
@@ -651,15 +615,16 @@ TEST_P(StubE2e, Runs)
     ASSERT_EQ(records.size(), c.runs.size());
     for (size_t i = 0; i < records.size(); ++i)
     {
+        Record r = records[i];
         const std::wstring expected = Expand(c.runs[i]);
         const size_t bar = expected.find(L'|');
         const std::wstring program = m_Root + L"\\" + expected.substr(0, bar);
-        SCOPED_TRACE("run " + std::to_string(i) + ": " + ToUtf8(records[i].commandLine));
-        EXPECT_EQ(_wcsicmp(records[i].program.c_str(), program.c_str()), 0) << ToUtf8(records[i].program);
-        EXPECT_EQ(ToUtf8(ArgumentsOf(records[i].commandLine)), ToUtf8(expected.substr(bar + 1)));
-        EXPECT_EQ(_wcsicmp(records[i].cwd.c_str(), m_Game.c_str()), 0) << ToUtf8(records[i].cwd);
+        SCOPED_TRACE("run " + std::to_string(i) + ": " + ToUtf8(r["commandLine"]));
+        EXPECT_EQ(_wcsicmp(r["program"].c_str(), program.c_str()), 0) << ToUtf8(r["program"]);
+        EXPECT_EQ(ToUtf8(ArgumentsOf(r["commandLine"])), ToUtf8(expected.substr(bar + 1)));
+        EXPECT_EQ(_wcsicmp(r["cwd"].c_str(), m_Game.c_str()), 0) << ToUtf8(r["cwd"]);
         const std::wstring vive = i + 1 == records.size() ? Expand(c.viveportLocation) : L"<unset>";
-        EXPECT_EQ(ToUtf8(records[i].viveportLocation), ToUtf8(vive));
+        EXPECT_EQ(ToUtf8(r["viveportLocation"]), ToUtf8(vive));
     }
 
     // What the stub logged.
