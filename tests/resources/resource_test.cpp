@@ -145,15 +145,10 @@ StringTable ReadStringTable(HMODULE module)
     return table;
 }
 
-std::wstring SupportSentenceEnd()
-{
-    return kAddressInText + L" for more information.";
-}
-
 // The English texts, word for word.
 Texts ExpectedEnglish()
 {
-    const std::wstring visit = L"Please visit Tavrin Games Support at ";
+    const std::wstring visit = L"Please visit Tavrin Games Support at " + kAddressInText + L" for more information.";
     return {
         {102, L"Unable to locate the Tavrin Games Launcher, please verify your game data and complete the "
               L"Tavrin Games Launcher installation."},
@@ -170,22 +165,21 @@ Texts ExpectedEnglish()
         {113, L"Deleting Registry Keys"},
         {114, L"Are you sure you want to cancel?"},
         {115, L"Are you sure you want to cancel?"},
-        {116, L"Unable to launch uninstaller. " + visit + SupportSentenceEnd()},
-        {117, L"~TitleName~ could not be uninstalled. " + visit + SupportSentenceEnd()},
-        {118, L"Support for Windows\u00AE 7 and Windows\u00AE 8 has ended. " + visit + SupportSentenceEnd()},
+        {116, L"Unable to launch uninstaller. " + visit},
+        {117, L"~TitleName~ could not be uninstalled. " + visit},
+        {118, L"Support for Windows\u00AE 7 and Windows\u00AE 8 has ended. " + visit},
         {202, L"Unable to locate the Tavrin Games Launcher, please try reinstalling the game."},
         {203, L"Unable to locate target path, please try reinstalling the game."},
         {204, L"Unable to launch game, please try reinstalling the game."},
         {205, L"Unable to install prerequisites, please try reinstalling the game."},
-        {206, L"Support for Windows\u00AE XP and Windows\u00AE Vista has ended. " + visit + SupportSentenceEnd()},
-        {207, L"Support for Windows\u00AE XP and Windows\u00AE Vista has ended. " + visit + SupportSentenceEnd()},
-        {208, L"Windows\u00AE 7 Service Pack 1 is required in order to launch this title. " + visit +
-                  SupportSentenceEnd()},
+        {206, L"Support for Windows\u00AE XP and Windows\u00AE Vista has ended. " + visit},
+        {207, L"Support for Windows\u00AE XP and Windows\u00AE Vista has ended. " + visit},
+        {208, L"Windows\u00AE 7 Service Pack 1 is required in order to launch this title. " + visit},
         {209, L"The Tavrin Games Launcher is out of date, please verify your game data."},
         {210, L"Unable to locate game executable. This game may not yet be available. If this issue persists, "
               L"please verify your game data. \n\n" +
-                  visit + SupportSentenceEnd()},
-        {299, L"Unable to launch game. " + visit + SupportSentenceEnd()},
+                  visit},
+        {299, L"Unable to launch game. " + visit},
         {300, L"Error"},
         {301, L"Warning"},
         {302, L"Failed to Delete"},
