@@ -99,23 +99,19 @@ TEST(MessageText, LoadedFromTheStringTable)
 
 TEST(LauncherVersion, ComparedComponentWise)
 {
-    auto v = [](int32_t a, int32_t b, int32_t c, int32_t d) {
+    const FileVersion minimum{1, 0, 3, 0};
+    const struct
+    {
         FileVersion version;
-        version.Major = a;
-        version.Minor = b;
-        version.Build = c;
-        version.Revision = d;
-        return version;
+        bool atLeast;
+    } cases[] = {
+        {{1, 0, 2, 999}, false}, {{1, 0, 3, 0}, true},  {{1, 0, 3, 1}, true},   {{1, 1, 0, 0}, true},
+        {{2, 0, 0, 0}, true},    {{0, 9, 9, 9}, false}, {{1, 0, 3, -1}, false}, // signed components
+        {{-1, 0, 0, 0}, false},
     };
-    const FileVersion minimum = v(1, 0, 3, 0);
-    EXPECT_FALSE(IsVersionAtLeast(v(1, 0, 2, 999), minimum));
-    EXPECT_TRUE(IsVersionAtLeast(v(1, 0, 3, 0), minimum));
-    EXPECT_TRUE(IsVersionAtLeast(v(1, 0, 3, 1), minimum));
-    EXPECT_TRUE(IsVersionAtLeast(v(1, 1, 0, 0), minimum));
-    EXPECT_TRUE(IsVersionAtLeast(v(2, 0, 0, 0), minimum));
-    EXPECT_FALSE(IsVersionAtLeast(v(0, 9, 9, 9), minimum));
-    EXPECT_FALSE(IsVersionAtLeast(v(1, 0, 3, -1), minimum)); // signed components
-    EXPECT_FALSE(IsVersionAtLeast(v(-1, 0, 0, 0), minimum));
+    for (const auto& c : cases)
+        EXPECT_EQ(IsVersionAtLeast(c.version, minimum), c.atLeast)
+            << c.version.Major << "." << c.version.Minor << "." << c.version.Build << "." << c.version.Revision;
 
     const bool held[] = {false, true, true, true, false, true, false};
     for (uint32_t platform = 0; platform < 7; ++platform)
@@ -125,13 +121,16 @@ TEST(LauncherVersion, ComparedComponentWise)
 
 TEST(WindowsVersion, AgainstTheTestPrefix)
 {
-    // The test prefix reports Windows 10.
-    EXPECT_TRUE(IsWindowsVersionOrGreater(6, 1, 0));
-    EXPECT_TRUE(IsWindowsVersionOrGreater(6, 1, 1));
-    EXPECT_TRUE(IsWindowsVersionOrGreater(6, 3, 99)); // a higher major passes whatever follows
-    EXPECT_TRUE(IsWindowsVersionOrGreater(10, 0, 0));
-    EXPECT_FALSE(IsWindowsVersionOrGreater(10, 1, 0));
-    EXPECT_FALSE(IsWindowsVersionOrGreater(11, 0, 0));
+    // The test prefix reports Windows 10; a higher major passes whatever follows.
+    const struct
+    {
+        uint16_t major, minor, servicePack;
+        bool atLeast;
+    } cases[] = {{6, 1, 0, true},  {6, 1, 1, true},   {6, 3, 99, true},
+                 {10, 0, 0, true}, {10, 1, 0, false}, {11, 0, 0, false}};
+    for (const auto& c : cases)
+        EXPECT_EQ(IsWindowsVersionOrGreater(c.major, c.minor, c.servicePack), c.atLeast)
+            << c.major << "." << c.minor << " SP" << c.servicePack;
     EXPECT_TRUE(IsWindows7OrGreater());
     EXPECT_TRUE(IsWindows7Sp1OrGreater());
     EXPECT_TRUE(IsWindows10OrGreater());

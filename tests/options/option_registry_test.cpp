@@ -81,26 +81,30 @@ TEST(OptionRegistryParse, Table)
     }
 }
 
-TEST(OptionRegistryParse, NullCommandLineParsesNothingAndLogsNothing)
-{
-    ScopedLogCapture capture;
-    TestSwitches s;
-    s.registry.Parse(nullptr);
-    EXPECT_TRUE(capture.lines.empty());
-    EXPECT_FALSE(s.stubLog.IsSet());
-}
-
+// The count of arguments (an empty command line still has the program path),
+// then each match in registration order; a null command line logs nothing.
 TEST(OptionRegistryParse, LogsCountAndEachMatchInRegistrationOrder)
 {
-    ScopedLogCapture capture;
-    TestSwitches s;
-    s.registry.Parse(L"-STUB_LOG -forceLauncherPath D:\\A -other");
-    const std::vector<std::string> expected = {
-        "Processing 4 command line arguments",
-        " -forcelauncherpath=d:\\a",
-        " -stub_log=",
+    const struct
+    {
+        const wchar_t* commandLine;
+        bool stubLog;
+        std::vector<std::string> expected;
+    } cases[] = {
+        {nullptr, false, {}},
+        {L"", false, {"Processing 1 command line arguments"}},
+        {L"-STUB_LOG -forceLauncherPath D:\\A -other", true,
+         {"Processing 4 command line arguments", " -forcelauncherpath=d:\\a", " -stub_log="}},
     };
-    EXPECT_EQ(capture.lines, expected);
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.commandLine ? testing::PrintToString(std::wstring(c.commandLine)) : "null");
+        ScopedLogCapture capture;
+        TestSwitches s;
+        s.registry.Parse(c.commandLine);
+        EXPECT_EQ(capture.lines, c.expected);
+        EXPECT_EQ(s.stubLog.IsSet(), c.stubLog);
+    }
 }
 
 TEST(OptionRegistryParse, MatchSwitchTakesEachValueArgumentOnce)
@@ -114,15 +118,6 @@ TEST(OptionRegistryParse, MatchSwitchTakesEachValueArgumentOnce)
     ValueSwitch untouched(L"-forceTargetPath");
     OptionRegistry::MatchSwitch(untouched, {});
     EXPECT_EQ(untouched.Value(), L"");
-}
-
-TEST(OptionRegistryParse, EmptyCommandLineCountsTheProgramPath)
-{
-    ScopedLogCapture capture;
-    TestSwitches s;
-    s.registry.Parse(L"");
-    ASSERT_FALSE(capture.lines.empty());
-    EXPECT_EQ(capture.lines[0], "Processing 1 command line arguments");
 }
 
 TEST(StubSwitches, RegisteredInOrderWithLowerCaseNames)

@@ -75,7 +75,8 @@ struct E2eCase
         return installers.push_back({std::move(path), exitCode, putsLauncher}), *this;
     }
     E2eCase& Windows(const wchar_t* v) { return windowsVersion = v, *this; }
-    E2eCase& Runs(std::vector<std::wstring> r) { return runs = std::move(r), *this; }
+    E2eCase& Run(std::wstring r) { return runs.push_back(std::move(r)), *this; }
+    E2eCase& NoLog() { return expectNoLogFile = true, *this; }
     E2eCase& Error(unsigned id) { return errorText = id, *this; }
     E2eCase& Warning(unsigned id) { return warningText = id, *this; }
     E2eCase& Log(std::vector<std::string> l) { return logLines = std::move(l), *this; }
@@ -110,9 +111,8 @@ std::vector<E2eCase> Cases()
 {
     using LF = LauncherFile;
     using MP = MetadataPlace;
-    const std::string steam1 = R"("gamePlatform":"steam","steamAppIds":[1])";
-    const std::string steam5 = R"("gamePlatform":"steam","steamAppIds":[5])";
-    const std::string epic = R"("gamePlatform":"epic")";
+    auto platform = [](const std::string& name) { return R"("gamePlatform":")" + name + "\""; };
+    auto steam = [&](const std::string& ids) { return platform("steam") + R"(,"steamAppIds":[)" + ids + "]"; };
     const std::wstring defaultRun = LauncherRun(L"-minmodeApp=T1 -stub_log");
     std::vector<E2eCase> cases;
     auto add = [&cases](const char* name) -> E2eCase& {
@@ -122,99 +122,99 @@ std::vector<E2eCase> Cases()
     };
 
     // Store fronts and the launcher's command line.
-    add("DefaultPlatform").Runs({defaultRun}).Log({"Launching...", "Running Quorin build.", "Launch succeeded",
-                                                   "Application exited with code 0", "Launch finished."});
-    add("DomainEnvironment").Meta(R"("environment":"prod")").Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -vexilDomainEnv=prod")});
-    add("NoArgumentsNoOwnText").Meta(R"("environment":"prod")").Args(L"").Runs({LauncherRun(L"-minmodeApp=T1")}).expectNoLogFile = true;
-    add("TrailingBlankOnly").Meta(R"("environment":"dev")").Args(L" ").Runs({LauncherRun(L"-minmodeApp=T1  -vexilDomainEnv=dev")}).expectNoLogFile = true;
-    add("OwnArgumentsVerbatim")
-        .Args(L" -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit")
-        .Runs({LauncherRun(L"-minmodeApp=T1 -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit")});
-    add("Steam").Meta(R"("gamePlatform":"steam","steamAppIds":[111,222])").Install(kSteamInstaller)
-        .Runs({SteamRun(L"111")}).Log({"Preparing Steam launch", "Launch finished."});
-    add("SteamHexAppIdPassedInDecimal").Meta(R"("gamePlatform":"steam","steamAppIds":["0x1F4"])").Runs({SteamRun(L"500")});
-    add("SteamWithoutAppIds").Meta(R"("gamePlatform":"steam","steamAppIds":[])")
-        .Runs({LauncherRun(L"-steamLocation \"{target}\" -stub_log")});
-    add("SteamForcedTargetPath").Meta(R"("gamePlatform":"steam","steamAppIds":[7])")
-        .Args(L" -stub_log -forceTargetPath \"C:\\Forced Place\\Dir\"")
-        .Runs({LauncherRun(L"-steamAppId=7 -steamLocation \"c:\\forced place\\dir\" -stub_log "
-                           L"-forceTargetPath \"C:\\Forced Place\\Dir\"")});
-    auto& vive = add("Viveport").Meta(R"("gamePlatform":"viveport")").Install(kViveInstaller)
-        .Runs({GameFolderRun(kViveInstaller), LauncherRun(L"-viveportApp=T1 -viveportLocation \"{target}\" -stub_log")});
-    vive.viveportLocation = L"{target}";
-    add("Oculus").Meta(R"("gamePlatform":"oculus")").Install(kOculusInstaller)
-        .Runs({GameFolderRun(kOculusInstaller), LauncherRun(L"-oculusApp=T1 -stub_log")});
-    add("Epic").Meta(R"("gamePlatform":"epic","epicSdkVersion":3,"epicProductId":"P")").Install(kEpicInstaller)
-        .Runs({GameFolderRun(kEpicInstaller), LauncherRun(L"-epicAppId=T1 -stub_log")}).Log({"Preparing Epic launch"});
-    add("Disk").Meta(R"("gamePlatform":"disk")").Install(kEpicInstaller).Runs({LauncherRun(L"-stub_log")})
+    add("DefaultPlatform").Run(defaultRun).Log({"Launching...", "Running Quorin build.", "Launch succeeded",
+                                                "Application exited with code 0", "Launch finished."});
+    add("DomainEnvironment").Meta(R"("environment":"prod")")
+        .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -vexilDomainEnv=prod"));
+    add("NoArgumentsNoOwnText").Meta(R"("environment":"prod")").Args(L"").Run(LauncherRun(L"-minmodeApp=T1")).NoLog();
+    add("TrailingBlankOnly").Meta(R"("environment":"dev")").Args(L" ")
+        .Run(LauncherRun(L"-minmodeApp=T1  -vexilDomainEnv=dev")).NoLog();
+    add("OwnArgumentsVerbatim").Args(L" -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit")
+        .Run(LauncherRun(L"-minmodeApp=T1 -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit"));
+    add("Steam").Meta(steam("111,222")).Install(kSteamInstaller).Run(SteamRun(L"111"))
+        .Log({"Preparing Steam launch", "Launch finished."});
+    add("SteamHexAppIdPassedInDecimal").Meta(steam(R"("0x1F4")")).Run(SteamRun(L"500"));
+    add("SteamWithoutAppIds").Meta(steam("")).Run(LauncherRun(L"-steamLocation \"{target}\" -stub_log"));
+    add("SteamForcedTargetPath").Meta(steam("7")).Args(L" -stub_log -forceTargetPath \"C:\\Forced Place\\Dir\"")
+        .Run(LauncherRun(L"-steamAppId=7 -steamLocation \"c:\\forced place\\dir\" -stub_log "
+                         L"-forceTargetPath \"C:\\Forced Place\\Dir\""));
+    add("Viveport").Meta(platform("viveport")).Install(kViveInstaller).Run(GameFolderRun(kViveInstaller))
+        .Run(LauncherRun(L"-viveportApp=T1 -viveportLocation \"{target}\" -stub_log"))
+        .viveportLocation = L"{target}";
+    add("Oculus").Meta(platform("oculus")).Install(kOculusInstaller).Run(GameFolderRun(kOculusInstaller))
+        .Run(LauncherRun(L"-oculusApp=T1 -stub_log"));
+    add("Epic").Meta(platform("epic") + R"(,"epicSdkVersion":3,"epicProductId":"P")").Install(kEpicInstaller)
+        .Run(GameFolderRun(kEpicInstaller)).Run(LauncherRun(L"-epicAppId=T1 -stub_log")).Log({"Preparing Epic launch"});
+    add("Disk").Meta(platform("disk")).Install(kEpicInstaller).Run(LauncherRun(L"-stub_log"))
         .Log({"Unknown External Platform Launch"});
 
     // Launch target switches.
     add("LaunchDirectly").Args(L" -stub_log -launchDirectly").Launcher(LF::Missing).Unregistered()
-        .Runs({L"Game Folder\\Game.exe|-skipPatcherCheck -minmodeApp=T1 -stub_log -launchDirectly @args.txt"});
-    add("LaunchDirectlyWithoutPrincipalFile").Meta(R"("principalFileName":"")").Args(L" -stub_log -launchDirectly").Error(202);
+        .Run(L"Game Folder\\Game.exe|-skipPatcherCheck -minmodeApp=T1 -stub_log -launchDirectly @args.txt");
+    add("LaunchDirectlyWithoutPrincipalFile").Meta(R"("principalFileName":"")").Args(L" -stub_log -launchDirectly")
+        .Error(202);
     add("PrereleaseCheckGamePresent").Args(L" -stub_log -forcePrereleaseCheck")
-        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forcePrereleaseCheck")});
+        .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forcePrereleaseCheck"));
     add("PrereleaseCheckGameMissing").Args(L" -stub_log -forcePrereleaseCheck").Error(210).gameExe = false;
-    add("ForcedLauncherPath").Unregistered().Args(L" -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\"")
-        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\"")});
+    add("ForcedLauncherPath").Unregistered()
+        .Args(L" -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\"")
+        .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\""));
     add("ForcedLauncherPathMissing").Args(L" -stub_log -forceLauncherPath=\"{root}\\Nowhere\\Launcher.exe\"")
         .Error(204).Log({"Failed to launch process."});
     add("LauncherNotRegistered").Unregistered().Error(202);
     add("RegisteredLauncherFileMissing").Launcher(LF::Missing).Error(204);
 
     // The launcher's minimum version per store front.
-    add("SteamLauncherTooOld").Meta(steam1).Launcher(LF::V1_0_2_999).Error(209);
-    add("SteamLauncherNewer").Meta(steam1).Launcher(LF::V2_0_0_0).Runs({SteamRun(L"1")});
-    add("SteamLauncherUnversioned").Meta(steam1).Launcher(LF::Unversioned).Runs({SteamRun(L"1")});
-    add("EpicLauncherTooOld").Meta(epic).Launcher(LF::V1_0_2_999).Install(kEpicInstaller)
-        .Runs({GameFolderRun(kEpicInstaller)}).Error(209);
-    add("OculusLauncherTooOld").Meta(R"("gamePlatform":"oculus")").Launcher(LF::V1_0_2_999).Install(kOculusInstaller)
-        .Runs({GameFolderRun(kOculusInstaller)}).Error(209);
-    add("DiskLauncherOld").Meta(R"("gamePlatform":"disk")").Launcher(LF::V1_0_2_999).Runs({LauncherRun(L"-stub_log")});
-    add("DefaultLauncherOld").Launcher(LF::V1_0_2_999).Runs({defaultRun});
+    add("SteamLauncherTooOld").Meta(steam("1")).Launcher(LF::V1_0_2_999).Error(209);
+    add("SteamLauncherNewer").Meta(steam("1")).Launcher(LF::V2_0_0_0).Run(SteamRun(L"1"));
+    add("SteamLauncherUnversioned").Meta(steam("1")).Launcher(LF::Unversioned).Run(SteamRun(L"1"));
+    add("EpicLauncherTooOld").Meta(platform("epic")).Launcher(LF::V1_0_2_999).Install(kEpicInstaller)
+        .Run(GameFolderRun(kEpicInstaller)).Error(209);
+    add("OculusLauncherTooOld").Meta(platform("oculus")).Launcher(LF::V1_0_2_999).Install(kOculusInstaller)
+        .Run(GameFolderRun(kOculusInstaller)).Error(209);
+    add("DiskLauncherOld").Meta(platform("disk")).Launcher(LF::V1_0_2_999).Run(LauncherRun(L"-stub_log"));
+    add("DefaultLauncherOld").Launcher(LF::V1_0_2_999).Run(defaultRun);
     add("ForcedOldLauncherUnversioned").Args(L" -stub_log -forceOldKvoFailure").Launcher(LF::Unversioned).Error(209);
-    add("LauncherExitsWithOne").Runs({defaultRun}).Error(204).Log({"Application exited with code 1"}).launcherExit = 1;
+    add("LauncherExitsWithOne").Run(defaultRun).Error(204).Log({"Application exited with code 1"}).launcherExit = 1;
 
     // Store-front installers.
-    add("SteamInstallerPutsLauncherInPlace").Meta(steam5).Launcher(LF::Missing).Install(kSteamInstaller, 0, true)
-        .Runs({GameFolderRun(kSteamInstaller, L"/s /t"), SteamRun(L"5")});
-    add("SteamInstallerFails").Meta(steam5).Launcher(LF::Missing).Install(kSteamInstaller, 3)
-        .Runs({GameFolderRun(kSteamInstaller, L"/s /t")}).Error(205).Log({"Application exited with code 3"});
-    add("SteamInstallerFromMetadataFolder")
-        .Meta(R"("gamePlatform":"steam","steamAppIds":[5],"steamInstallerPath":"{root}\\Steam Inst")")
+    add("SteamInstallerPutsLauncherInPlace").Meta(steam("5")).Launcher(LF::Missing)
+        .Install(kSteamInstaller, 0, true).Run(GameFolderRun(kSteamInstaller, L"/s /t")).Run(SteamRun(L"5"));
+    add("SteamInstallerFails").Meta(steam("5")).Launcher(LF::Missing).Install(kSteamInstaller, 3)
+        .Run(GameFolderRun(kSteamInstaller, L"/s /t")).Error(205).Log({"Application exited with code 3"});
+    add("SteamInstallerFromMetadataFolder").Meta(steam("5") + R"(,"steamInstallerPath":"{root}\\Steam Inst")")
         .Unregistered().Install(L"{root}\\Steam Inst\\Tavrin-Games-Launcher.exe")
-        .Runs({L"Steam Inst\\Tavrin-Games-Launcher.exe|/s /t"})
+        .Run(L"Steam Inst\\Tavrin-Games-Launcher.exe|/s /t")
         .Error(202); // the stand-in installer registers nothing
-    add("SteamInstallerMissing").Meta(steam5).Unregistered().Error(205).Log({"Failed to launch process."});
-    add("EpicSkipInstallers").Meta(epic).Args(L" -stub_log -skipInstallers").Install(kEpicInstaller)
-        .Runs({LauncherRun(L"-epicAppId=T1 -stub_log -skipInstallers")});
-    add("EpicLauncherAlreadyRunning").Meta(epic).Install(kEpicInstaller).Runs({LauncherRun(L"-epicAppId=T1 -stub_log")})
-        .Log({"Launcher is already running."}).launcherRunning = true;
-    add("ViveportInstallerFails").Meta(R"("gamePlatform":"viveport")").Install(kViveInstaller, 1)
-        .Runs({GameFolderRun(kViveInstaller)}).Error(205);
+    add("SteamInstallerMissing").Meta(steam("5")).Unregistered().Error(205).Log({"Failed to launch process."});
+    add("EpicSkipInstallers").Meta(platform("epic")).Args(L" -stub_log -skipInstallers").Install(kEpicInstaller)
+        .Run(LauncherRun(L"-epicAppId=T1 -stub_log -skipInstallers"));
+    add("EpicLauncherAlreadyRunning").Meta(platform("epic")).Install(kEpicInstaller)
+        .Run(LauncherRun(L"-epicAppId=T1 -stub_log")).Log({"Launcher is already running."}).launcherRunning = true;
+    add("ViveportInstallerFails").Meta(platform("viveport")).Install(kViveInstaller, 1)
+        .Run(GameFolderRun(kViveInstaller)).Error(205);
     add("DefaultPlatformRunsNoInstaller").Install(kSteamInstaller).Install(kEpicInstaller).Install(kViveInstaller)
-        .Runs({defaultRun});
+        .Run(defaultRun);
 
     // Windows version checks.
-    add("WindowsXpWarns").Windows(L"winxp").Warning(207).Runs({defaultRun});
-    add("WindowsVistaWarns").Windows(L"vista").Warning(207).Runs({defaultRun});
+    add("WindowsXpWarns").Windows(L"winxp").Warning(207).Run(defaultRun);
+    add("WindowsVistaWarns").Windows(L"vista").Warning(207).Run(defaultRun);
     add("Windows81Stops").Windows(L"win81").Error(118);
     add("Windows7Stops").Windows(L"win7").Error(118);
-    add("ForcedXpVistaFailureWinsOverSuccess").Args(L" -stub_log -forceXpVistaSuccess -forceXpVistaFailure").Warning(207)
-        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess -forceXpVistaFailure")});
+    add("ForcedXpVistaFailureWinsOverSuccess").Args(L" -stub_log -forceXpVistaSuccess -forceXpVistaFailure")
+        .Warning(207).Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess -forceXpVistaFailure"));
     add("ForcedSp1FailureOnWindows81").Windows(L"win81").Args(L" -stub_log -forceSP1Failure").Warning(208)
-        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceSP1Failure")});
+        .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceSP1Failure"));
     add("ForcedXpVistaSuccessOnXp").Windows(L"winxp").Args(L" -stub_log -forceXpVistaSuccess")
         .Warning(208) // XP has no Windows 7 service pack
-        .Runs({LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess")});
-    add("ForcedPassesOnXpMeetWindows10Check").Windows(L"winxp").Args(L" -stub_log -forceXpVistaSuccess -forceSP1Success")
+        .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess"));
+    add("ForcedPassesOnXpMeetWindows10Check").Windows(L"winxp")
+        .Args(L" -stub_log -forceXpVistaSuccess -forceSP1Success")
         .Error(118); // both forced checks pass, so the Windows 10 check runs
 
     // Finding the metadata.
-    add("PlainJsonMetadata").Place(MP::BesidePlain).Runs({defaultRun});
-    add("MetadataTwoFoldersAbove").Place(MP::TwoAboveContainer).Meta(R"("gamePlatform":"steam","steamAppIds":[9])")
-        .Runs({SteamRun(L"9")});
+    add("PlainJsonMetadata").Place(MP::BesidePlain).Run(defaultRun);
+    add("MetadataTwoFoldersAbove").Place(MP::TwoAboveContainer).Meta(steam("9")).Run(SteamRun(L"9"));
     add("MetadataMissing").Place(MP::Missing).Error(299).Log({"Problem loading metadata from disk!"});
     add("MetadataOnlyInWorkingDirectory").Place(MP::WorkingDirOnly).Error(299);
     add("MetadataCorrupt").Place(MP::Corrupt).Error(299);
@@ -365,7 +365,8 @@ void SetString(HKEY root, const std::wstring& key, const wchar_t* name, const wc
     if (!value)
         RegDeleteKeyValueW(root, key.c_str(), name);
     else
-        RegSetKeyValueW(root, key.c_str(), name, REG_SZ, value, static_cast<DWORD>((wcslen(value) + 1) * sizeof(wchar_t)));
+        RegSetKeyValueW(root, key.c_str(), name, REG_SZ, value,
+                        static_cast<DWORD>((wcslen(value) + 1) * sizeof(wchar_t)));
 }
 
 // The launcher's install folder (nullptr: none registered).
@@ -549,10 +550,10 @@ protected:
             if (path.find(L':') == std::wstring::npos)
                 path = m_Game + L"\\" + path;
             ASSERT_NO_FATAL_FAILURE(Copy(L"e2e_recorder.exe", path, installer.exitCode));
-            const std::string copy = ToUtf8(BinFolder() + L"\\e2e_recorder_1_0_3_0.exe") + "\n" + ToUtf8(launcher) + "\n";
-            if (installer.installsLauncher)
+            if (installer.installsLauncher) // the installer copies this launcher into place
             {
-                ASSERT_TRUE(WriteBytes(path + L".copy", copy));
+                ASSERT_TRUE(WriteBytes(path + L".copy", ToUtf8(BinFolder() + L"\\e2e_recorder_1_0_3_0.exe\n" +
+                                                               launcher + L"\n")));
             }
         }
         SetStubWindowsVersion(c.windowsVersion);
