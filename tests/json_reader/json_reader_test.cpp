@@ -2,6 +2,7 @@
 #include "json/json_text.h"
 
 #include "support/capture_sink.h"
+#include "support/table_rows.h"
 
 #include <gtest/gtest.h>
 
@@ -45,25 +46,11 @@ std::string ValueText(const JsonReader& r)
         const bool ok = d.root.call;                                                                              \
         return std::make_pair(ok, v);                                                                             \
     }()
-template <typename T>
-T Initial()
+
+std::string ByName(const JsonReader& parent, const std::string& name)
 {
-    return T(99);
-}
-template <>
-std::string Initial<std::string>()
-{
-    return "99";
-}
-template <typename T>
-std::pair<bool, T> Ok(T v)
-{
-    return {true, v};
-}
-template <typename T>
-std::pair<bool, T> Refused()
-{
-    return {false, Initial<T>()};
+    JsonReader m;
+    return parent.FindMember(name.c_str(), m) ? ValueText(m) : "<none>";
 }
 
 std::vector<std::string> Children(const JsonReader& parent)
@@ -81,9 +68,7 @@ TEST(JsonReader, SeparatorsAndNameFormsAreAlike)
     {
         Doc d(text);
         ASSERT_TRUE(d.ok) << text;
-        JsonReader a;
-        ASSERT_TRUE(d.root.FindMember("a", a)) << text;
-        EXPECT_EQ(ValueText(a), "1") << text;
+        EXPECT_EQ(ByName(d.root, "a"), "1") << text;
         int32_t v = 0;
         EXPECT_TRUE(d.root.GetInt32("a", v));
         EXPECT_EQ(v, 1);
@@ -131,37 +116,30 @@ TEST(JsonReader, ElementSpansAndRebasing)
 
 TEST(JsonReader, ParseOutcomes)
 {
-    struct Case
+    for (auto [text, ok, value] : Rows<std::string, bool, const char*>{
+             {"abc", true, "abc"},
+             {"  abc def", true, "abc"},
+             {"{}", true, "{}"},
+             {"[]", true, "[]"},
+             {"\"str\"", true, "str"},
+             {"", false, ""},
+             {" \t\r\n\v ", false, ""},
+             {"\f", true, "\f"}, // form feed is no blank: it starts a token
+             {"}", false, ""},
+             {",", false, ""},
+             {"{\"a\":1", false, ""},
+             {"\"open", false, ""},
+             {"[\"]\"", false, ""},
+             {"n: 5", true, "5"},
+             {"\"\": 5", false, ""},
+             {"n:", false, ""},
+             {"n: ,", true, ","}, // a token always takes its first character
+             {"{a:1}\0{b:2}", true, "{a:1}"}})
     {
-        const char* text;
-        bool ok;
-        const char* value;
-    } cases[] = {
-        {"abc", true, "abc"},
-        {"  abc def", true, "abc"},
-        {"{}", true, "{}"},
-        {"[]", true, "[]"},
-        {"\"str\"", true, "str"},
-        {"", false, ""},
-        {" \t\r\n\v ", false, ""},
-        {"\f", true, "\f"}, // form feed is no blank: it starts a token
-        {"}", false, ""},
-        {",", false, ""},
-        {"{\"a\":1", false, ""},
-        {"\"open", false, ""},
-        {"[\"]\"", false, ""},
-        {"n: 5", true, "5"},
-        {"\"\": 5", false, ""},
-        {"n:", false, ""},
-        {"n: ,", true, ","}, // a token always takes its first character
-        {"{a:1}\0{b:2}", true, "{a:1}"},
-    };
-    for (const Case& c : cases)
-    {
-        Doc d(c.text);
-        EXPECT_EQ(d.ok, c.ok) << c.text;
-        EXPECT_EQ(d.root.IsValid(), c.ok) << c.text;
-        EXPECT_EQ(ValueText(d.root), c.value) << c.text;
+        Doc d(text);
+        EXPECT_EQ(d.ok, ok) << text;
+        EXPECT_EQ(d.root.IsValid(), ok) << text;
+        EXPECT_EQ(ValueText(d.root), value) << text;
     }
     JsonReader r;
     EXPECT_FALSE(r.Parse(nullptr, 5));
@@ -225,9 +203,7 @@ TEST(JsonReader, IterationAndSeparators)
     Doc d("{a:1,,b:2 , ,c:3,}");
     ASSERT_TRUE(d.ok);
     EXPECT_EQ(Children(d.root), (std::vector<std::string>{"1", "2", "3"}));
-    JsonReader b;
-    EXPECT_TRUE(d.root.FindMember("b", b));
-    EXPECT_EQ(ValueText(b), "2");
+    EXPECT_EQ(ByName(d.root, "b"), "2");
     Doc arr("[\"a,b\", {x:\"]\"}, [1,[2]]]");
     ASSERT_TRUE(arr.ok);
     EXPECT_EQ(Children(arr.root), (std::vector<std::string>{"a,b", "{x:\"]\"}", "[1,[2]]"}));
@@ -435,10 +411,7 @@ TEST(JsonReader, ClearAndConstruct)
     EXPECT_TRUE(r.GetRawString(out));
     EXPECT_EQ(out, "");
 }
-} // namespace
 
-namespace
-{
 // Every member found by name must be the first child of that name that a plain
 // walk meets, whatever order and repetition the lookups come in.
 std::string FirstByWalk(const JsonReader& parent, const std::string& name)
@@ -448,12 +421,6 @@ std::string FirstByWalk(const JsonReader& parent, const std::string& name)
         if (child.HasName() && std::string(child.text + child.nameOffset, child.nameLength) == name)
             return ValueText(child);
     return "<none>";
-}
-
-std::string ByName(const JsonReader& parent, const std::string& name)
-{
-    JsonReader m;
-    return parent.FindMember(name.c_str(), m) ? ValueText(m) : "<none>";
 }
 
 TEST(JsonReaderLookup, RepeatedLookupsAgreeWithTheWalk)
@@ -515,10 +482,7 @@ TEST(JsonReaderLookup, InterleavedContainers)
         EXPECT_EQ(ByName(o1, "x"), "1");
     }
 }
-} // namespace
 
-namespace
-{
 TEST(JsonReaderLookup, ThreadsReadTheirOwnAndSharedDocuments)
 {
     Doc shared(R"({"a":1,"b":2,"c":3})");

@@ -1,11 +1,12 @@
 #include "json/json_text.h"
 
+#include "support/table_rows.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <string>
-#include <utility>
 
 namespace
 {
@@ -19,19 +20,9 @@ int32_t Len(const char* s)
 template <typename T>
 std::pair<bool, T> Conv(bool (*fn)(const char*, int32_t, T&), const char* text, int32_t length = -1)
 {
-    T v = static_cast<T>(99);
+    T v = Initial<T>();
     const bool ok = fn(text, length < 0 ? Len(text) : length, v);
     return {ok, v};
-}
-template <typename T>
-std::pair<bool, T> Ok(T v)
-{
-    return {true, v};
-}
-template <typename T>
-std::pair<bool, T> Refused()
-{
-    return {false, static_cast<T>(99)};
 }
 
 TEST(JsonTextClasses, MembershipAtTheEdges)
@@ -58,22 +49,14 @@ TEST(JsonTextClasses, MembershipAtTheEdges)
 
 TEST(JsonTextEscapes, DecodeEscapeTable)
 {
-    struct Case
-    {
-        const char* after;
-        uint32_t cp;
-        int32_t used;
-    } cases[] = {
-        {"b", 0x08, 1},      {"f", 0x0C, 1},       {"n", 0x0A, 1},       {"r", 0x0D, 1},  {"t", 0x09, 1},
-        {"\"", '"', 1},      {"/", '/', 1},        {"\\", '\\', 1},      {"q", 'q', 1},   {"u12\"", 0x12, 3},
-        {"uZZ", 'u', 1},     {"u00e9x", 0xE9, 5},  {"u12345", 0x1234, 5}, {"u", 'u', 1},
-        {"\xC3", 0xFFFFFFC3u, 1},
-    };
-    for (const Case& c : cases)
+    for (auto [after, codePoint, used] : Rows<const char*, uint32_t, int32_t>{
+             {"b", 0x08, 1},   {"f", 0x0C, 1},      {"n", 0x0A, 1},       {"r", 0x0D, 1},   {"t", 0x09, 1},
+             {"\"", '"', 1},   {"/", '/', 1},       {"\\", '\\', 1},     {"q", 'q', 1},    {"u12\"", 0x12, 3},
+             {"uZZ", 'u', 1},  {"u00e9x", 0xE9, 5}, {"u12345", 0x1234, 5}, {"u", 'u', 1},    {"\xC3", 0xFFFFFFC3u, 1}})
     {
         uint32_t cp = 0;
-        EXPECT_EQ(DecodeEscape(c.after, cp), c.used) << c.after;
-        EXPECT_EQ(cp, c.cp) << c.after;
+        EXPECT_EQ(DecodeEscape(after, cp), used) << after;
+        EXPECT_EQ(cp, codePoint) << after;
     }
     // The bounded form stops at the end of what is available.
     uint32_t cp = 7;
@@ -84,20 +67,19 @@ TEST(JsonTextEscapes, DecodeEscapeTable)
 
 TEST(JsonTextUtf8, EncodeAndDecode)
 {
-    struct Case
-    {
-        uint32_t cp;
-        const char* bytes;
-    } cases[] = {{0x41, "A"},           {0xE9, "\xC3\xA9"},       {0x7FF, "\xDF\xBF"},
-                 {0x800, "\xE0\xA0\x80"}, {0xD800, "\xED\xA0\x80"}, {0x10FFFF, "\xF4\x8F\xBF\xBF"}};
-    for (const Case& c : cases)
+    for (auto [cp, bytes] : Rows<uint32_t, const char*>{{0x41, "A"},
+                                                         {0xE9, "\xC3\xA9"},
+                                                         {0x7FF, "\xDF\xBF"},
+                                                         {0x800, "\xE0\xA0\x80"},
+                                                         {0xD800, "\xED\xA0\x80"},
+                                                         {0x10FFFF, "\xF4\x8F\xBF\xBF"}})
     {
         char out[4] = {};
-        uint32_t n = EncodeUtf8(c.cp, out);
-        ASSERT_EQ(n, std::strlen(c.bytes)) << std::hex << c.cp;
-        EXPECT_EQ(std::string(out, n), c.bytes);
+        uint32_t n = EncodeUtf8(cp, out);
+        ASSERT_EQ(n, std::strlen(bytes)) << std::hex << cp;
+        EXPECT_EQ(std::string(out, n), bytes);
         int32_t pos = 0;
-        EXPECT_EQ(DecodeUtf8(c.bytes, pos), c.cp);
+        EXPECT_EQ(DecodeUtf8(bytes, pos), cp);
         EXPECT_EQ(pos, static_cast<int32_t>(n));
     }
     char out[4] = {'x', 'x', 'x', 'x'};
@@ -108,25 +90,17 @@ TEST(JsonTextUtf8, EncodeAndDecode)
 
 TEST(JsonTextUtf8, DecodeOddInput)
 {
-    struct Case
+    // (text, length or -1 for the unbounded form, start, code point, end)
+    for (auto [text, length, from, cp, to] : Rows<const char*, int32_t, int32_t, uint32_t, int32_t>{
+             {"a\x85z", -1, 1, 0x85u, 2}, // a stray continuation byte is its own value
+             {"", -1, 0, 0u, 0},
+             {"abc", -1, -1, 0u, -1},
+             {"abc", -1, 3, 0u, 3},
+             {"\xC3\xA9", 1, 0, 0xC3u, 1}}) // a sequence cut by the length decodes only what is inside
     {
-        const char* text;
-        int32_t length; // -1: the unbounded form
-        int32_t from;
-        uint32_t cp;
-        int32_t to;
-    } cases[] = {
-        {"a\x85z", -1, 1, 0x85u, 2}, // a stray continuation byte is its own value
-        {"", -1, 0, 0u, 0},
-        {"abc", -1, -1, 0u, -1},
-        {"abc", -1, 3, 0u, 3},
-        {"\xC3\xA9", 1, 0, 0xC3u, 1}, // a sequence cut by the length decodes only what is inside
-    };
-    for (const Case& c : cases)
-    {
-        int32_t pos = c.from;
-        EXPECT_EQ(c.length < 0 ? DecodeUtf8(c.text, pos) : DecodeUtf8(c.text, c.length, pos), c.cp) << c.text;
-        EXPECT_EQ(pos, c.to) << c.text;
+        int32_t pos = from;
+        EXPECT_EQ(length < 0 ? DecodeUtf8(text, pos) : DecodeUtf8(text, length, pos), cp) << text;
+        EXPECT_EQ(pos, to) << text;
     }
     // A run of continuation bytes longer than a sequence is taken four at most.
     int32_t pos = 0;
@@ -136,19 +110,12 @@ TEST(JsonTextUtf8, DecodeOddInput)
 
 TEST(JsonTextConvert, SignedIntegers)
 {
-    struct Case
-    {
-        const char* text;
-        bool ok;
-        int32_t value;
-    } cases[] = {
-        {"0x1F", true, 31},  {"0X1f", true, 31},   {"-12", true, -12},   {"010", true, 8}, {"08", true, 0},
-        {"12abc", true, 12}, {" \t\f+7", true, 7}, {"-0x10", true, -16}, {"0xg", true, 0}, {"abc", false, 99},
-        {"", false, 99},     {"-", false, 99},     {"+ 5", false, 99},   {"4294967297", true, 1},
-        {"-2147483649", true, 2147483647},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(Conv(TextToInt32, c.text), std::make_pair(c.ok, c.value)) << c.text;
+    for (auto [text, ok, value] : Rows<const char*, bool, int32_t>{
+             {"0x1F", true, 31},  {"0X1f", true, 31},   {"-12", true, -12},   {"010", true, 8}, {"08", true, 0},
+             {"12abc", true, 12}, {" \t\f+7", true, 7}, {"-0x10", true, -16}, {"0xg", true, 0}, {"abc", false, 99},
+             {"", false, 99},     {"-", false, 99},     {"+ 5", false, 99},   {"4294967297", true, 1},
+             {"-2147483649", true, 2147483647}})
+        EXPECT_EQ(Conv(TextToInt32, text), std::make_pair(ok, value)) << text;
     EXPECT_EQ(Conv(TextToInt8, "200"), Ok<int8_t>(-56));
     EXPECT_EQ(Conv(TextToInt8, "0x7f"), Ok<int8_t>(127));
     EXPECT_EQ(Conv(TextToInt16, "070000"), Ok<int16_t>(28672)); // octal
@@ -190,24 +157,17 @@ TEST(JsonTextConvert, LengthBoundsTheRead)
 
 TEST(JsonTextConvert, FloatingPoint)
 {
-    struct Case
+    for (auto [text, ok, value] : Rows<const char*, bool, double>{
+             {"1.5", true, 1.5}, {"-2.25e2", true, -225}, {"  .5", true, 0.5}, {"3.", true, 3},  {"1e", true, 1},
+             {"1e+", true, 1},   {"7E-1x", true, 0.7},    {"0x10", true, 0},   {"abc", false, 0}, {".", false, 0},
+             {"-", false, 0},    {"", false, 0}})
     {
-        const char* text;
-        bool ok;
-        double value;
-    } cases[] = {
-        {"1.5", true, 1.5},  {"-2.25e2", true, -225}, {"  .5", true, 0.5}, {"3.", true, 3},  {"1e", true, 1},
-        {"1e+", true, 1},    {"7E-1x", true, 0.7},    {"0x10", true, 0},   {"abc", false, 0}, {".", false, 0},
-        {"-", false, 0},     {"", false, 0},
-    };
-    for (const Case& c : cases)
-    {
-        const auto d = Conv(TextToDouble, c.text);
-        EXPECT_EQ(d.first, c.ok) << c.text;
-        EXPECT_DOUBLE_EQ(d.second, c.ok ? c.value : 99) << c.text;
-        const auto f = Conv(TextToFloat, c.text);
-        EXPECT_EQ(f.first, c.ok) << c.text;
-        EXPECT_FLOAT_EQ(f.second, c.ok ? static_cast<float>(c.value) : 99.0f) << c.text;
+        const auto d = Conv(TextToDouble, text);
+        EXPECT_EQ(d.first, ok) << text;
+        EXPECT_DOUBLE_EQ(d.second, ok ? value : 99) << text;
+        const auto f = Conv(TextToFloat, text);
+        EXPECT_EQ(f.first, ok) << text;
+        EXPECT_FLOAT_EQ(f.second, ok ? static_cast<float>(value) : 99.0f) << text;
     }
     double d = 0;
     EXPECT_TRUE(TextToDouble("-Infinity", 9, d));
@@ -233,18 +193,17 @@ TEST(JsonTextConvert, ReadFormatSettingIsUsed)
 
 TEST(JsonTextConvert, BoolAndNull)
 {
-    struct Case
+    for (auto [text, ok, value] : Rows<const char*, bool, bool>{{"TRUE", true, true},
+                                                                 {"True", true, true},
+                                                                 {"fAlSe", true, false},
+                                                                 {"true1", false, false},
+                                                                 {"1", false, false},
+                                                                 {"tru", false, false},
+                                                                 {"", false, false}})
     {
-        const char* text;
-        bool ok;
-        bool value;
-    } cases[] = {{"TRUE", true, true},  {"True", true, true}, {"fAlSe", true, false}, {"true1", false, false},
-                 {"1", false, false},   {"tru", false, false}, {"", false, false}};
-    for (const Case& c : cases)
-    {
-        bool b = !c.value;
-        EXPECT_EQ(TextToBool(c.text, Len(c.text), b), c.ok) << c.text;
-        EXPECT_EQ(b, c.ok ? c.value : !c.value) << c.text;
+        bool b = !value;
+        EXPECT_EQ(TextToBool(text, Len(text), b), ok) << text;
+        EXPECT_EQ(b, ok ? value : !value) << text;
     }
     EXPECT_TRUE(TextIsNull("NULL", 4));
     EXPECT_TRUE(TextIsNull("nullable", 8));
@@ -259,11 +218,9 @@ TEST(JsonTextConvert, BoolAndNull)
 
 TEST(JsonTextBase64, Sizes)
 {
-    EXPECT_EQ(Base64EncodedSize(0), 1u);
-    EXPECT_EQ(Base64EncodedSize(1), 5u);
-    EXPECT_EQ(Base64EncodedSize(3), 5u);
-    EXPECT_EQ(Base64EncodedSize(4), 9u);
-    EXPECT_EQ(Base64EncodedSize(0xFFFFFFFFu), 0xFFFFFFFFu); // saturates instead of wrapping
+    // The last saturates instead of wrapping.
+    for (auto [size, encoded] : Rows<uint32_t, uint32_t>{{0, 1}, {1, 5}, {3, 5}, {4, 9}, {0xFFFFFFFFu, 0xFFFFFFFFu}})
+        EXPECT_EQ(Base64EncodedSize(size), encoded) << size;
     EXPECT_EQ(Base64DecodedSize("QQ==", kBase64ToNul), 1u);
     EXPECT_EQ(Base64DecodedSize("QUJD", kBase64ToNul), 3u);
     EXPECT_EQ(Base64DecodedSize("QUJD", 2), 1u);
@@ -273,26 +230,26 @@ TEST(JsonTextBase64, Sizes)
 
 TEST(JsonTextBase64, EncodeKnownVectors)
 {
-    struct Case
-    {
-        const char* in;
-        const char* out;
-    } cases[] = {{"A", "QQ=="},         {"f", "Zg=="},        {"fo", "Zm8="},         {"foo", "Zm9v"},
-                 {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}, {"\xFF\xFE\xFD", "//79"}};
-    for (const Case& c : cases)
+    for (auto [in, encoded] : Rows<const char*, const char*>{{"A", "QQ=="},
+                                                              {"f", "Zg=="},
+                                                              {"fo", "Zm8="},
+                                                              {"foo", "Zm9v"},
+                                                              {"foob", "Zm9vYg=="},
+                                                              {"fooba", "Zm9vYmE="},
+                                                              {"foobar", "Zm9vYmFy"},
+                                                              {"\xFF\xFE\xFD", "//79"}})
     {
         char out[32];
         std::memset(out, 'x', sizeof out);
         uint32_t n = 0;
-        ASSERT_TRUE(Base64Encode(c.in, static_cast<uint32_t>(std::strlen(c.in)), out, sizeof out, &n)) << c.in;
-        EXPECT_STREQ(out, c.out);
-        EXPECT_EQ(n, std::strlen(c.out) + 1);
+        ASSERT_TRUE(Base64Encode(in, static_cast<uint32_t>(std::strlen(in)), out, sizeof out, &n)) << in;
+        EXPECT_STREQ(out, encoded);
+        EXPECT_EQ(n, std::strlen(encoded) + 1);
         EXPECT_EQ(out[sizeof out - 1], '\0'); // the whole capacity is cleared
-
         uint8_t back[16];
         uint32_t m = 99;
-        ASSERT_TRUE(Base64Decode(c.out, sizeof back, back, m)) << c.out;
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(back), m), c.in);
+        ASSERT_TRUE(Base64Decode(encoded, sizeof back, back, m)) << encoded;
+        EXPECT_EQ(std::string(reinterpret_cast<char*>(back), m), in);
     }
 }
 
@@ -328,18 +285,11 @@ TEST(JsonTextBase64, IsBase64Canonical)
 {
     const std::string ok(1020, 'A');
     const std::string tooLong(1024, 'A');
-    struct Case
-    {
-        const char* text;
-        uint32_t length;
-        bool expected;
-    } cases[] = {
-        {"QQ", 0, true},     {"QQ==", 0, true},      {"QR==", 0, false},        {"", 0, false},
-        {"QQ=", 0, true},    {"QQ===", 0, false},    {"Q", 0, false},           {"QUJD", 0, true},
-        {"QU JD", 0, false}, {"QUJD!!", 4, true},    {"=QQ=", 0, false},        {"Zm9vYmFy", 0, true},
-        {nullptr, 0, false}, {ok.c_str(), 0, true}, {tooLong.c_str(), 0, false},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(IsBase64(c.text, c.length), c.expected) << (c.text ? c.text : "(null)");
+    for (auto [text, length, expected] : Rows<const char*, uint32_t, bool>{
+             {"QQ", 0, true},     {"QQ==", 0, true},     {"QR==", 0, false},         {"", 0, false},
+             {"QQ=", 0, true},    {"QQ===", 0, false},   {"Q", 0, false},            {"QUJD", 0, true},
+             {"QU JD", 0, false}, {"QUJD!!", 4, true},   {"=QQ=", 0, false},         {"Zm9vYmFy", 0, true},
+             {nullptr, 0, false}, {ok.c_str(), 0, true}, {tooLong.c_str(), 0, false}})
+        EXPECT_EQ(IsBase64(text, length), expected) << (text ? text : "(null)");
 }
 } // namespace

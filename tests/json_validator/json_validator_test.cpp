@@ -1,6 +1,7 @@
 #include "json/json_validator.h"
 
 #include "support/capture_sink.h"
+#include "support/table_rows.h"
 
 #include <gtest/gtest.h>
 
@@ -12,14 +13,6 @@ namespace
 
 const std::string kPrefix = "JSON Validation Error: ";
 
-struct Case
-{
-    const char* label;
-    std::string text;
-    bool valid;
-    std::vector<std::string> lines; // without the common prefix
-};
-
 std::vector<std::string> Prefixed(const std::vector<std::string>& lines)
 {
     std::vector<std::string> out;
@@ -28,11 +21,16 @@ std::vector<std::string> Prefixed(const std::vector<std::string>& lines)
     return out;
 }
 
-void RunValidate(const Case& c)
+// Rows of (label, text, logged lines without the common prefix): a document
+// is valid exactly when nothing is logged.
+void RunValidate(const Rows<const char*, std::string, std::vector<std::string>>& rows)
 {
-    ScopedLogCapture capture;
-    EXPECT_EQ(JsonValidator::Validate(c.text.c_str(), static_cast<int32_t>(c.text.size())), c.valid) << c.label;
-    EXPECT_EQ(capture.lines, Prefixed(c.lines)) << c.label;
+    for (auto [label, text, lines] : rows)
+    {
+        ScopedLogCapture capture;
+        EXPECT_EQ(JsonValidator::Validate(text.c_str(), static_cast<int32_t>(text.size())), lines.empty()) << label;
+        EXPECT_EQ(capture.lines, Prefixed(lines)) << label;
+    }
 }
 
 std::string Nest(int levels, char open, char close, const std::string& inner = "")
@@ -54,40 +52,36 @@ std::string NestObjects(int levels)
 
 TEST(JsonValidator, AcceptsStrictDocuments)
 {
-    const std::vector<Case> cases = {
-        {"empty object", "{}", true, {}},
-        {"empty array", "[]", true, {}},
+    RunValidate({
+        {"empty object", "{}", {}},
+        {"empty array", "[]", {}},
         {"all value kinds", "{\"s\":\"x\",\"n\":-12.5e+3,\"z\":0,\"t\":true,\"f\":false,\"u\":null,\"a\":[1,{}],"
                             "\"o\":{\"p\":[]}}",
-         true, {}},
-        {"numbers", "[0, -0, 1.5, 0.25E2, 1e-3, 12E+1, 9876543210]", true, {}},
-        {"escapes", "[\"\\\" \\\\ \\/ \\b \\f \\n \\r \\t \\u00e9 \\uABcd\"]", true, {}},
-        {"non-ASCII in a string", "[\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"]", true, {}},
-        {"blanks around, vertical tab included", " \t\r\n\v[ 1 , 2 ]\v\n ", true, {}},
-        {"32 levels of arrays", Nest(32, '[', ']'), true, {}},
-        {"32 levels of objects", NestObjects(32), true, {}},
-    };
-    for (const auto& c : cases)
-        RunValidate(c);
+         {}},
+        {"numbers", "[0, -0, 1.5, 0.25E2, 1e-3, 12E+1, 9876543210]", {}},
+        {"escapes", "[\"\\\" \\\\ \\/ \\b \\f \\n \\r \\t \\u00e9 \\uABcd\"]", {}},
+        {"non-ASCII in a string", "[\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"]", {}},
+        {"blanks around, vertical tab included", " \t\r\n\v[ 1 , 2 ]\v\n ", {}},
+        {"32 levels of arrays", Nest(32, '[', ']'), {}},
+        {"32 levels of objects", NestObjects(32), {}},
+    });
 }
 
 TEST(JsonValidator, FirstCharacterAndTrailingText)
 {
-    const std::vector<Case> cases = {
-        {"blank text", "  \n ", false, {"line 2, character '"}}, // %c of the terminator ends the line early
-        {"bare word", "abc", false,
+    RunValidate({
+        {"blank text", "  \n ", {"line 2, character '"}}, // %c of the terminator ends the line early
+        {"bare word", "abc",
          {"line 1, character 'a' was not { or [", "line 1 char 1, extra data following end of first object",
           "extra content = 'abc'"}},
-        {"form feed is no blank", "\f[1]", false,
+        {"form feed is no blank", "\f[1]",
          {"line 1, character '\f' was not { or [", "line 1 char 1, extra data following end of first object",
           "extra content = '\f[1]'"}},
-        {"text after the root", "[1] x", false,
+        {"text after the root", "[1] x",
          {"line 1 char 5, extra data following end of first object", "extra content = 'x'"}},
-        {"second root", "{}\n{}", false,
+        {"second root", "{}\n{}",
          {"line 2 char 1, extra data following end of first object", "extra content = '{}'"}},
-    };
-    for (const auto& c : cases)
-        RunValidate(c);
+    });
 
     ScopedLogCapture capture;
     EXPECT_FALSE(JsonValidator::Validate("", 0));
@@ -97,37 +91,35 @@ TEST(JsonValidator, FirstCharacterAndTrailingText)
 
 TEST(JsonValidator, ReportsPositionOfFirstError)
 {
-    const std::vector<Case> cases = {
-        {"trailing comma in array", "[1,]", false, {"line 1 char 4, reading a value, found unexpected char ']'"}},
-        {"leading zero", "{\"a\":01}", false, {"line 1 char 8, reading object, expected '}' and got '1'"}},
-        {"missing colon", "{\"a\" 1}", false, {"line 1 char 7, reading object, expected ':' and got '1'"}},
-        {"bare member name", "{a:1}", false, {"line 1 char 3, expected '\"' and got 'a'"}},
-        {"equals syntax", "{\"a\"=1}", false, {"line 1 char 6, reading object, expected ':' and got '='"}},
-        {"missing array comma", "[1 2]", false, {"line 1 char 5, reading array, expected ']' and got '2'"}},
-        {"literal followed by letters", "[truex]", false, {"line 1 char 7, reading array, expected ']' and got 'x'"}},
-        {"misspelt literal", "[tru]", false, {"line 1 char 6, reading literal \"true\" and got ']'"}},
-        {"misspelt null", "[nul1]", false, {"line 1 char 6, reading literal \"null\" and got '1'"}},
-        {"DEL in a string", "[\"\x7F\"]", false, {"line 1 char 4, found a control character 0x7f while parsing string"}},
-        {"tab in a string", "[\"a\tb\"]", false, {"line 1 char 5, found a control character 0x9 while parsing string"}},
-        {"unterminated string", "[\"ab", false, {"line 1 char 6, found a control character 0x0 while parsing string"}},
-        {"bad escape letter", "[\"\\x\"]", false,
+    RunValidate({
+        {"trailing comma in array", "[1,]", {"line 1 char 4, reading a value, found unexpected char ']'"}},
+        {"leading zero", "{\"a\":01}", {"line 1 char 8, reading object, expected '}' and got '1'"}},
+        {"missing colon", "{\"a\" 1}", {"line 1 char 7, reading object, expected ':' and got '1'"}},
+        {"bare member name", "{a:1}", {"line 1 char 3, expected '\"' and got 'a'"}},
+        {"equals syntax", "{\"a\"=1}", {"line 1 char 6, reading object, expected ':' and got '='"}},
+        {"missing array comma", "[1 2]", {"line 1 char 5, reading array, expected ']' and got '2'"}},
+        {"literal followed by letters", "[truex]", {"line 1 char 7, reading array, expected ']' and got 'x'"}},
+        {"misspelt literal", "[tru]", {"line 1 char 6, reading literal \"true\" and got ']'"}},
+        {"misspelt null", "[nul1]", {"line 1 char 6, reading literal \"null\" and got '1'"}},
+        {"DEL in a string", "[\"\x7F\"]", {"line 1 char 4, found a control character 0x7f while parsing string"}},
+        {"tab in a string", "[\"a\tb\"]", {"line 1 char 5, found a control character 0x9 while parsing string"}},
+        {"unterminated string", "[\"ab", {"line 1 char 6, found a control character 0x0 while parsing string"}},
+        {"bad escape letter", "[\"\\x\"]",
          {"line 1 char 5, found an invalid escape sequence '\\x' while parsing string"}},
-        {"bad hex digit", "[\"\\u12G4\"]", false,
+        {"bad hex digit", "[\"\\u12G4\"]",
          {"line 1 char 8, found an invalid hex digit 'G' while parsing unicode escape sequence"}},
-        {"sign without digits", "[-x]", false, {"line 1 char 3, expected a digit and got 'x'"}},
-        {"fraction without digits", "[1.]", false, {"line 1 char 4, expected a digit and got ']'"}},
-        {"exponent without digits", "[1e+]", false, {"line 1 char 5, expected a digit and got ']'"}},
-        {"plus sign", "[+1]", false, {"line 1 char 2, reading a value, found unexpected char '+'"}},
-        {"line feed moves to the next line", "[1,\n x]", false,
+        {"sign without digits", "[-x]", {"line 1 char 3, expected a digit and got 'x'"}},
+        {"fraction without digits", "[1.]", {"line 1 char 4, expected a digit and got ']'"}},
+        {"exponent without digits", "[1e+]", {"line 1 char 5, expected a digit and got ']'"}},
+        {"plus sign", "[+1]", {"line 1 char 2, reading a value, found unexpected char '+'"}},
+        {"line feed moves to the next line", "[1,\n x]",
          {"line 2 char 2, reading a value, found unexpected char 'x'"}},
-        {"a multi-byte character is one column", "[\"\xC3\xA9\" x]", false,
+        {"a multi-byte character is one column", "[\"\xC3\xA9\" x]",
          {"line 1 char 7, reading array, expected ']' and got 'x'"}},
-        {"33 levels of arrays", Nest(33, '[', ']'), false, {"Depth exceeds maxium (32)"}},
-        {"33 levels of objects", NestObjects(33), false, {"Depth exceeds maxium (32)"}},
-        {"unclosed object", "{\"a\":1", false, {"line 1 char 8, reading object, expected '}' and got '"}},
-    };
-    for (const auto& c : cases)
-        RunValidate(c);
+        {"33 levels of arrays", Nest(33, '[', ']'), {"Depth exceeds maxium (32)"}},
+        {"33 levels of objects", NestObjects(33), {"Depth exceeds maxium (32)"}},
+        {"unclosed object", "{\"a\":1", {"line 1 char 8, reading object, expected '}' and got '"}},
+    });
 }
 
 TEST(JsonValidator, LengthBoundsTheDocument)

@@ -2,6 +2,7 @@
 #include "json/json_writer.h"
 
 #include "support/capture_sink.h"
+#include "support/table_rows.h"
 
 #include <gtest/gtest.h>
 
@@ -40,6 +41,14 @@ std::string Produce(bool equals, const std::function<void(JsonWriter&)>& body, u
     return w.GetBuffer();
 }
 
+// Writes one member with `write`, which must give true, into an open object.
+std::string InObject(bool equals, const std::function<bool(JsonWriter&)>& write)
+{
+    return Produce(equals, [&](JsonWriter& w) {
+        w.Begin(nullptr);
+        EXPECT_TRUE(write(w));
+    });
+}
 } // namespace
 
 TEST(JsonWriter, SampleDocumentInBothSyntaxes)
@@ -52,14 +61,9 @@ TEST(JsonWriter, SampleDocumentInBothSyntaxes)
 
 TEST(JsonWriter, ScalarValues)
 {
-    struct Case
-    {
-        const char* label;
-        std::function<bool(JsonWriter&)> write;
-        const char* json;
-        const char* equals;
-    };
-    const std::vector<Case> cases = {
+    // (label, write, JSON text, equals text)
+    using Write = std::function<bool(JsonWriter&)>;
+    for (auto [label, write, json, equalsText] : Rows<const char*, Write, const char*, const char*>{
         {"int32", [](JsonWriter& w) { return w.Write("v", INT32_MIN); }, "\"v\":-2147483648", "v=-2147483648"},
         {"int64", [](JsonWriter& w) { return w.Write("v", INT64_MIN); }, "\"v\":-9223372036854775808",
          "v=-9223372036854775808"},
@@ -84,22 +88,12 @@ TEST(JsonWriter, ScalarValues)
          "v=[1,\"x\"]"},
         {"binary", [](JsonWriter& w) { return w.WriteBinary("v", "A", 1); }, "\"v\":\"QQ==\"", "v=QQ=="},
         {"binary of nothing", [](JsonWriter& w) { return w.WriteBinary("v", "", 0); }, "", ""},
-        {"escaped name", [](JsonWriter& w) { return w.Write("a\"b", 1); }, "\"a\\\"b\":1", "a\\\"b=1"},
-    };
-    for (const auto& c : cases)
+        {"escaped name", [](JsonWriter& w) { return w.Write("a\"b", 1); }, "\"a\\\"b\":1", "a\\\"b=1"}})
     {
+        SCOPED_TRACE(label);
         for (bool equals : {false, true})
-        {
-            const std::string expected = std::string("{") + (equals ? c.equals : c.json) + "}";
-            EXPECT_EQ(Produce(equals,
-                              [&](JsonWriter& w) {
-                                  w.Begin(nullptr);
-                                  EXPECT_TRUE(c.write(w)) << c.label;
-                                  w.End();
-                              }),
-                      expected)
-                << c.label;
-        }
+            EXPECT_EQ(InObject(equals, [&, &write = write](JsonWriter& w) { return write(w) && w.End(); }),
+                      std::string("{") + (equals ? equalsText : json) + "}");
     }
 }
 
@@ -271,19 +265,12 @@ TEST(JsonWriter, CallerBufferLimits)
     EXPECT_EQ(capture.lines, (std::vector<std::string>{"Failed to WriteBinary() - 'b'."}));
 
     // Values beyond the formatting scratch area are refused, not truncated.
-    char big[4096];
-    w.Init(big, sizeof big, false);
-    w.Begin(nullptr);
-    EXPECT_FALSE(w.WriteFormatted("f", "%2000d", 1));
-    EXPECT_TRUE(w.HasFailed());
-    w.Init(big, sizeof big, false);
-    w.Begin(nullptr);
-    EXPECT_FALSE(w.WriteRawValue("r", std::string(1024, 'x').c_str()));
-    EXPECT_TRUE(w.HasFailed());
-    w.Init(big, sizeof big, false);
-    w.Begin(nullptr);
-    EXPECT_TRUE(w.WriteRawValue("r", std::string(1023, 'x').c_str()));
-    EXPECT_EQ(w.GetLength(), 1 + 4 + 1023);
+    const std::string x1023(1023, 'x');
+    EXPECT_EQ(InObject(false, [](JsonWriter& o) { return !o.WriteFormatted("f", "%2000d", 1); }), "<failed>");
+    EXPECT_EQ(InObject(false, [&](JsonWriter& o) { return !o.WriteRawValue("r", (x1023 + "x").c_str()); }),
+              "<failed>");
+    EXPECT_EQ(InObject(false, [&](JsonWriter& o) { return o.WriteRawValue("r", x1023.c_str()); }),
+              "{\"r\":" + x1023);
 
     // An unattached writer accepts nothing.
     JsonWriter unattached;

@@ -16,6 +16,7 @@ import tempfile
 import unittest
 
 ARGS = None
+KEY = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"  # a caller's key
 
 TEMPLATE = {
     "metadataVersion": 1,
@@ -39,6 +40,12 @@ def doc(**changes):
         else:
             d[k] = v
     return json.dumps(d, indent=1)
+
+
+def prereq(**extra):
+    """The template with one custom prerequisite: a complete one plus `extra`."""
+    return doc(customPrerequisites=[dict({"prerequisiteId": "a", "friendlyName": "b", "version": "1",
+                                          "executableName": "c"}, **extra)])
 
 
 class Tool:
@@ -71,6 +78,11 @@ class Base(unittest.TestCase):
 
     def exists(self, name):
         return os.path.exists(os.path.join(self.dir, name))
+
+    def pack_with_key(self, key, name="own.kvo"):
+        """Packs the template under `key` into `name`."""
+        self.put("in.json", doc())
+        self.assertEqual(self.tool.run("pack", "--key", key, "in.json", "-o", name)[0], 0)
 
     def leftovers(self):
         return [n for n in os.listdir(self.dir) if ".kvotool-" in n]
@@ -110,25 +122,17 @@ CHECK_CASES = [
     ("prerequisite without version",
      doc(customPrerequisites=[{"prerequisiteId": "a", "friendlyName": "b", "executableName": "c"}]), [], 1,
      ["customPrerequisites element 0 lacks 'version'"]),
-    ("misspelt prerequisite key",
-     doc(customPrerequisites=[{"prerequisiteId": "a", "friendlyName": "b", "version": "1", "executableName": "c",
-                               "comandline": "/q"}]), [], 1,
+    ("misspelt prerequisite key", prereq(comandline="/q"), [], 1,
      ["customPrerequisites element 0: unknown key 'comandline'; did you mean 'commandline'?",
       "the launch stub loads it"]),
     ("prerequisite lacking two required keys names both",
      doc(customPrerequisites=[{"prerequisiteId": "a", "version": "1"}]), [], 1,
      ["customPrerequisites element 0 lacks 'friendlyName'", "customPrerequisites element 0 lacks 'executableName'"]),
-    ("prerequisite exit code that is no integer",
-     doc(customPrerequisites=[{"prerequisiteId": "a", "friendlyName": "b", "version": "1", "executableName": "c",
-                               "ignoreExitCodes": [3010, "soon"]}]), [], 1,
+    ("prerequisite exit code that is no integer", prereq(ignoreExitCodes=[3010, "soon"]), [], 1,
      ["customPrerequisites element 0: exit code 1 is not an integer"]),
-    ("misspelt prerequisite exit-code key",
-     doc(customPrerequisites=[{"prerequisiteId": "a", "friendlyName": "b", "version": "1", "executableName": "c",
-                               "ignoreExitCode": [3010]}]), [], 1,
+    ("misspelt prerequisite exit-code key", prereq(ignoreExitCode=[3010]), [], 1,
      ["customPrerequisites element 0: unknown key 'ignoreExitCode'; did you mean 'ignoreExitCodes'?"]),
-    ("every prerequisite key is known",
-     doc(customPrerequisites=[{"prerequisiteId": "a", "friendlyName": "b", "version": "1", "executableName": "c",
-                               "commandline": "/q", "locKey": "K", "ignoreExitCodes": [3010]}]), [], 0,
+    ("every prerequisite key is known", prereq(commandline="/q", locKey="K", ignoreExitCodes=[3010]), [], 0,
      ["no problems"]),
     ("app id without digits", doc(steamAppIds=[1, "abc"]), [], 1,
      ["element 1 of 'steamAppIds' is not an unsigned number"]),
@@ -283,7 +287,7 @@ class PackUnpack(Base):
         self.assertEqual(self.get("own.kvo"), container(key, hashlib.sha256(text).digest()[:16], text))
 
     def test_pack_with_own_key_round_trip(self):
-        key = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"
+        key = KEY
         text = doc(gamePlatform="viveport")
         self.put("in.json", text)
         rc, _, err = self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")
@@ -307,9 +311,8 @@ class PackUnpack(Base):
         self.assertEqual(self.get("repacked.kvo"), own)
 
     def test_wrong_key_or_damaged_container_is_refused(self):
-        key = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"
-        self.put("in.json", doc())
-        self.assertEqual(self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")[0], 0)
+        key = KEY
+        self.pack_with_key(key)
         self.put("cut.kvo", self.get("own.kvo")[:-1])
         self.put("out.json", b"keep me")
         builtin = "does not decrypt with kvotool's built-in key (try --key): wrong key or damaged data"
@@ -341,9 +344,7 @@ class PackUnpack(Base):
         # padding; that must be refused like any other wrong key.
         if not shutil.which("openssl"):
             self.skipTest("openssl command not found")
-        key = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"
-        self.put("in.json", doc())
-        self.assertEqual(self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")[0], 0)
+        self.pack_with_key(KEY)
         payload = self.get("own.kvo")[80:]
         iv, cipher = payload[:16].hex(), payload[16:]
         lucky = None

@@ -4,11 +4,15 @@
 #include "file_io.h"
 #include "suggest.h"
 
+#include "support/table_rows.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <tuple>
 
 using namespace kvotool;
 
@@ -17,99 +21,71 @@ namespace
 const std::vector<std::string> kPlatforms = {"default", "steam", "viveport", "oculus", "disk", "epic"};
 const std::vector<std::string> kKeys = {"titleId",     "friendlyName", "altFriendlyName", "gamePlatform",
                                         "steamAppIds", "modAllowList", "modWhitelist",    "cloudSaveRoot"};
-} // namespace
+const std::vector<std::string> kDocs = {"doc", "docs"};
 
 TEST(Suggest, EditDistanceCountsCaseFreeEditsAndTranspositions)
 {
-    struct Case
-    {
-        const char* a;
-        const char* b;
-        size_t distance;
-    } cases[] = {
-        {"steam", "steam", 0},  {"Steam", "steam", 0}, {"stema", "steam", 1}, {"stam", "steam", 1},
-        {"steamm", "steam", 1}, {"", "epic", 4},       {"abc", "", 3},        {"kitten", "sitting", 3},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(EditDistance(c.a, c.b), c.distance) << c.a << " / " << c.b;
+    for (auto [a, b, distance] : Rows<const char*, const char*, size_t>{
+             {"steam", "steam", 0},  {"Steam", "steam", 0}, {"stema", "steam", 1}, {"stam", "steam", 1},
+             {"steamm", "steam", 1}, {"", "epic", 4},       {"abc", "", 3},        {"kitten", "sitting", 3}})
+        EXPECT_EQ(EditDistance(a, b), distance) << a << " / " << b;
 }
 
 TEST(Suggest, ClosestMatchFindsPlausibleIntentOnly)
 {
-    struct Case
-    {
-        const char* word;
-        const std::vector<std::string>* candidates;
-        const char* expected;
-    } cases[] = {
-        {"Steam", &kPlatforms, "steam"},
-        {"EPIC", &kPlatforms, "epic"},
-        {"vivport", &kPlatforms, "viveport"},
-        {"titleID", &kKeys, "titleId"},
-        {"gamePlatfrom", &kKeys, "gamePlatform"},
-        {"freindlyName", &kKeys, "friendlyName"},
-        {"xbox", &kPlatforms, ""},
-        {"comment", &kKeys, ""},
-        {"steam", &kPlatforms, ""}, // an exact keyword needs no suggestion
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(ClosestMatch(c.word, *c.candidates), c.expected) << c.word;
+    for (auto [word, candidates, expected] : Rows<const char*, const std::vector<std::string>*, const char*>{
+             {"Steam", &kPlatforms, "steam"},
+             {"EPIC", &kPlatforms, "epic"},
+             {"vivport", &kPlatforms, "viveport"},
+             {"titleID", &kKeys, "titleId"},
+             {"gamePlatfrom", &kKeys, "gamePlatform"},
+             {"freindlyName", &kKeys, "friendlyName"},
+             {"xbox", &kPlatforms, ""},
+             {"comment", &kKeys, ""},
+             {"steam", &kPlatforms, ""}, // an exact keyword needs no suggestion
+             {"Docs", &kDocs, "docs"}})  // a case-only difference wins over one edit
+        EXPECT_EQ(ClosestMatch(word, *candidates), expected) << word;
 }
 
-TEST(Suggest, CaseOnlyDifferenceWinsOverOneEdit)
-{
-    EXPECT_EQ(ClosestMatch("Docs", {"doc", "docs"}), "docs");
-}
+using Args = std::vector<std::string>;
+const std::vector<OptionDef> kDefs = {{"output", 'o', true}, {"force", 0, false}, {"verbose", 'v', false}};
 
 TEST(Arguments, LongShortInlineAndPositionalForms)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false}, {"verbose", 'v', false}};
-    struct Case
-    {
-        std::vector<std::string> args;
-        std::string output;
-        int verbose;
-        std::vector<std::string> positionals;
-    } cases[] = {
-        {{"a.json", "-o", "b.kvo"}, "b.kvo", 0, {"a.json"}},
-        {{"--output=b.kvo", "a.json"}, "b.kvo", 0, {"a.json"}},
-        {{"-ob.kvo", "-v", "-v", "a"}, "b.kvo", 2, {"a"}},
-        {{"--", "-o", "-"}, "", 0, {"-o", "-"}},
-        {{"-", "--output", "-"}, "-", 0, {"-"}},
-    };
-    for (const auto& c : cases)
+    // (arguments, output, times verbose, positionals)
+    for (auto [args, output, verbose, positionals] : Rows<Args, std::string, int, Args>{
+             {{"a.json", "-o", "b.kvo"}, "b.kvo", 0, {"a.json"}},
+             {{"--output=b.kvo", "a.json"}, "b.kvo", 0, {"a.json"}},
+             {{"-ob.kvo", "-v", "-v", "a"}, "b.kvo", 2, {"a"}},
+             {{"--", "-o", "-"}, "", 0, {"-o", "-"}},
+             {{"-", "--output", "-"}, "-", 0, {"-"}}})
     {
         ParsedArguments parsed;
         std::string error;
-        ASSERT_TRUE(ParseArguments(c.args, 0, defs, parsed, error)) << error;
-        EXPECT_EQ(parsed.Value("output"), c.output);
-        EXPECT_EQ(parsed.flags.count("verbose") ? parsed.flags.at("verbose") : 0, c.verbose);
-        EXPECT_EQ(parsed.positionals, c.positionals);
+        ASSERT_TRUE(ParseArguments(args, 0, kDefs, parsed, error)) << error;
+        EXPECT_EQ(parsed.Value("output"), output);
+        EXPECT_EQ(parsed.flags.count("verbose") ? parsed.flags.at("verbose") : 0, verbose);
+        EXPECT_EQ(parsed.positionals, positionals);
     }
 }
 
 TEST(Arguments, ErrorsNameTheOptionAndSuggest)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false}};
-    struct Case
-    {
-        std::vector<std::string> args;
-        const char* error;
-    } cases[] = {
-        {{"--forse"}, "unknown option '--forse'; did you mean '--force'?"},
-        {{"--zzz"}, "unknown option '--zzz'"},
-        {{"-o"}, "option '--output' needs a value"},
-        {{"--force=yes"}, "option '--force' takes no value"},
-        {{"-o", "a", "-o", "b"}, "option '--output' given twice"},
-    };
-    for (const auto& c : cases)
+    for (auto [args, expected] : Rows<Args, const char*>{
+             {{"--forse"}, "unknown option '--forse'; did you mean '--force'?"},
+             {{"--zzz"}, "unknown option '--zzz'"},
+             {{"-o"}, "option '--output' needs a value"},
+             {{"--force=yes"}, "option '--force' takes no value"},
+             {{"-o", "a", "-o", "b"}, "option '--output' given twice"}})
     {
         ParsedArguments parsed;
         std::string error;
-        EXPECT_FALSE(ParseArguments(c.args, 0, defs, parsed, error));
-        EXPECT_EQ(error, c.error);
+        EXPECT_FALSE(ParseArguments(args, 0, kDefs, parsed, error));
+        EXPECT_EQ(error, expected);
     }
 }
+
+} // namespace
 
 TEST(Arguments, HexKeyNeedsExactly64Digits)
 {
@@ -126,16 +102,14 @@ TEST(Arguments, HexKeyNeedsExactly64Digits)
 TEST(Diagnostics, PositionCountsLinesAndCharacters)
 {
     const std::string text = "{\n  \"a\": \"\xC3\xA9x\"\n}";
-    int line, column;
-    PositionOf(text, 0, line, column);
-    EXPECT_EQ(line, 1);
-    EXPECT_EQ(column, 1);
-    PositionOf(text, text.find('x'), line, column);
-    EXPECT_EQ(line, 2); // é counts as one character
-    EXPECT_EQ(column, 10);
-    PositionOf(text, text.size(), line, column);
-    EXPECT_EQ(line, 3);
-    EXPECT_EQ(column, 2);
+    // (offset, line, column); é counts as one character.
+    for (auto [offset, wantLine, wantColumn] : {std::tuple<size_t, int, int>{0, 1, 1}, {text.find('x'), 2, 10},
+                                                {text.size(), 3, 2}})
+    {
+        int line = 0, column = 0;
+        PositionOf(text, offset, line, column);
+        EXPECT_EQ(std::make_pair(line, column), std::make_pair(wantLine, wantColumn)) << offset;
+    }
 }
 
 TEST(Diagnostics, FormatIsCompilerStyle)
@@ -162,11 +136,8 @@ class AtomicWrite : public ::testing::Test
     void TearDown() override { std::filesystem::remove_all(dir); }
     size_t FilesInDir() const
     {
-        size_t n = 0;
-        for (auto it = std::filesystem::directory_iterator(dir); it != std::filesystem::directory_iterator();
-             ++it)
-            ++n;
-        return n;
+        return static_cast<size_t>(
+            std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator()));
     }
     std::filesystem::path dir;
 };
@@ -209,18 +180,13 @@ TEST_F(AtomicWrite, FailureKeepsOldFileAndNoTemporary)
     EXPECT_EQ(FilesInDir(), 1u);
 }
 
-TEST_F(AtomicWrite, MissingFolderIsReported)
-{
-    std::string error;
-    EXPECT_FALSE(WriteFileAtomically((dir / "no" / "such.kvo").string(), "x", error));
-    EXPECT_NE(error.find("cannot create a file beside"), std::string::npos) << error;
-}
-
-TEST_F(AtomicWrite, ReadingFolderOrMissingFileFails)
+TEST_F(AtomicWrite, MissingFolderFolderAndMissingFileAreReported)
 {
     std::string bytes, error;
+    EXPECT_FALSE(WriteFileAtomically((dir / "no" / "such.kvo").string(), "x", error));
+    EXPECT_NE(error.find("cannot create a file beside"), std::string::npos) << error;
     EXPECT_FALSE(ReadWholeFile(dir.string(), bytes, error));
-    EXPECT_NE(error.find("it is a folder"), std::string::npos);
+    EXPECT_NE(error.find("it is a folder"), std::string::npos) << error;
     EXPECT_FALSE(ReadWholeFile((dir / "absent").string(), bytes, error));
-    EXPECT_NE(error.find("cannot open"), std::string::npos);
+    EXPECT_NE(error.find("cannot open"), std::string::npos) << error;
 }
