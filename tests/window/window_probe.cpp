@@ -9,21 +9,14 @@
 
 namespace
 {
-std::string Utf8(const std::wstring& text)
-{
-    if (text.empty())
-        return {};
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                         nullptr, nullptr);
-    std::string out(static_cast<size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), size, nullptr, nullptr);
-    return out;
-}
-
+// The text as a JSON string.
 std::string Json(const std::wstring& text)
 {
+    std::string utf8(text.size() * 3, '\0');
+    utf8.resize(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                                        utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr)));
     std::string out = "\"";
-    for (char c : Utf8(text))
+    for (char c : utf8)
     {
         switch (c)
         {
@@ -62,11 +55,6 @@ std::wstring ClassName(HWND window)
     GetClassNameW(window, name, 64);
     return name;
 }
-
-struct Dialog
-{
-    std::string json;
-};
 
 BOOL CALLBACK CollectChild(HWND child, LPARAM param)
 {
@@ -111,20 +99,19 @@ BOOL CALLBACK CollectDialog(HWND window, LPARAM param)
     for (size_t i = 0; i < parts.size(); ++i)
         json += (i ? "," : "") + parts[i];
     json += "]}\n";
-    reinterpret_cast<std::vector<Dialog>*>(param)->push_back({json});
+    reinterpret_cast<std::vector<std::string>*>(param)->push_back(json);
     return TRUE;
 }
 } // namespace
 
 int wmain()
 {
-    std::vector<Dialog> dialogs;
+    std::vector<std::string> dialogs;
     EnumWindows(CollectDialog, reinterpret_cast<LPARAM>(&dialogs));
-    HANDLE out = GetStdHandle(STD_OUTPUT_HANDLE);
-    for (const Dialog& dialog : dialogs)
+    for (const std::string& dialog : dialogs)
     {
         DWORD written = 0;
-        WriteFile(out, dialog.json.data(), static_cast<DWORD>(dialog.json.size()), &written, nullptr);
+        WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), dialog.data(), static_cast<DWORD>(dialog.size()), &written, nullptr);
     }
     return 0;
 }
