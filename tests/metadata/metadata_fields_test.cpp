@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,85 +22,22 @@ std::pair<std::string, std::string> Describe(const MetadataField& field)
     if (auto f = dynamic_cast<const TextField*>(&field))
         return {"text", "'" + f->Value() + "'"};
     if (auto f = dynamic_cast<const TextListField*>(&field))
-        return {"texts", std::to_string(f->Value().Count())};
+        return {"texts", Join(f->Value())};
     if (auto f = dynamic_cast<const AppIdListField*>(&field))
-        return {"appids", std::to_string(f->Value().Count())};
+        return {"appids", Join(f->Value())};
     if (auto f = dynamic_cast<const PrerequisiteListField*>(&field))
         return {"prereqs", std::to_string(f->Value().Count())};
     if (auto f = dynamic_cast<const EnumField*>(&field))
         return {"enum", std::to_string(f->Value())};
     if (auto f = dynamic_cast<const PlatformFeaturesField*>(&field))
     {
-        std::string masks;
-        for (uint32_t i = 0; i < 6; ++i)
-            masks += std::to_string(f->Mask(i));
-        return {"platforms", masks};
+        std::vector<uint32_t> masks;
+        for (uint32_t i = 0; i < GamePlatform::Count; ++i)
+            masks.push_back(f->Mask(i));
+        return {"platforms", Join(masks)};
     }
     return {"?", "?"};
 }
-
-struct KeyRow
-{
-    const char* key;
-    const char* kind;
-    bool required;
-    const char* start;
-    const char* reset;
-};
-
-const KeyRow kKeyTable[] = {
-    {"metadataVersion", "int", false, "0", "0"},
-    {"titleId", "text", true, "''", "''"},
-    {"noxTitleId", "int", false, "-1", "0"},
-    {"friendlyName", "text", true, "''", "''"},
-    {"altFriendlyName", "text", false, "''", "''"},
-    {"parentApp", "text", false, "''", "''"},
-    {"principalFileName", "text", true, "''", "''"},
-    {"appdataFolderName", "text", true, "''", "''"},
-    {"neverInstallable", "bool", false, "false", "false"},
-    {"invisibleUntilRelease", "bool", false, "false", "false"},
-    {"installFolderRegKey", "text", true, "''", "''"},
-    {"installFolderRegValueName", "text", true, "''", "''"},
-    {"preqs", "texts", false, "0", "0"},
-    {"installshieldGuid", "texts", false, "0", "0"},
-    {"installshieldGuid", "text", false, "''", "''"},
-    {"modScan", "bool", false, "false", "false"},
-    {"modAllowList", "texts", false, "0", "0"},
-    {"modWhitelist", "texts", false, "0", "0"},
-    {"settingsRegistry", "texts", false, "0", "0"},
-    {"settingsRegistryLanguage", "enum", false, "4294967295", "4294967295"},
-    {"cloudSaveRoot", "enum", false, "4294967295", "4294967295"},
-    {"cloudSaveFolder", "text", false, "''", "''"},
-    {"cloudSaveFiles", "texts", false, "0", "0"},
-    {"cloudSaveLocalMods", "bool", false, "false", "false"},
-    {"cloudSaveCompression", "bool", false, "false", "false"},
-    {"platforms", "platforms", false, "000000", "000000"},
-    {"checkExitCodes", "bool", false, "true", "false"},
-    {"appCompatFlags", "text", false, "''", "''"},
-    {"minKvoVersion", "text", false, "''", "''"},
-    {"minGameVersion", "text", false, "''", "''"},
-    {"safeMode", "bool", false, "false", "false"},
-    {"languages", "texts", true, "0", "0"},
-    {"crashpadSamplingPercent", "int", false, "100", "0"},
-    {"wmpCheck", "bool", false, "false", "false"},
-    {"gamePlatform", "enum", false, "0", "0"},
-    {"environment", "enum", false, "4294967295", "4294967295"},
-    {"environment", "text", false, "''", "''"},
-    {"shouldLaunchDirectly", "bool", false, "false", "false"},
-    {"steamInstallerPath", "text", false, "''", "''"},
-    {"steamAppIds", "appids", false, "0", "0"},
-    {"epicSdkVersion", "int", false, "0", "0"},
-    {"epicProductName", "text", false, "''", "''"},
-    {"epicProductVersion", "text", false, "''", "''"},
-    {"epicProductId", "text", false, "''", "''"},
-    {"epicSandboxId", "text", false, "''", "''"},
-    {"epicDeploymentId", "text", false, "''", "''"},
-    {"epicClientId", "text", false, "''", "''"},
-    {"epicClientSecret", "text", false, "''", "''"},
-    {"epicArtifact", "text", false, "''", "''"},
-    {"epicAudiences", "texts", false, "0", "0"},
-    {"customPrerequisites", "prereqs", false, "0", "0"},
-};
 
 std::vector<MetadataField*> AllFields(const MetadataFieldTable& table)
 {
@@ -110,18 +47,57 @@ std::vector<MetadataField*> AllFields(const MetadataFieldTable& table)
 }
 
 // A loaded object's descriptor of `key` and `kind`.
-const MetadataField* FieldOf(const JsonTitleMetadata& metadata, const char* key, const char* kind)
+MetadataField* FieldOf(const JsonTitleMetadata& metadata, const std::string& key, const char* kind)
 {
     for (MetadataField* field : AllFields(metadata.Fields()))
-        if (std::string(field->GetName()) == key && Describe(*field).first == kind)
+        if (field->GetName() == key && Describe(*field).first == kind)
             return field;
     return nullptr;
 }
-} // namespace
 
-TEST(MetadataKeyTableTest, EveryKeyHasItsKindRequiredFlagStartAndResetValue)
+// A start or reset value of null is the kind's zero value.
+struct KeyRow
 {
-    JsonTitleMetadata metadata;
+    const char* key;
+    const char* kind;
+    bool required = false;
+    const char* start = nullptr;
+    const char* reset = nullptr;
+};
+
+const KeyRow kKeyTable[] = {
+    {"metadataVersion", "int"}, {"titleId", "text", true}, {"noxTitleId", "int", false, "-1"},
+    {"friendlyName", "text", true}, {"altFriendlyName", "text"}, {"parentApp", "text"},
+    {"principalFileName", "text", true}, {"appdataFolderName", "text", true}, {"neverInstallable", "bool"},
+    {"invisibleUntilRelease", "bool"}, {"installFolderRegKey", "text", true},
+    {"installFolderRegValueName", "text", true}, {"preqs", "texts"}, {"installshieldGuid", "texts"},
+    {"installshieldGuid", "text"}, {"modScan", "bool"}, {"modAllowList", "texts"}, {"modWhitelist", "texts"},
+    {"settingsRegistry", "texts"}, {"settingsRegistryLanguage", "enum"}, {"cloudSaveRoot", "enum"},
+    {"cloudSaveFolder", "text"}, {"cloudSaveFiles", "texts"}, {"cloudSaveLocalMods", "bool"},
+    {"cloudSaveCompression", "bool"}, {"platforms", "platforms"}, {"checkExitCodes", "bool", false, "true"},
+    {"appCompatFlags", "text"}, {"minKvoVersion", "text"}, {"minGameVersion", "text"}, {"safeMode", "bool"},
+    {"languages", "texts", true}, {"crashpadSamplingPercent", "int", false, "100"}, {"wmpCheck", "bool"},
+    {"gamePlatform", "enum", false, "0", "0"}, {"environment", "enum"}, {"environment", "text"},
+    {"shouldLaunchDirectly", "bool"}, {"steamInstallerPath", "text"}, {"steamAppIds", "appids"},
+    {"epicSdkVersion", "int"}, {"epicProductName", "text"}, {"epicProductVersion", "text"},
+    {"epicProductId", "text"}, {"epicSandboxId", "text"}, {"epicDeploymentId", "text"}, {"epicClientId", "text"},
+    {"epicClientSecret", "text"}, {"epicArtifact", "text"}, {"epicAudiences", "texts"},
+    {"customPrerequisites", "prereqs"},
+};
+
+std::string Zero(const std::string& kind)
+{
+    static const std::map<std::string, std::string> zeros = {
+        {"int", "0"},     {"bool", "false"},  {"text", "''"},         {"texts", "[]"},
+        {"appids", "[]"}, {"prereqs", "0"}, {"enum", "4294967295"}, {"platforms", "[0,0,0,0,0,0]"}};
+    return zeros.at(kind);
+}
+
+// Kind, required flag, presence and value of every field against the table.
+void CheckFields(const JsonTitleMetadata& metadata, const char* phase, bool requiredPresent, bool optionalPresent,
+                 bool startValues)
+{
+    SCOPED_TRACE(phase);
     std::vector<MetadataField*> fields = AllFields(metadata.Fields());
     ASSERT_EQ(1u, metadata.Fields().Header().size());
     ASSERT_EQ(std::size(kKeyTable), fields.size());
@@ -131,30 +107,29 @@ TEST(MetadataKeyTableTest, EveryKeyHasItsKindRequiredFlagStartAndResetValue)
         SCOPED_TRACE(row.key);
         EXPECT_STREQ(row.key, fields[i]->GetName());
         EXPECT_EQ(row.required ? 1u : 0u, fields[i]->IsRequired());
-        EXPECT_FALSE(fields[i]->IsPresent());
         EXPECT_EQ(row.kind, Describe(*fields[i]).first);
-        EXPECT_EQ(row.start, Describe(*fields[i]).second);
-    }
-
-    // A document with the required members only: the optional fields keep
-    // their start values; after Clear every field holds its reset value.
-    ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document()));
-    for (size_t i = 0; i < fields.size(); ++i)
-    {
-        SCOPED_TRACE(kKeyTable[i].key);
-        EXPECT_EQ(kKeyTable[i].required, fields[i]->IsPresent());
-        if (!kKeyTable[i].required)
+        EXPECT_EQ(row.required ? requiredPresent : optionalPresent, fields[i]->IsPresent());
+        const char* expected = startValues ? row.start : row.reset;
+        if (!fields[i]->IsPresent())
         {
-            EXPECT_EQ(kKeyTable[i].start, Describe(*fields[i]).second);
+            EXPECT_EQ(expected ? expected : Zero(row.kind), Describe(*fields[i]).second);
         }
     }
+}
+} // namespace
+
+TEST(MetadataKeyTableTest, EveryKeyHasItsKindRequiredFlagStartAndResetValue)
+{
+    JsonTitleMetadata metadata;
+    CheckFields(metadata, "new object", false, false, true);
+    ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document(kFullMembers)));
+    CheckFields(metadata, "every key given", true, true, true);
     metadata.Clear();
-    for (size_t i = 0; i < fields.size(); ++i)
-    {
-        SCOPED_TRACE(kKeyTable[i].key);
-        EXPECT_FALSE(fields[i]->IsPresent());
-        EXPECT_EQ(kKeyTable[i].reset, Describe(*fields[i]).second);
-    }
+    CheckFields(metadata, "cleared", false, false, false);
+    // A second load starts fresh: what the first document set is back at its start value.
+    ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document(kFullMembers)));
+    ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document()));
+    CheckFields(metadata, "required keys only", true, false, true);
 }
 
 TEST(MetadataEnumerationTest, KeywordsBothWays)
@@ -195,8 +170,8 @@ TEST(MetadataEnumerationTest, KeywordsBothWays)
 TEST(MetadataEnumerationTest, FeatureFlags)
 {
     const std::pair<uint32_t, const char*> features[] = {
-        {1, "cloud"},          {2, "noAccessToken"},    {8, "soundCardReq"}, {16, "gfwlSaveMigration"},
-        {32, "noVornArgs"},    {64, "crashpadEnabled"}, {128, "RESERVED"},   {256, "RESERVED"},
+        {1, "cloud"},       {2, "noAccessToken"},    {8, "soundCardReq"}, {16, "gfwlSaveMigration"},
+        {32, "noVornArgs"}, {64, "crashpadEnabled"}, {128, "RESERVED"},   {256, "RESERVED"},
     };
     MetadataLogCapture log;
     for (const auto& feature : features)
@@ -215,42 +190,12 @@ TEST(MetadataEnumerationTest, FeatureFlags)
     EXPECT_EQ(0x0Eu, ApplyFeatureFlag(0x0E, 1, false));
 }
 
-TEST(MetadataFieldParseTest, MembersReadTwiceInTwoForms)
+// Each key's member in several forms, read into the field of the key's kind.
+TEST(MetadataFieldParseTest, EveryKindConvertsItsMember)
 {
-    struct Case
-    {
-        const char* member;
-        std::vector<std::string> guidList;
-        const char* guidText;
-        uint32_t environment;
-        const char* environmentName;
-    } cases[] = {
-        {"\"installshieldGuid\": \"{AB-12}\", \"environment\": \"prod\"", {}, "{AB-12}", 3, "prod"},
-        {"\"installshieldGuid\": [\"{A}\", \"{B}\"], \"environment\": \"\"",
-         {"{A}", "{B}"},
-         "[\"{A}\", \"{B}\"]",
-         0,
-         ""},
-        {"\"environment\": \"staging\"", {}, "", kMetadataUnset, "staging"},
-        {"\"environment\": \"Prod\"", {}, "", kMetadataUnset, "Prod"},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.member);
-        auto metadata = NewMetadata();
-        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document(c.member)));
-        EXPECT_EQ(c.guidList, Texts(metadata->GetInstallshieldGuidList()));
-        EXPECT_STREQ(c.guidText, metadata->GetInstallshieldGuid());
-        EXPECT_EQ(c.environment, metadata->GetEnvironment());
-        EXPECT_EQ(c.environment == kMetadataUnset ? MetadataStatus::FieldInvalid : MetadataStatus::Ok,
-                  metadata->GetLastStatus());
-        EXPECT_STREQ(c.environmentName, metadata->GetEnvironmentName());
-    }
-}
-
-TEST(MetadataFieldParseTest, TextListsAndTheirLimits)
-{
-    auto EscapedQuotes = [](int count) {
+    const uint32_t Ok = MetadataStatus::Ok;
+    const uint32_t Invalid = MetadataStatus::FieldInvalid;
+    auto escapedQuotes = [](int count) {
         std::string text;
         for (int i = 0; i < count; ++i)
             text += "\\\"";
@@ -260,255 +205,141 @@ TEST(MetadataFieldParseTest, TextListsAndTheirLimits)
     const std::string tooLong(260, 'y');
     struct Case
     {
+        std::string json;
+        uint32_t status;
         std::string value;
-        uint32_t status;
-        std::vector<std::string> items;
-    } cases[] = {
-        {"[\"a\", \"b\\u00e9\", 12, true]", MetadataStatus::Ok, {"a", "b\xC3\xA9", "12", "true"}},
-        {"[]", MetadataStatus::Ok, {}},
-        {"\"single\"", MetadataStatus::Ok, {}},
-        {"[\"" + fits + "\"]", MetadataStatus::Ok, {fits}},
-        {"[\"first\", \"" + tooLong + "\", \"third\"]", MetadataStatus::FieldInvalid, {"first"}},
-        // Escapes count at their written length: 130 escaped quotes are 260 bytes.
-        {"[\"" + EscapedQuotes(130) + "\"]", MetadataStatus::FieldInvalid, {}},
-        {"[\"" + EscapedQuotes(129) + "z\"]", MetadataStatus::Ok, {std::string(129, '"') + "z"}},
     };
-
-    for (const Case& c : cases)
+    const struct Group
     {
-        SCOPED_TRACE(c.value.substr(0, 40));
-        MetadataLogCapture log;
-        auto metadata = NewMetadata();
-        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"preqs\": " + c.value)));
-        EXPECT_EQ(c.items, Texts(metadata->GetPreqs()));
-        EXPECT_EQ(c.status, metadata->GetLastStatus());
-        if (c.status == MetadataStatus::FieldInvalid)
+        const char* key;
+        const char* kind;
+        std::vector<Case> cases;
+    } groups[] = {
+        {"neverInstallable", "bool", {{"TRUE", Ok, "true"}, {"\"True\"", Ok, "true"}}},
+        {"checkExitCodes", "bool", {{"False", Ok, "false"}, {"0", Invalid, "true"}}},
+        {"safeMode", "bool", {{"1", Invalid, "false"}, {"truex", Invalid, "false"}}},
+        {"noxTitleId", "int", {{"010", Ok, "8"}, {"\"12\"", Ok, "12"}, {"0x1f", Ok, "31"}, {"-7abc", Ok, "-7"}}},
+        {"crashpadSamplingPercent", "int", {{"\"most\"", Invalid, "100"}}},
+        {"gamePlatform", "enum", {{"\"Steam\"", Invalid, "0"}, {"\"viveport\"", Ok, "2"}}},
+        {"cloudSaveRoot", "enum", {{"\"docs\"", Ok, "1"}, {"\"docs_qn\"", Ok, "3"}}},
+        {"settingsRegistryLanguage", "enum", {{"\"str\"", Ok, "1"}}},
+        {"appCompatFlags", "text", {{"\"a\\tb\\\"c\"", Ok, "'a\tb\"c'"}}},
+        {"parentApp", "text", {{"42", Ok, "'42'"}}},
+        // Keys read twice, in two forms.
+        {"installshieldGuid", "texts", {{"\"{AB-12}\"", Ok, "[]"}, {"[\"{A}\", \"{B}\"]", Ok, "[{A},{B}]"}}},
+        {"installshieldGuid",
+         "text",
+         {{"\"{AB-12}\"", Ok, "'{AB-12}'"}, {"[\"{A}\", \"{B}\"]", Ok, "'[\"{A}\", \"{B}\"]'"}}},
+        {"environment", "enum", {{"\"prod\"", Ok, "3"}, {"\"\"", Ok, "0"}}},
+        {"environment", "text", {{"\"prod\"", Ok, "'prod'"}}},
+        // Elements of 260 bytes or more fail the list, escapes counting at their written length.
+        {"preqs",
+         "texts",
+         {{"[\"a\", \"b\\u00e9\", 12, true]", Ok, "[a,b\xC3\xA9,12,true]"},
+          {"[]", Ok, "[]"},
+          {"\"single\"", Ok, "[]"},
+          {"[\"" + fits + "\"]", Ok, "[" + fits + "]"},
+          {"[\"first\", \"" + tooLong + "\", \"third\"]", Invalid, "[first]"},
+          {"[\"" + escapedQuotes(130) + "\"]", Invalid, "[]"},
+          {"[\"" + escapedQuotes(129) + "z\"]", Ok, "[" + std::string(129, '"') + "z]"}}},
+        {"steamAppIds",
+         "appids",
+         {{"[\"0x1A\", 26]", Ok, "[26,26]"},
+          {"[\"0X1A\"]", Ok, "[0]"},
+          {"[18446744073709551615, \"0xffffffffffffffff\"]", Ok, "[18446744073709551615,18446744073709551615]"},
+          {"[480, \"none\", 7]", Invalid, "[480]"},
+          {"[]", Ok, "[]"}}},
+        // `default` is every platform's base.
+        {"platforms",
+         "platforms",
+         {{"{\"default\": {\"cloud\": true}, \"steam\": {\"cloud\": false}}", Ok, "[1,0,1,1,1,1]"},
+          {"{\"steam\": {\"cloud\": true}, \"default\": {\"crashpadEnabled\": true}, \"epic\": {\"RESERVED\": TRUE}}",
+           Ok, "[64,65,64,64,64,192]"},
+          {"{\"disk\": {\"cloud\": true, \"cloud\": false, \"noVornArgs\": True}}", Ok, "[0,0,0,0,32,0]"},
+          {"{}", Invalid, "[0,0,0,0,0,0]"},
+          {"{\"default\": {\"cloud\": true}, \"xbox\": {\"cloud\": true}}", Invalid, "[1,1,1,1,1,1]"},
+          {"{\"default\": {\"cloud\": true}, \"oculus\": {\"cloud\": false}, \"steam\": {}}", Invalid,
+           "[1,1,1,0,1,1]"},
+          {"{\"viveport\": {\"noAccessToken\": true, \"soundCardReq\": 1}}", Invalid, "[0,0,2,0,0,0]"},
+          {"{\"viveport\": {\"Cloud\": true}}", Invalid, "[0,0,0,0,0,0]"}}},
+    };
+    for (const Group& group : groups)
+    {
+        for (const Case& c : group.cases)
         {
-            EXPECT_GE(MetadataLogCapture::CountOf("E Could not read field 'preqs', field was not found in metadata."),
-                      1u);
+            SCOPED_TRACE(std::string(group.key) + " as " + group.kind + ": " + c.json.substr(0, 80));
+            MetadataLogCapture log;
+            JsonTitleMetadata metadata;
+            ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document("\"" + std::string(group.key) + "\": " + c.json)));
+            MetadataField* field = FieldOf(metadata, group.key, group.kind);
+            ASSERT_NE(nullptr, field);
+            EXPECT_EQ(c.status == Ok, field->IsPresent());
+            EXPECT_EQ(c.value, Describe(*field).second);
+            EXPECT_EQ(c.status, metadata.ReadField(*field));
+            // Logged once by the load and once more by the retry above.
+            EXPECT_EQ(c.status == Ok ? 0u : 2u,
+                      MetadataLogCapture::CountOf(std::string("E Could not read field '") + group.key +
+                                                  "', field was not found in metadata."));
         }
-    }
-}
-
-TEST(MetadataFieldParseTest, SteamAppIds)
-{
-    struct Case
-    {
-        const char* value;
-        uint32_t status;
-        std::vector<uint64_t> ids;
-    } cases[] = {
-        {"[\"0x1A\", 26]", MetadataStatus::Ok, {26, 26}},
-        {"[\"0X1A\"]", MetadataStatus::Ok, {0}},
-        {"[18446744073709551615, \"0xffffffffffffffff\"]", MetadataStatus::Ok, {~0ull, ~0ull}},
-        {"[480, \"none\", 7]", MetadataStatus::FieldInvalid, {480}},
-        {"[]", MetadataStatus::Ok, {}},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.value);
-        auto metadata = NewMetadata();
-        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document(std::string("\"steamAppIds\": ") + c.value)));
-        const AppIdList& ids = metadata->GetSteamAppIds();
-        EXPECT_EQ(c.status, metadata->GetLastStatus());
-        EXPECT_EQ(c.ids, std::vector<uint64_t>(ids.begin(), ids.end()));
-        EXPECT_EQ(!c.ids.empty(), metadata->HasSteamAppIds());
     }
 }
 
 TEST(MetadataFieldParseTest, PrerequisiteRecords)
 {
-    auto metadata = NewMetadata();
-    ASSERT_EQ(MetadataStatus::Ok,
-              Load(*metadata, Document("\"customPrerequisites\": ["
-                                       "{\"prerequisiteId\": \"vc\", \"friendlyName\": \"Runtime\", \"version\": \"14\","
-                                       " \"executableName\": \"vc.exe\", \"commandline\": \"/q\", \"locKey\": \"VC\","
-                                       " \"ignoreExitCodes\": [3010, \"0x10\", 010]},"
-                                       "{\"executableName\": \"dx.exe\", \"version\": \"9\", \"friendlyName\": \"DX\","
-                                       " \"prerequisiteId\": \"dx\"}]")));
-    const PrerequisiteList& list = metadata->GetCustomPrerequisites();
-    EXPECT_EQ(MetadataStatus::Ok, metadata->GetLastStatus());
-    ASSERT_EQ(2u, list.Count());
-    const PrerequisiteRecord& vc = list.At(0);
-    EXPECT_STREQ("vc", vc.GetPrerequisiteId());
-    EXPECT_STREQ("Runtime", vc.GetFriendlyName());
-    EXPECT_STREQ("14", vc.GetVersion());
-    EXPECT_STREQ("vc.exe", vc.GetExecutableName());
-    EXPECT_STREQ("/q", vc.GetCommandline());
-    EXPECT_STREQ("VC", vc.GetLocKey());
-    const NumberList& codes = vc.GetIgnoreExitCodes();
-    EXPECT_EQ((std::vector<uint32_t>{3010, 16, 8}), std::vector<uint32_t>(codes.begin(), codes.end()));
-    EXPECT_EQ(30000u, vc.GetFixedNumber());
-    const PrerequisiteRecord& dx = list.At(1);
-    EXPECT_STREQ("dx", dx.GetPrerequisiteId());
-    EXPECT_STREQ("", dx.GetCommandline());
-    EXPECT_STREQ("", dx.GetLocKey());
-    EXPECT_EQ(0u, dx.GetIgnoreExitCodes().Count());
-    EXPECT_EQ(30000u, dx.GetFixedNumber());
+    // The key table as other programs rely on it: every key once, in read order, the four required texts
+    // first (marked !), the exit code list last (marked []).
+    std::string order;
+    for (const PrerequisiteKey& key : kPrerequisiteKeys)
+        order += std::string(key.name) + (key.required ? "! " : key.text ? " " : "[]");
+    EXPECT_EQ("prerequisiteId! friendlyName! version! executableName! commandline locKey ignoreExitCodes[]", order);
 
-    // A bad record fails the field; the records before it stay.
-    const char* bad[] = {
-        "{\"prerequisiteId\": \"a\", \"friendlyName\": \"A\", \"executableName\": \"a.exe\"}",
-        "{\"prerequisiteId\": \"a\", \"friendlyName\": \"A\", \"version\": \"1\", \"executableName\": \"a.exe\","
-        " \"ignoreExitCodes\": [1, \"x\"]}",
+    auto describe = [](const PrerequisiteRecord& r) {
+        return std::string(r.GetPrerequisiteId()) + "|" + r.GetFriendlyName() + "|" + r.GetVersion() + "|" +
+               r.GetExecutableName() + "|" + r.GetCommandline() + "|" + r.GetLocKey() + "|" +
+               Join(r.GetIgnoreExitCodes()) + "|" + std::to_string(r.GetFixedNumber());
     };
-    for (const char* record : bad)
-    {
-        SCOPED_TRACE(record);
-        auto other = NewMetadata();
-        std::string good = "{\"prerequisiteId\": \"ok\", \"friendlyName\": \"OK\", \"version\": \"1\", "
-                           "\"executableName\": \"ok.exe\"}";
-        // customPrerequisites is the last key: its failure is the load's last read.
-        EXPECT_EQ(MetadataStatus::Ok, Load(*other, Document("\"customPrerequisites\": [" + good + ", " + record + "]")));
-        EXPECT_EQ(1u, other->GetCustomPrerequisites().Count());
-        EXPECT_EQ(MetadataStatus::FieldInvalid, other->GetLastStatus());
-        EXPECT_STREQ("ok", other->GetCustomPrerequisites().At(0).GetPrerequisiteId());
-    }
-}
-
-TEST(MetadataFieldParseTest, PrerequisiteKeyTableIsWhatTheParseReads)
-{
-    // The table as other programs rely on it: every key once, in read order,
-    // the four required texts first.
-    const struct
-    {
-        const char* name;
-        bool required;
-        bool text;
-    } expected[] = {
-        {"prerequisiteId", true, true}, {"friendlyName", true, true}, {"version", true, true},
-        {"executableName", true, true}, {"commandline", false, true}, {"locKey", false, true},
-        {"ignoreExitCodes", false, false},
+    // Each record follows a good one; an empty expectation means the record fails the field.
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {"{\"prerequisiteId\": \"vc\", \"friendlyName\": \"Runtime\", \"version\": \"14\", \"executableName\": "
+         "\"vc.exe\", \"commandline\": \"/q\", \"locKey\": \"VC\", \"ignoreExitCodes\": [3010, \"0x10\", 010]}",
+         "vc|Runtime|14|vc.exe|/q|VC|[3010,16,8]|30000"},
+        {"{\"executableName\": \"dx.exe\", \"version\": \"9\", \"friendlyName\": \"DX\", \"prerequisiteId\": \"dx\"}",
+         "dx|DX|9|dx.exe|||[]|30000"},
+        {"{\"prerequisiteId\": \"a\", \"friendlyName\": \"A\", \"version\": \"1\", \"executableName\": \"a.exe\", "
+         "\"ignoreExitCodes\": [1, \"x\"]}",
+         ""},
     };
-    ASSERT_EQ(sizeof expected / sizeof expected[0], static_cast<size_t>(kPrerequisiteKeyCount));
-    for (uint32_t i = 0; i < kPrerequisiteKeyCount; ++i)
-    {
-        EXPECT_STREQ(expected[i].name, kPrerequisiteKeys[i].name) << i;
-        EXPECT_EQ(expected[i].required, kPrerequisiteKeys[i].required) << i;
-        EXPECT_EQ(expected[i].text, kPrerequisiteKeys[i].text != nullptr) << i;
-    }
-
-    // Each key left out in turn: a required one fails the record, an optional
-    // one leaves its start value; every key given lands in its own getter.
-    const std::string good = "{\"prerequisiteId\": \"ok\", \"friendlyName\": \"OK\", \"version\": \"1\", "
-                             "\"executableName\": \"ok.exe\"}";
+    // Each key left out in turn: a required one fails the record, an optional one keeps its start value.
     for (const PrerequisiteKey& omitted : kPrerequisiteKeys)
     {
-        SCOPED_TRACE(omitted.name);
         std::string record;
+        std::string expected;
         for (const PrerequisiteKey& key : kPrerequisiteKeys)
         {
-            if (&key == &omitted)
-                continue;
-            record += record.empty() ? "{" : ", ";
-            record += std::string("\"") + key.name + "\": " + (key.text ? "\"v-" + std::string(key.name) + "\"" : "[7, 9]");
+            const std::string value = key.text ? "v-" + std::string(key.name) : "[7,9]";
+            if (&key != &omitted)
+                record += (record.empty() ? "{\"" : ", \"") + std::string(key.name) + "\": " +
+                          (key.text ? "\"" + value + "\"" : "[7, 9]");
+            expected += (&key == &omitted ? (key.text ? "" : "[]") : value) + "|";
         }
-        record += "}";
+        cases.push_back({record + "}", omitted.required ? "" : expected + "30000"});
+    }
+
+    const std::string good = "{\"prerequisiteId\": \"ok\", \"friendlyName\": \"OK\", \"version\": \"1\", "
+                             "\"executableName\": \"ok.exe\"}";
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.first);
         auto metadata = NewMetadata();
-        ASSERT_EQ(MetadataStatus::Ok,
-                  Load(*metadata, Document("\"customPrerequisites\": [" + good + ", " + record + "]")));
+        // customPrerequisites is the last key: its failure is the load's last read.
+        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"customPrerequisites\": [" + good + ", " + c.first + "]")));
         const PrerequisiteList& list = metadata->GetCustomPrerequisites();
-        if (omitted.required)
+        EXPECT_EQ(c.second.empty() ? MetadataStatus::FieldInvalid : MetadataStatus::Ok, metadata->GetLastStatus());
+        ASSERT_EQ(c.second.empty() ? 1u : 2u, list.Count());
+        EXPECT_EQ("ok|OK|1|ok.exe|||[]|30000", describe(list.At(0)));
+        if (!c.second.empty())
         {
-            EXPECT_EQ(MetadataStatus::FieldInvalid, metadata->GetLastStatus());
-            EXPECT_EQ(1u, list.Count());
-            continue;
+            EXPECT_EQ(c.second, describe(list.At(1)));
         }
-        EXPECT_EQ(MetadataStatus::Ok, metadata->GetLastStatus());
-        ASSERT_EQ(2u, list.Count());
-        const PrerequisiteRecord& r = list.At(1);
-        auto given = [&](const char* name) {
-            return std::strcmp(name, omitted.name) == 0 ? std::string() : "v-" + std::string(name);
-        };
-        EXPECT_EQ("v-prerequisiteId", std::string(r.GetPrerequisiteId()));
-        EXPECT_EQ("v-friendlyName", std::string(r.GetFriendlyName()));
-        EXPECT_EQ("v-version", std::string(r.GetVersion()));
-        EXPECT_EQ("v-executableName", std::string(r.GetExecutableName()));
-        EXPECT_EQ(given("commandline"), r.GetCommandline());
-        EXPECT_EQ(given("locKey"), r.GetLocKey());
-        const std::vector<uint32_t> codes(r.GetIgnoreExitCodes().begin(), r.GetIgnoreExitCodes().end());
-        EXPECT_EQ(omitted.text ? (std::vector<uint32_t>{7, 9}) : std::vector<uint32_t>(), codes);
-    }
-}
-
-TEST(MetadataFieldParseTest, PlatformMasks)
-{
-    struct Case
-    {
-        const char* value;
-        uint32_t status;
-        uint32_t masks[6];
-    } cases[] = {
-        {"{\"default\": {\"cloud\": true}, \"steam\": {\"cloud\": false}}", MetadataStatus::Ok, {1, 0, 1, 1, 1, 1}},
-        {"{\"steam\": {\"cloud\": true}, \"default\": {\"crashpadEnabled\": true}, \"epic\": {\"RESERVED\": TRUE}}",
-         MetadataStatus::Ok,
-         {64, 65, 64, 64, 64, 192}},
-        {"{\"disk\": {\"cloud\": true, \"cloud\": false, \"noVornArgs\": True}}", MetadataStatus::Ok, {0, 0, 0, 0, 32, 0}},
-        {"{}", MetadataStatus::FieldInvalid, {0, 0, 0, 0, 0, 0}},
-        {"{\"default\": {\"cloud\": true}, \"xbox\": {\"cloud\": true}}", MetadataStatus::FieldInvalid, {1, 1, 1, 1, 1, 1}},
-        {"{\"default\": {\"cloud\": true}, \"oculus\": {\"cloud\": false}, \"steam\": {}}",
-         MetadataStatus::FieldInvalid,
-         {1, 1, 1, 0, 1, 1}},
-        {"{\"viveport\": {\"noAccessToken\": true, \"soundCardReq\": 1}}", MetadataStatus::FieldInvalid, {0, 0, 2, 0, 0, 0}},
-        {"{\"viveport\": {\"Cloud\": true}}", MetadataStatus::FieldInvalid, {0, 0, 0, 0, 0, 0}},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.value);
-        auto metadata = NewMetadata();
-        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document(std::string("\"platforms\": ") + c.value)));
-        for (uint32_t platform = 0; platform < 6; ++platform)
-        {
-            EXPECT_EQ(c.masks[platform], metadata->GetPlatformFeatures(platform)) << platform;
-            EXPECT_EQ(c.status, metadata->GetLastStatus());
-        }
-        EXPECT_EQ(0u, metadata->GetPlatformFeatures(6));
-        EXPECT_EQ(MetadataStatus::IndexOutOfRange, metadata->GetLastStatus());
-    }
-}
-
-TEST(MetadataFieldParseTest, ScalarConversions)
-{
-    struct Case
-    {
-        const char* member;
-        const char* key;
-        const char* kind;
-        uint32_t status;
-        const char* value;
-    } cases[] = {
-        {"\"neverInstallable\": TRUE", "neverInstallable", "bool", MetadataStatus::Ok, "true"},
-        {"\"neverInstallable\": \"True\"", "neverInstallable", "bool", MetadataStatus::Ok, "true"},
-        {"\"checkExitCodes\": False", "checkExitCodes", "bool", MetadataStatus::Ok, "false"},
-        {"\"checkExitCodes\": 0", "checkExitCodes", "bool", MetadataStatus::FieldInvalid, "true"},
-        {"\"safeMode\": 1", "safeMode", "bool", MetadataStatus::FieldInvalid, "false"},
-        {"\"safeMode\": truex", "safeMode", "bool", MetadataStatus::FieldInvalid, "false"},
-        {"\"noxTitleId\": 010", "noxTitleId", "int", MetadataStatus::Ok, "8"},
-        {"\"noxTitleId\": \"12\"", "noxTitleId", "int", MetadataStatus::Ok, "12"},
-        {"\"noxTitleId\": 0x1f", "noxTitleId", "int", MetadataStatus::Ok, "31"},
-        {"\"noxTitleId\": -7abc", "noxTitleId", "int", MetadataStatus::Ok, "-7"},
-        {"\"crashpadSamplingPercent\": \"most\"", "crashpadSamplingPercent", "int", MetadataStatus::FieldInvalid, "100"},
-        {"\"gamePlatform\": \"Steam\"", "gamePlatform", "enum", MetadataStatus::FieldInvalid, "0"},
-        {"\"gamePlatform\": \"viveport\"", "gamePlatform", "enum", MetadataStatus::Ok, "2"},
-        {"\"cloudSaveRoot\": \"docs\"", "cloudSaveRoot", "enum", MetadataStatus::Ok, "1"},
-        {"\"cloudSaveRoot\": \"docs_qn\"", "cloudSaveRoot", "enum", MetadataStatus::Ok, "3"},
-        {"\"settingsRegistryLanguage\": \"str\"", "settingsRegistryLanguage", "enum", MetadataStatus::Ok, "1"},
-        {"\"appCompatFlags\": \"a\\tb\\\"c\"", "appCompatFlags", "text", MetadataStatus::Ok, "'a\tb\"c'"},
-        {"\"parentApp\": 42", "parentApp", "text", MetadataStatus::Ok, "'42'"},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.member);
-        MetadataLogCapture log;
-        JsonTitleMetadata metadata;
-        ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document(c.member)));
-        const MetadataField* field = FieldOf(metadata, c.key, c.kind);
-        ASSERT_NE(nullptr, field);
-        EXPECT_EQ(c.status == MetadataStatus::Ok, field->IsPresent());
-        EXPECT_EQ(c.value, Describe(*field).second);
-        EXPECT_EQ(c.status, metadata.ReadField(*const_cast<MetadataField*>(field)));
-        std::string line = std::string("E Could not read field '") + c.key + "', field was not found in metadata.";
-        // Logged once by the load and once more by the retry above.
-        EXPECT_EQ(c.status == MetadataStatus::Ok ? 0u : 2u, MetadataLogCapture::CountOf(line));
     }
 }

@@ -1,22 +1,33 @@
-// Shared helpers of the metadata tests: log capture and document building.
+// Shared helpers of the metadata tests: log capture, document and container building.
 #pragma once
 
+#include "metadata/metadata_container.h"
 #include "metadata/metadata_log.h"
 #include "metadata/title_metadata.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cstring>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
-// Captures the metadata log (every level) while alive.
+// Captures the metadata log (every level) while alive, as "<level letter> <text>".
 class MetadataLogCapture
 {
 public:
     MetadataLogCapture()
     {
         Lines().clear();
-        SetMetadataLogCallback(&Take);
+        SetMetadataLogCallback([](MetadataLogMessage& message) {
+            static const char letters[] = "AEWDV";
+            char letter = message.GetLevel() < 5 ? letters[message.GetLevel()] : '?';
+            Lines().push_back(std::string(1, letter) + " " + message.GetText());
+            return 0;
+        });
     }
     ~MetadataLogCapture() { SetMetadataLogCallback(nullptr); }
     MetadataLogCapture(const MetadataLogCapture&) = delete;
@@ -39,16 +50,6 @@ public:
                 errors.push_back(line.substr(2));
         return errors;
     }
-
-private:
-    // Lines are kept as "<level letter> <text>".
-    static int Take(MetadataLogMessage& message)
-    {
-        static const char letters[] = "AEWDV";
-        char letter = message.GetLevel() < 5 ? letters[message.GetLevel()] : '?';
-        Lines().push_back(std::string(1, letter) + " " + message.GetText());
-        return 0;
-    }
 };
 
 // The seven required members, then `extra` (a list of members, or empty).
@@ -58,25 +59,83 @@ inline std::string Document(const std::string& extra = "")
                        "\"principalFileName\": \"Test.exe\", \"appdataFolderName\": \"TestData\", "
                        "\"installFolderRegKey\": \"SOFTWARE\\\\Tavrin\\\\Test\", "
                        "\"installFolderRegValueName\": \"InstallFolder\", \"languages\": [\"en\"]";
-    if (!extra.empty())
-        text += ", " + extra;
-    return text + "}";
+    return text + (extra.empty() ? "" : ", " + extra) + "}";
 }
+
+// Every optional key with a value other than its start value.
+inline const char* const kFullMembers =
+    "\"metadataVersion\": 3, \"noxTitleId\": 5501, \"altFriendlyName\": \"Alt\", \"parentApp\": \"Parent\", "
+    "\"neverInstallable\": true, \"invisibleUntilRelease\": true, \"preqs\": [\"p1\"], "
+    "\"installshieldGuid\": \"{G}\", \"modScan\": true, \"modAllowList\": [\"m1\", \"m2\"], "
+    "\"modWhitelist\": [\"w1\"], \"settingsRegistry\": [\"HKCU\\\\A\"], \"settingsRegistryLanguage\": \"int\", "
+    "\"cloudSaveRoot\": \"app_qn\", \"cloudSaveFolder\": \"Saves\", \"cloudSaveFiles\": [\"*.sav\"], "
+    "\"cloudSaveLocalMods\": true, \"cloudSaveCompression\": true, "
+    "\"platforms\": {\"default\": {\"soundCardReq\": true}}, \"checkExitCodes\": false, "
+    "\"appCompatFlags\": \"HIGHDPIAWARE\", \"minKvoVersion\": \"2.1\", \"minGameVersion\": \"1.0.3\", "
+    "\"safeMode\": true, \"crashpadSamplingPercent\": 25, \"wmpCheck\": true, \"gamePlatform\": \"oculus\", "
+    "\"environment\": \"cert\", \"shouldLaunchDirectly\": true, \"steamInstallerPath\": \"steam\\\\setup.exe\", "
+    "\"steamAppIds\": [1001], \"epicSdkVersion\": 2, \"epicProductName\": \"EP\", \"epicProductVersion\": \"EV\", "
+    "\"epicProductId\": \"EI\", \"epicSandboxId\": \"ES\", \"epicDeploymentId\": \"ED\", \"epicClientId\": \"EC\", "
+    "\"epicClientSecret\": \"EX\", \"epicArtifact\": \"EA\", \"epicAudiences\": [\"a1\", \"a2\"], "
+    "\"customPrerequisites\": [{\"prerequisiteId\": \"r\", \"friendlyName\": \"R\", \"version\": \"1\", "
+    "\"executableName\": \"r.exe\"}]";
 
 inline std::unique_ptr<TitleMetadata> NewMetadata()
 {
     return std::unique_ptr<TitleMetadata>(CreateTitleMetadata());
 }
 
-inline uint32_t Load(TitleMetadata& metadata, const std::string& text)
+inline uint32_t Load(TitleMetadata& metadata, const std::string& bytes)
 {
-    return metadata.LoadFromMemory(text.data(), static_cast<uint32_t>(text.size()));
+    return metadata.LoadFromMemory(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
-inline std::vector<std::string> Texts(const TextList& list)
+// A list as "[a,b]"; a number or text as itself.
+template <typename List>
+std::string Join(const List& list)
 {
-    std::vector<std::string> out;
-    for (const char* item : list)
-        out.push_back(item);
-    return out;
+    std::ostringstream out;
+    const char* separator = "";
+    out << '[';
+    for (auto item : list)
+    {
+        out << separator << item;
+        separator = ",";
+    }
+    out << ']';
+    return out.str();
+}
+template <typename T>
+std::string Str(const T& value)
+{
+    if constexpr (std::is_arithmetic_v<T>)
+        return std::to_string(value);
+    else
+        return Join(value);
+}
+inline std::string Str(const char* text)
+{
+    return text;
+}
+
+// `text` wrapped into a container under `key`.
+inline std::vector<uint8_t> Sealed(const std::string& text, const uint8_t* key = GetContainerKey())
+{
+    std::vector<uint8_t> container;
+    EXPECT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
+                                  key, container));
+    return container;
+}
+
+// `total` zero bytes under a container header of `version` and payload `length`.
+inline std::vector<uint8_t> ContainerHeader(uint32_t version, uint32_t length, size_t total)
+{
+    std::vector<uint8_t> bytes(total, 0);
+    std::memcpy(bytes.data(), "KVOM", 4);
+    for (int i = 0; i < 4; ++i)
+    {
+        bytes[4 + i] = static_cast<uint8_t>(version >> (8 * i));
+        bytes[8 + i] = static_cast<uint8_t>(length >> (8 * i));
+    }
+    return bytes;
 }
