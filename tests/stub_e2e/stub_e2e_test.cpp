@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -248,18 +249,7 @@ bool WriteBytes(const fs::path& path, const std::string& bytes)
     return static_cast<bool>(out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
 }
 
-void MakeFolders(const fs::path& path)
-{
-    std::error_code ignored;
-    fs::create_directories(path, ignored);
-}
-
-void RemoveTree(const fs::path& path)
-{
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-}
-
+std::error_code g_Ignored; // of making and removing folders
 // The lines of a file, each ended by `end` (the last may lack it).
 std::vector<std::string> ReadLines(const fs::path& path, const std::string& end, bool& exists)
 {
@@ -383,35 +373,26 @@ void SetStubWindowsVersion(const wchar_t* version)
 }
 
 // Registry state that the suite changes, restored when it ends.
-class RegistryGuard
+struct RegistryGuard
 {
-public:
-    RegistryGuard()
-    {
-        DWORD size = sizeof m_SavedFolder;
-        m_HadValue = RegGetValueW(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder", RRF_RT_REG_SZ, nullptr,
-                                  m_SavedFolder, &size) == ERROR_SUCCESS;
-    }
+    bool hadVendorKey = KeyExists(HKEY_LOCAL_MACHINE, kVendorKey);
+    bool hadAppDefaults = KeyExists(HKEY_CURRENT_USER, kAppDefaultsKey.c_str());
+    wchar_t savedFolder[1024] = {};
+    DWORD size = sizeof savedFolder;
+    bool hadFolder = RegGetValueW(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder", RRF_RT_REG_SZ, nullptr,
+                                  savedFolder, &size) == ERROR_SUCCESS;
     ~RegistryGuard()
     {
-        SetLauncherFolder(m_HadValue ? m_SavedFolder : nullptr);
-        if (!m_HadVendorKey)
+        SetLauncherFolder(hadFolder ? savedFolder : nullptr);
+        if (!hadVendorKey)
         {
             RegDeleteKeyW(HKEY_LOCAL_MACHINE, kLauncherKey);
             RegDeleteKeyW(HKEY_LOCAL_MACHINE, kVendorKey);
         }
         SetStubWindowsVersion(nullptr);
-        if (!m_HadAppDefaults)
+        if (!hadAppDefaults)
             RegDeleteKeyW(HKEY_CURRENT_USER, kAppDefaultsKey.c_str());
     }
-    RegistryGuard(const RegistryGuard&) = delete;
-    RegistryGuard& operator=(const RegistryGuard&) = delete;
-
-private:
-    bool m_HadVendorKey = KeyExists(HKEY_LOCAL_MACHINE, kVendorKey);
-    bool m_HadAppDefaults = KeyExists(HKEY_CURRENT_USER, kAppDefaultsKey.c_str());
-    bool m_HadValue = false;
-    wchar_t m_SavedFolder[1024] = {};
 };
 
 // Starts a program with an exact command line in the given folder.
@@ -438,22 +419,21 @@ protected:
         s_HasDisplay = GetEnvironmentVariableW(L"DISPLAY", display, 256) != 0;
         if (s_HasDisplay)
             return;
-        s_Guard = new RegistryGuard();
+        s_Guard.emplace();
         // The log sink does not create its folder; remove it again only if it is ours.
         const std::wstring logFolder = ParentOf(StubLogPath());
         s_CreatedLogFolder = GetFileAttributesW(logFolder.c_str()) == INVALID_FILE_ATTRIBUTES;
-        MakeFolders(logFolder);
+        fs::create_directories(logFolder, g_Ignored);
         s_Base = BinFolder() + L"\\stub e2e work";
-        RemoveTree(s_Base);
-        MakeFolders(s_Base);
+        fs::remove_all(s_Base, g_Ignored);
+        fs::create_directories(s_Base, g_Ignored);
     }
     static void TearDownTestSuite()
     {
         if (s_HasDisplay)
             return;
-        delete s_Guard;
-        s_Guard = nullptr;
-        RemoveTree(s_Base);
+        s_Guard.reset();
+        fs::remove_all(s_Base, g_Ignored);
         if (s_CreatedLogFolder)
         {
             DeleteFileW(StubLogPath().c_str());
@@ -490,7 +470,7 @@ protected:
     // Copies a program of the build folder; `exitCode` goes into "<to>.exit".
     void Copy(const wchar_t* program, const std::wstring& to, int exitCode = 0) const
     {
-        MakeFolders(ParentOf(to));
+        fs::create_directories(ParentOf(to), g_Ignored);
         std::error_code error;
         ASSERT_TRUE(fs::copy_file(BinFolder() + L"\\" + program, to, fs::copy_options::overwrite_existing, error))
             << ToUtf8(to) << ": " << error.message();
@@ -511,7 +491,7 @@ protected:
         else if (c.place == MetadataPlace::WorkingDirOnly)
             m_Target = m_Root + L"\\Stub Elsewhere";
         m_Exe = m_Target + L"\\" + kStubExeName;
-        MakeFolders(m_Game);
+        fs::create_directories(m_Game, g_Ignored);
         ASSERT_NO_FATAL_FAILURE(Copy(kStubExeName, m_Exe));
 
         const std::string document = MetadataDocument(c);
@@ -537,7 +517,7 @@ protected:
             ASSERT_NO_FATAL_FAILURE(Copy(L"e2e_recorder.exe", m_Target + L"\\Game.exe"));
         }
         const std::wstring launcher = m_Root + L"\\" + kLauncherRel;
-        MakeFolders(ParentOf(launcher));
+        fs::create_directories(ParentOf(launcher), g_Ignored);
         if (c.launcher != LauncherFile::Missing)
         {
             ASSERT_NO_FATAL_FAILURE(Copy(kLauncherPrograms[static_cast<int>(c.launcher)], launcher, c.launcherExit));
@@ -560,14 +540,14 @@ protected:
         DeleteFileW(StubLogPath().c_str());
     }
 
-    static RegistryGuard* s_Guard;
+    static std::optional<RegistryGuard> s_Guard;
     static bool s_HasDisplay;
     static bool s_CreatedLogFolder;
     static std::wstring s_Base;
     std::wstring m_Root, m_Game, m_Exe, m_Target;
 };
 
-RegistryGuard* StubE2e::s_Guard = nullptr;
+std::optional<RegistryGuard> StubE2e::s_Guard;
 bool StubE2e::s_HasDisplay = false;
 bool StubE2e::s_CreatedLogFolder = false;
 std::wstring StubE2e::s_Base;
@@ -646,13 +626,11 @@ TEST_P(StubE2e, Runs)
         EXPECT_EQ(boxes, textId == 0 ? 0 : 1) << "count of " << prefix << " boxes";
         if (textId == 0)
             return;
-        const std::string caption = prefix + NarrowLikeLog(LoadStubText(captionId));
-        const std::string text = NarrowLikeLog(LoadStubText(textId));
-        ASSERT_FALSE(text.empty()) << "text " << textId << " missing from the stub";
-        bool found = false;
-        for (size_t i = 0; i + 1 < log.size(); ++i)
-            found = found || (log[i] == caption && log[i + 1] == text);
-        EXPECT_TRUE(found) << "no box with text " << textId << ": " << text;
+        // The caption line, then the text line.
+        const std::string box[] = {prefix + NarrowLikeLog(LoadStubText(captionId)), NarrowLikeLog(LoadStubText(textId))};
+        ASSERT_FALSE(box[1].empty()) << "text " << textId << " missing from the stub";
+        EXPECT_NE(std::search(log.begin(), log.end(), std::begin(box), std::end(box)), log.end())
+            << "no box with text " << textId << ": " << box[1];
     };
     expectBox("Error: ", 300, c.errorText);
     expectBox("Warning: ", 301, c.warningText);
