@@ -12,18 +12,15 @@ namespace
 // starts from fresh values.
 struct TestSwitches
 {
-    ValueSwitch launcherPath{L"-forceLauncherPath"};
-    ValueSwitch targetPath{L"-forceTargetPath"};
-    FlagSwitch stubLog{L"-stub_log"};
-    FlagSwitch slashF{L"/F"};
+    ValueSwitch launcherPath{L"-forceLauncherPath"}, targetPath{L"-forceTargetPath"};
+    FlagSwitch stubLog{L"-stub_log"}, slashF{L"/F"};
     OptionRegistry registry;
 
     TestSwitches()
     {
-        registry.Register(&launcherPath);
-        registry.Register(&targetPath);
-        registry.Register(&stubLog);
-        registry.Register(&slashF);
+        using List = std::initializer_list<CommandLineSwitch*>;
+        for (CommandLineSwitch* s : List{&launcherPath, &targetPath, &stubLog, &slashF})
+            registry.Register(s);
     }
 };
 

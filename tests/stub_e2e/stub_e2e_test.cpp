@@ -29,9 +29,11 @@ const wchar_t* const kVendorKey = L"SOFTWARE\\WOW6432Node\\Tavrin Games";
 const wchar_t* const kLauncherRel = L"Launcher Home\\Launcher.exe";
 const DWORD kRunTimeoutMs = 60000;
 
-enum class LauncherFile { Missing, Unversioned, V1_0_2_999, V1_0_3_0, V2_0_0_0 };
-const wchar_t* const kLauncherPrograms[] = {nullptr, L"e2e_recorder.exe", L"e2e_recorder_1_0_2_999.exe",
-                                            L"e2e_recorder_1_0_3_0.exe", L"e2e_recorder_2_0_0_0.exe"};
+// Launcher stand-ins by version resource (nullptr: no launcher file).
+const wchar_t* const kUnversioned = L"e2e_recorder.exe";
+const wchar_t* const kV1_0_2_999 = L"e2e_recorder_1_0_2_999.exe";
+const wchar_t* const kV1_0_3_0 = L"e2e_recorder_1_0_3_0.exe";
+const wchar_t* const kV2_0_0_0 = L"e2e_recorder_2_0_0_0.exe";
 
 enum class MetadataPlace { BesideContainer, BesidePlain, TwoAboveContainer, Missing, WorkingDirOnly, Corrupt };
 
@@ -50,26 +52,23 @@ struct E2eCase
     std::string dropMember; // a member of the base document left out
     std::wstring args = L" -stub_log"; // the command line after "{exe}"
     MetadataPlace place = MetadataPlace::BesideContainer;
-    LauncherFile launcher = LauncherFile::V1_0_3_0;
-    bool registered = true;
+    const wchar_t* launcher = kV1_0_3_0;
     int launcherExit = 0;
-    bool launcherRunning = false;
-    bool gameExe = true;
+    bool registered = true, launcherRunning = false, gameExe = true;
     std::vector<Installer> installers;
     const wchar_t* windowsVersion = nullptr; // Wine version name for the stub only
 
     // "<program relative to the case root>|<arguments after the program>", in order.
     std::vector<std::wstring> runs;
     std::wstring viveportLocation = L"<unset>"; // as the last program saw it
-    unsigned errorText = 0;
-    unsigned warningText = 0;
+    unsigned errorText = 0, warningText = 0; // message texts of the one error or warning box
     std::vector<std::string> logLines;
     bool expectNoLogFile = false;
 
     E2eCase& Meta(std::string m) { return metadata = std::move(m), *this; }
     E2eCase& Args(std::wstring a) { return args = std::move(a), *this; }
     E2eCase& Place(MetadataPlace p) { return place = p, *this; }
-    E2eCase& Launcher(LauncherFile l) { return launcher = l, *this; }
+    E2eCase& Launcher(const wchar_t* program) { return launcher = program, *this; }
     E2eCase& Unregistered() { return registered = false, *this; }
     E2eCase& Install(std::wstring path, int exitCode = 0, bool putsLauncher = false)
     {
@@ -110,7 +109,6 @@ std::wstring GameFolderRun(const std::wstring& path, const std::wstring& args = 
 
 std::vector<E2eCase> Cases()
 {
-    using LF = LauncherFile;
     using MP = MetadataPlace;
     auto platform = [](const std::string& name) { return R"("gamePlatform":")" + name + "\""; };
     auto steam = [&](const std::string& ids) { return platform("steam") + R"(,"steamAppIds":[)" + ids + "]"; };
@@ -150,7 +148,7 @@ std::vector<E2eCase> Cases()
         .Log({"Unknown External Platform Launch"});
 
     // Launch target switches.
-    add("LaunchDirectly").Args(L" -stub_log -launchDirectly").Launcher(LF::Missing).Unregistered()
+    add("LaunchDirectly").Args(L" -stub_log -launchDirectly").Launcher(nullptr).Unregistered()
         .Run(L"Game Folder\\Game.exe|-skipPatcherCheck -minmodeApp=T1 -stub_log -launchDirectly @args.txt");
     add("LaunchDirectlyWithoutPrincipalFile").Meta(R"("principalFileName":"")").Args(L" -stub_log -launchDirectly")
         .Error(202);
@@ -163,25 +161,25 @@ std::vector<E2eCase> Cases()
     add("ForcedLauncherPathMissing").Args(L" -stub_log -forceLauncherPath=\"{root}\\Nowhere\\Launcher.exe\"")
         .Error(204).Log({"Failed to launch process."});
     add("LauncherNotRegistered").Unregistered().Error(202);
-    add("RegisteredLauncherFileMissing").Launcher(LF::Missing).Error(204);
+    add("RegisteredLauncherFileMissing").Launcher(nullptr).Error(204);
 
     // The launcher's minimum version per store front.
-    add("SteamLauncherTooOld").Meta(steam("1")).Launcher(LF::V1_0_2_999).Error(209);
-    add("SteamLauncherNewer").Meta(steam("1")).Launcher(LF::V2_0_0_0).Run(SteamRun(L"1"));
-    add("SteamLauncherUnversioned").Meta(steam("1")).Launcher(LF::Unversioned).Run(SteamRun(L"1"));
-    add("EpicLauncherTooOld").Meta(platform("epic")).Launcher(LF::V1_0_2_999).Install(kEpicInstaller)
+    add("SteamLauncherTooOld").Meta(steam("1")).Launcher(kV1_0_2_999).Error(209);
+    add("SteamLauncherNewer").Meta(steam("1")).Launcher(kV2_0_0_0).Run(SteamRun(L"1"));
+    add("SteamLauncherUnversioned").Meta(steam("1")).Launcher(kUnversioned).Run(SteamRun(L"1"));
+    add("EpicLauncherTooOld").Meta(platform("epic")).Launcher(kV1_0_2_999).Install(kEpicInstaller)
         .Run(GameFolderRun(kEpicInstaller)).Error(209);
-    add("OculusLauncherTooOld").Meta(platform("oculus")).Launcher(LF::V1_0_2_999).Install(kOculusInstaller)
+    add("OculusLauncherTooOld").Meta(platform("oculus")).Launcher(kV1_0_2_999).Install(kOculusInstaller)
         .Run(GameFolderRun(kOculusInstaller)).Error(209);
-    add("DiskLauncherOld").Meta(platform("disk")).Launcher(LF::V1_0_2_999).Run(LauncherRun(L"-stub_log"));
-    add("DefaultLauncherOld").Launcher(LF::V1_0_2_999).Run(defaultRun);
-    add("ForcedOldLauncherUnversioned").Args(L" -stub_log -forceOldKvoFailure").Launcher(LF::Unversioned).Error(209);
+    add("DiskLauncherOld").Meta(platform("disk")).Launcher(kV1_0_2_999).Run(LauncherRun(L"-stub_log"));
+    add("DefaultLauncherOld").Launcher(kV1_0_2_999).Run(defaultRun);
+    add("ForcedOldLauncherUnversioned").Args(L" -stub_log -forceOldKvoFailure").Launcher(kUnversioned).Error(209);
     add("LauncherExitsWithOne").Run(defaultRun).Error(204).Log({"Application exited with code 1"}).launcherExit = 1;
 
     // Store-front installers.
-    add("SteamInstallerPutsLauncherInPlace").Meta(steam("5")).Launcher(LF::Missing)
+    add("SteamInstallerPutsLauncherInPlace").Meta(steam("5")).Launcher(nullptr)
         .Install(kSteamInstaller, 0, true).Run(GameFolderRun(kSteamInstaller, L"/s /t")).Run(SteamRun(L"5"));
-    add("SteamInstallerFails").Meta(steam("5")).Launcher(LF::Missing).Install(kSteamInstaller, 3)
+    add("SteamInstallerFails").Meta(steam("5")).Launcher(nullptr).Install(kSteamInstaller, 3)
         .Run(GameFolderRun(kSteamInstaller, L"/s /t")).Error(205).Log({"Application exited with code 3"});
     add("SteamInstallerFromMetadataFolder").Meta(steam("5") + R"(,"steamInstallerPath":"{root}\\Steam Inst")")
         .Unregistered().Install(L"{root}\\Steam Inst\\Tavrin-Games-Launcher.exe")
@@ -514,13 +512,13 @@ protected:
 
         if (c.gameExe)
         {
-            ASSERT_NO_FATAL_FAILURE(Copy(L"e2e_recorder.exe", m_Target + L"\\Game.exe"));
+            ASSERT_NO_FATAL_FAILURE(Copy(kUnversioned, m_Target + L"\\Game.exe"));
         }
         const std::wstring launcher = m_Root + L"\\" + kLauncherRel;
         fs::create_directories(ParentOf(launcher), g_Ignored);
-        if (c.launcher != LauncherFile::Missing)
+        if (c.launcher)
         {
-            ASSERT_NO_FATAL_FAILURE(Copy(kLauncherPrograms[static_cast<int>(c.launcher)], launcher, c.launcherExit));
+            ASSERT_NO_FATAL_FAILURE(Copy(c.launcher, launcher, c.launcherExit));
         }
         SetLauncherFolder(c.registered ? ParentOf(launcher).c_str() : nullptr);
 
@@ -529,10 +527,10 @@ protected:
             std::wstring path = Expand(installer.path);
             if (path.find(L':') == std::wstring::npos)
                 path = m_Game + L"\\" + path;
-            ASSERT_NO_FATAL_FAILURE(Copy(L"e2e_recorder.exe", path, installer.exitCode));
+            ASSERT_NO_FATAL_FAILURE(Copy(kUnversioned, path, installer.exitCode));
             if (installer.installsLauncher) // the installer copies this launcher into place
             {
-                ASSERT_TRUE(WriteBytes(path + L".copy", ToUtf8(BinFolder() + L"\\e2e_recorder_1_0_3_0.exe\n" +
+                ASSERT_TRUE(WriteBytes(path + L".copy", ToUtf8(BinFolder() + L"\\" + kV1_0_3_0 + L"\n" +
                                                                launcher + L"\n")));
             }
         }
@@ -626,8 +624,8 @@ TEST_P(StubE2e, Runs)
         EXPECT_EQ(boxes, textId == 0 ? 0 : 1) << "count of " << prefix << " boxes";
         if (textId == 0)
             return;
-        // The caption line, then the text line.
-        const std::string box[] = {prefix + NarrowLikeLog(LoadStubText(captionId)), NarrowLikeLog(LoadStubText(textId))};
+        const std::string box[] = {prefix + NarrowLikeLog(LoadStubText(captionId)), // caption line, text line
+                                   NarrowLikeLog(LoadStubText(textId))};
         ASSERT_FALSE(box[1].empty()) << "text " << textId << " missing from the stub";
         EXPECT_NE(std::search(log.begin(), log.end(), std::begin(box), std::end(box)), log.end())
             << "no box with text " << textId << ": " << box[1];
