@@ -328,13 +328,9 @@ TEST(JsonReader, TypedReads)
     EXPECT_EQ(READ(float, GetFloat("f", v)), Ok(2.5f));
     EXPECT_EQ(READ(double, GetDouble("d", v)), Ok(-1000.0));
     EXPECT_EQ(READ(bool, GetBool("t", v)), Ok(true));
-    bool b = true;
-    EXPECT_TRUE(d.root.GetBool("F", b));
-    EXPECT_FALSE(b);
-    b = true;
-    EXPECT_FALSE(d.root.GetBool("one", b));
-    EXPECT_FALSE(d.root.GetBool("n", b));
-    EXPECT_TRUE(b);
+    EXPECT_EQ(READ(bool, GetBool("F", v)), Ok(false));
+    EXPECT_EQ(READ(bool, GetBool("one", v)), Refused<bool>());
+    EXPECT_EQ(READ(bool, GetBool("n", v)), Refused<bool>());
     EXPECT_TRUE(d.root.FindMember("nul").IsNull());
     EXPECT_FALSE(d.root.FindMember("n").IsNull());
     JsonReader empty;

@@ -287,10 +287,9 @@ class PackUnpack(Base):
         self.assertEqual(self.get("own.kvo"), container(key, hashlib.sha256(text).digest()[:16], text))
 
     def test_pack_with_own_key_round_trip(self):
-        key = KEY
         text = doc(gamePlatform="viveport")
         self.put("in.json", text)
-        rc, _, err = self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")
+        rc, _, err = self.tool.run("pack", "--key", KEY, "in.json", "-o", "own.kvo")
         self.assertEqual(rc, 0, err)
         self.assertIn("with the given key", err)
         own = self.get("own.kvo")
@@ -300,19 +299,18 @@ class PackUnpack(Base):
         self.assertEqual(len(own), len(builtin))
         self.assertEqual(own[:96], builtin[:96])
         self.assertNotEqual(own[96:], builtin[96:])
-        self.assertEqual(self.tool.run("pack", "--key", key.upper(), "in.json", "-o", "again.kvo")[0], 0)
+        self.assertEqual(self.tool.run("pack", "--key", KEY.upper(), "in.json", "-o", "again.kvo")[0], 0)
         self.assertEqual(self.get("again.kvo"), own)
 
-        rc, out, err = self.tool.run("unpack", "--key", key, "own.kvo")
+        rc, out, err = self.tool.run("unpack", "--key", KEY, "own.kvo")
         self.assertEqual((rc, out), (0, text.encode()), err)
         # A container as pack's input is opened with the same key.
-        rc, _, err = self.tool.run("pack", "--key", key, "own.kvo", "-o", "repacked.kvo")
+        rc, _, err = self.tool.run("pack", "--key", KEY, "own.kvo", "-o", "repacked.kvo")
         self.assertEqual(rc, 0, err)
         self.assertEqual(self.get("repacked.kvo"), own)
 
     def test_wrong_key_or_damaged_container_is_refused(self):
-        key = KEY
-        self.pack_with_key(key)
+        self.pack_with_key(KEY)
         self.put("cut.kvo", self.get("own.kvo")[:-1])
         self.put("out.json", b"keep me")
         builtin = "does not decrypt with kvotool's built-in key (try --key): wrong key or damaged data"
@@ -320,11 +318,11 @@ class PackUnpack(Base):
         rows = [
             (["check", "own.kvo"], builtin),
             (["unpack", "own.kvo", "-o", "out.json"], builtin),
-            (["check", "--key", "1" + key[1:], "own.kvo"], given),
-            (["unpack", "--key", key[:-1] + "1", "own.kvo", "-o", "out.json"], given),
+            (["check", "--key", "1" + KEY[1:], "own.kvo"], given),
+            (["unpack", "--key", KEY[:-1] + "1", "own.kvo", "-o", "out.json"], given),
             (["show", "--key", "00" * 32, "own.kvo"], given),
             (["pack", "--key", "ff" * 32, "own.kvo", "-o", "out.json"], given),
-            (["unpack", "--key", key, "cut.kvo", "-o", "out.json"], "length field"),
+            (["unpack", "--key", KEY, "cut.kvo", "-o", "out.json"], "length field"),
         ]
         for args, message in rows:
             with self.subTest(args=args):
