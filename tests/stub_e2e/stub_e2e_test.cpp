@@ -221,8 +221,6 @@ std::vector<E2eCase> Cases()
     return cases;
 }
 
-// ---------------------------------------------------------------------------
-
 std::wstring ParentOf(const std::wstring& path)
 {
     return path.substr(0, path.find_last_of(L'\\'));
@@ -432,12 +430,9 @@ protected:
             return;
         s_Guard.reset();
         fs::remove_all(s_Base, g_Ignored);
-        if (s_CreatedLogFolder)
-        {
-            DeleteFileW(StubLogPath().c_str());
-            RemoveDirectoryW(ParentOf(StubLogPath()).c_str());
-            RemoveDirectoryW(ParentOf(ParentOf(StubLogPath())).c_str());
-        }
+        if (s_CreatedLogFolder) // the log, then its folder and the one above it if they are empty
+            for (const std::wstring& path : {StubLogPath(), ParentOf(StubLogPath()), ParentOf(ParentOf(StubLogPath()))})
+                fs::remove(path, g_Ignored);
     }
 
     std::wstring Expand(std::wstring text) const
@@ -450,12 +445,10 @@ protected:
 
     std::string MetadataDocument(const E2eCase& c) const
     {
-        std::wstring root = m_Root;
+        std::wstring root = m_Root, extraWide = ToWide(c.metadata);
         ReplaceAll(root, L"\\", L"\\\\"); // inside a JSON text
-        std::string extra = c.metadata;
-        const std::string rootUtf8 = ToUtf8(root);
-        for (size_t at = extra.find("{root}"); at != std::string::npos; at = extra.find("{root}", at + 1))
-            extra.replace(at, 6, rootUtf8);
+        ReplaceAll(extraWide, L"{root}", root);
+        const std::string extra = ToUtf8(extraWide);
         std::string base = R"("titleId":"T1","friendlyName":"Sample Title","principalFileName":"Game.exe",)"
                            R"("appdataFolderName":"Sample","installFolderRegKey":"SOFTWARE\\Sample",)"
                            R"("installFolderRegValueName":"InstallDir","languages":["en"]})";
