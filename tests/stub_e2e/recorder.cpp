@@ -15,26 +15,19 @@
 
 namespace
 {
-std::wstring ModulePath()
-{
-    wchar_t path[4096] = {};
-    const DWORD length = GetModuleFileNameW(nullptr, path, 4096);
-    return std::wstring(path, length);
-}
-
+// The value of an environment variable; `absent` when it is unset or empty.
 std::wstring EnvironmentValue(const wchar_t* name, const wchar_t* absent)
 {
-    wchar_t value[4096] = {};
-    const DWORD length = GetEnvironmentVariableW(name, value, 4096);
-    if (length == 0 || length >= 4096)
-        return absent;
-    return std::wstring(value, length);
+    const wchar_t* value = _wgetenv(name);
+    return value && *value ? value : absent;
 }
 } // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
 {
-    const std::wstring self = ModulePath();
+    wchar_t path[4096] = {};
+    GetModuleFileNameW(nullptr, path, 4096);
+    const std::wstring self = path;
     std::string source, destination;
     std::ifstream copy(std::filesystem::path(self + L".copy"));
     if (std::getline(copy, source) && std::getline(copy, destination))

@@ -340,10 +340,8 @@ std::vector<std::string> ReadLogLines(const std::wstring& path, bool& exists)
 bool KeyExists(HKEY root, const wchar_t* path)
 {
     HKEY key = nullptr;
-    if (RegOpenKeyExW(root, path, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    RegCloseKey(key);
-    return true;
+    const bool exists = RegOpenKeyExW(root, path, 0, KEY_READ, &key) == ERROR_SUCCESS;
+    return exists && RegCloseKey(key) == ERROR_SUCCESS;
 }
 
 void SetString(HKEY root, const std::wstring& key, const wchar_t* name, const wchar_t* value)
