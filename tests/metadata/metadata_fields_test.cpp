@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -134,32 +135,27 @@ TEST(MetadataKeyTableTest, EveryKeyHasItsKindRequiredFlagStartAndResetValue)
 
 TEST(MetadataEnumerationTest, KeywordsBothWays)
 {
-    struct Table
-    {
-        const char* (*keyword)(uint32_t);
-        bool (*find)(const char*, uint32_t&);
-        std::vector<const char*> keywords;
-    } tables[] = {
+    const std::tuple<const char* (*)(uint32_t), bool (*)(const char*, uint32_t&), std::vector<const char*>> tables[] = {
         {CloudSaveRootKeyword, FindCloudSaveRoot, {"qn", "docs", "app", "docs_qn", "app_qn"}},
         {GamePlatformKeyword, FindGamePlatform, {"default", "steam", "viveport", "oculus", "disk", "epic"}},
         {DomainEnvironmentKeyword, FindDomainEnvironment, {"", "dev", "cert", "prod"}},
         {RegistryValueTypeKeyword, FindRegistryValueType, {"int", "str"}},
     };
-    for (const Table& table : tables)
+    for (const auto& [keyword, find, keywords] : tables)
     {
-        for (uint32_t value = 0; value < table.keywords.size(); ++value)
+        for (uint32_t value = 0; value < keywords.size(); ++value)
         {
-            EXPECT_STREQ(table.keywords[value], table.keyword(value));
+            EXPECT_STREQ(keywords[value], keyword(value));
             uint32_t found = 99;
-            EXPECT_TRUE(table.find(table.keywords[value], found)) << table.keywords[value];
+            EXPECT_TRUE(find(keywords[value], found)) << keywords[value];
             EXPECT_EQ(value, found);
         }
-        EXPECT_STREQ("", table.keyword(static_cast<uint32_t>(table.keywords.size())));
-        EXPECT_STREQ("", table.keyword(kMetadataUnset));
+        EXPECT_STREQ("", keyword(static_cast<uint32_t>(keywords.size())));
+        EXPECT_STREQ("", keyword(kMetadataUnset));
         uint32_t untouched = 77;
-        EXPECT_FALSE(table.find("Steam", untouched));
-        EXPECT_FALSE(table.find("docs ", untouched));
-        EXPECT_FALSE(table.find(nullptr, untouched));
+        EXPECT_FALSE(find("Steam", untouched));
+        EXPECT_FALSE(find("docs ", untouched));
+        EXPECT_FALSE(find(nullptr, untouched));
         EXPECT_EQ(77u, untouched);
     }
     uint32_t value = 0;
@@ -203,18 +199,8 @@ TEST(MetadataFieldParseTest, EveryKindConvertsItsMember)
     };
     const std::string fits(259, 'x');
     const std::string tooLong(260, 'y');
-    struct Case
-    {
-        std::string json;
-        uint32_t status;
-        std::string value;
-    };
-    const struct Group
-    {
-        const char* key;
-        const char* kind;
-        std::vector<Case> cases;
-    } groups[] = {
+    // Key, kind, and the member's value, the read's status and the field's value after it.
+    const std::tuple<const char*, const char*, std::vector<std::tuple<std::string, uint32_t, std::string>>> groups[] = {
         {"neverInstallable", "bool", {{"TRUE", Ok, "true"}, {"\"True\"", Ok, "true"}}},
         {"checkExitCodes", "bool", {{"False", Ok, "false"}, {"0", Invalid, "true"}}},
         {"safeMode", "bool", {{"1", Invalid, "false"}, {"truex", Invalid, "false"}}},
@@ -263,23 +249,22 @@ TEST(MetadataFieldParseTest, EveryKindConvertsItsMember)
           {"{\"viveport\": {\"noAccessToken\": true, \"soundCardReq\": 1}}", Invalid, "[0,0,2,0,0,0]"},
           {"{\"viveport\": {\"Cloud\": true}}", Invalid, "[0,0,0,0,0,0]"}}},
     };
-    for (const Group& group : groups)
+    for (const auto& [key, kind, cases] : groups)
     {
-        for (const Case& c : group.cases)
+        for (const auto& [json, status, value] : cases)
         {
-            SCOPED_TRACE(std::string(group.key) + " as " + group.kind + ": " + c.json.substr(0, 80));
+            SCOPED_TRACE(std::string(key) + " as " + kind + ": " + json.substr(0, 80));
             MetadataLogCapture log;
             JsonTitleMetadata metadata;
-            ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document("\"" + std::string(group.key) + "\": " + c.json)));
-            MetadataField* field = FieldOf(metadata, group.key, group.kind);
+            ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document("\"" + std::string(key) + "\": " + json)));
+            MetadataField* field = FieldOf(metadata, key, kind);
             ASSERT_NE(nullptr, field);
-            EXPECT_EQ(c.status == Ok, field->IsPresent());
-            EXPECT_EQ(c.value, Describe(*field).second);
-            EXPECT_EQ(c.status, metadata.ReadField(*field));
+            EXPECT_EQ(status == Ok, field->IsPresent());
+            EXPECT_EQ(value, Describe(*field).second);
+            EXPECT_EQ(status, metadata.ReadField(*field));
             // Logged once by the load and once more by the retry above.
-            EXPECT_EQ(c.status == Ok ? 0u : 2u,
-                      MetadataLogCapture::CountOf(std::string("E Could not read field '") + group.key +
-                                                  "', field was not found in metadata."));
+            EXPECT_EQ(status == Ok ? 0u : 2u, MetadataLogCapture::CountOf(std::string("E Could not read field '") + key +
+                                                                          "', field was not found in metadata."));
         }
     }
 }
@@ -327,19 +312,19 @@ TEST(MetadataFieldParseTest, PrerequisiteRecords)
 
     const std::string good = "{\"prerequisiteId\": \"ok\", \"friendlyName\": \"OK\", \"version\": \"1\", "
                              "\"executableName\": \"ok.exe\"}";
-    for (const auto& c : cases)
+    for (const auto& [record, expected] : cases)
     {
-        SCOPED_TRACE(c.first);
+        SCOPED_TRACE(record);
         auto metadata = NewMetadata();
         // customPrerequisites is the last key: its failure is the load's last read.
-        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"customPrerequisites\": [" + good + ", " + c.first + "]")));
+        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"customPrerequisites\": [" + good + ", " + record + "]")));
         const PrerequisiteList& list = metadata->GetCustomPrerequisites();
-        EXPECT_EQ(c.second.empty() ? MetadataStatus::FieldInvalid : MetadataStatus::Ok, metadata->GetLastStatus());
-        ASSERT_EQ(c.second.empty() ? 1u : 2u, list.Count());
+        EXPECT_EQ(expected.empty() ? MetadataStatus::FieldInvalid : MetadataStatus::Ok, metadata->GetLastStatus());
+        ASSERT_EQ(expected.empty() ? 1u : 2u, list.Count());
         EXPECT_EQ("ok|OK|1|ok.exe|||[]|30000", describe(list.At(0)));
-        if (!c.second.empty())
+        if (!expected.empty())
         {
-            EXPECT_EQ(c.second, describe(list.At(1)));
+            EXPECT_EQ(expected, describe(list.At(1)));
         }
     }
 }

@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -149,24 +150,19 @@ TEST(MetadataObjectTest, EpicConfigDependsOnTheSdkVersionAlone)
     const std::string texts = "\"epicProductName\": \"a\", \"epicProductVersion\": \"b\", \"epicProductId\": \"c\", "
                               "\"epicSandboxId\": \"d\", \"epicDeploymentId\": \"e\", \"epicClientId\": \"f\", "
                               "\"epicClientSecret\": \"g\", \"epicArtifact\": \"h\"";
-    const struct Case
-    {
-        std::string members;
-        bool expected;
-        uint32_t lastStatus;
-    } cases[] = {
+    const std::tuple<std::string, bool, uint32_t> cases[] = {
         {texts, false, MetadataStatus::OptionalFieldMissing},
         {texts + ", \"epicSdkVersion\": 0", false, MetadataStatus::Ok},
         {"\"epicSdkVersion\": 1", true, MetadataStatus::OptionalFieldMissing},
         {texts + ", \"epicSdkVersion\": 1", true, MetadataStatus::Ok},
     };
-    for (const Case& c : cases)
+    for (const auto& [members, expected, lastStatus] : cases)
     {
-        SCOPED_TRACE(c.members);
+        SCOPED_TRACE(members);
         auto metadata = NewMetadata();
-        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document(c.members)));
-        EXPECT_EQ(c.expected, metadata->HasEpicConfig());
-        EXPECT_EQ(c.lastStatus, metadata->GetLastStatus());
+        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document(members)));
+        EXPECT_EQ(expected, metadata->HasEpicConfig());
+        EXPECT_EQ(lastStatus, metadata->GetLastStatus());
     }
 }
 
@@ -195,12 +191,7 @@ TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
     headerOnly[8] = static_cast<char>(headerOnly.size() - kContainerHeaderSize);
     std::string damaged = container;
     damaged[damaged.size() - 17] ^= static_cast<char>(0x80);
-    const struct Case
-    {
-        const char* what;
-        std::string bytes;
-        uint32_t status;
-    } cases[] = {
+    const std::tuple<const char*, std::string, uint32_t> cases[] = {
         {"plain", document, MetadataStatus::Ok},
         {"container", container, MetadataStatus::Ok},
         {"exactly 8 MiB", padded, MetadataStatus::Ok},
@@ -219,12 +210,12 @@ TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
         {"container with damaged padding", damaged, MetadataStatus::NoMetadata},
         {"unterminated", document.substr(0, document.size() - 1), MetadataStatus::BadFormat},
     };
-    for (const Case& c : cases)
+    for (const auto& [what, bytes, status] : cases)
     {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(what);
         auto metadata = NewMetadata();
-        EXPECT_EQ(c.status, Load(*metadata, c.bytes));
-        if (c.status == MetadataStatus::Ok)
+        EXPECT_EQ(status, Load(*metadata, bytes));
+        if (status == MetadataStatus::Ok)
         {
             EXPECT_EQ(GamePlatform::Epic, metadata->GetGamePlatform());
             EXPECT_NE(nullptr, std::strstr(metadata->GetDocumentText(), "titleId"));
