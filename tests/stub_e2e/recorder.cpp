@@ -31,11 +31,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
     std::string source, destination;
     std::ifstream copy(std::filesystem::path(self + L".copy"));
     if (std::getline(copy, source) && std::getline(copy, destination))
-    {
-        while (!destination.empty() && destination.back() == '\r')
-            destination.pop_back();
         CopyFileW(ToWide(source).c_str(), ToWide(destination).c_str(), FALSE);
-    }
 
     wchar_t cwd[4096] = {};
     GetCurrentDirectoryW(4096, cwd);

@@ -115,9 +115,8 @@ std::vector<E2eCase> Cases()
     const std::wstring defaultRun = LauncherRun(L"-minmodeApp=T1 -stub_log");
     std::vector<E2eCase> cases;
     auto add = [&cases](const char* name) -> E2eCase& {
-        cases.emplace_back();
-        cases.back().name = name;
-        return cases.back();
+        E2eCase& c = cases.emplace_back();
+        return c.name = name, c;
     };
 
     // Store fronts and the launcher's command line.
@@ -303,14 +302,9 @@ std::vector<Record> ReadRecords(const std::wstring& path)
 // The arguments after the program part of a command line the shell built.
 std::wstring ArgumentsOf(const std::wstring& commandLine)
 {
-    size_t end = 0;
-    if (!commandLine.empty() && commandLine[0] == L'"')
-        end = commandLine.find(L'"', 1) + 1;
-    else
-        end = commandLine.find(L' ');
-    if (end == std::wstring::npos || end >= commandLine.size())
-        return L"";
-    return commandLine.substr(end + 1);
+    const size_t end =
+        !commandLine.empty() && commandLine[0] == L'"' ? commandLine.find(L'"', 1) + 1 : commandLine.find(L' ');
+    return end == std::wstring::npos || end >= commandLine.size() ? L"" : commandLine.substr(end + 1);
 }
 
 // Wide text as the log writes it: the runtime narrows "%ls" in the "C"
@@ -409,8 +403,7 @@ protected:
     static void SetUpTestSuite()
     {
         // With a display, every message box would wait for a click.
-        wchar_t display[256];
-        s_HasDisplay = GetEnvironmentVariableW(L"DISPLAY", display, 256) != 0;
+        s_HasDisplay = GetEnvironmentVariableW(L"DISPLAY", nullptr, 0) != 0;
         if (s_HasDisplay)
             return;
         s_Guard.emplace();
@@ -474,27 +467,23 @@ protected:
         static int counter = 0;
         m_Root = s_Base + L"\\case " + std::to_wstring(++counter) + L" " + ToWide(c.name);
         m_Game = m_Root + L"\\Game Folder";
-        m_Target = m_Game;
-        if (c.place == MetadataPlace::TwoAboveContainer)
-            m_Target = m_Game + L"\\Binaries\\Win64";
-        else if (c.place == MetadataPlace::WorkingDirOnly)
-            m_Target = m_Root + L"\\Stub Elsewhere";
+        m_Target = c.place == MetadataPlace::TwoAboveContainer ? m_Game + L"\\Binaries\\Win64"
+                   : c.place == MetadataPlace::WorkingDirOnly  ? m_Root + L"\\Stub Elsewhere"
+                                                               : m_Game;
         m_Exe = m_Target + L"\\" + kStubExeName;
         fs::create_directories(m_Game, g_Ignored);
         ASSERT_NO_FATAL_FAILURE(Copy(kStubExeName, m_Exe));
 
         const std::string document = MetadataDocument(c);
-        std::string bytes = document;
+        std::vector<uint8_t> container;
+        ASSERT_EQ(EncodeContainer(reinterpret_cast<const uint8_t*>(document.data()),
+                                  static_cast<uint32_t>(document.size()), container),
+                  0u);
+        std::string bytes(container.begin(), container.end());
         if (c.place == MetadataPlace::Corrupt)
             bytes = "KVOM this is not a container at all, just some bytes of text";
-        else if (c.place != MetadataPlace::BesidePlain)
-        {
-            std::vector<uint8_t> container;
-            ASSERT_EQ(EncodeContainer(reinterpret_cast<const uint8_t*>(document.data()),
-                                      static_cast<uint32_t>(document.size()), container),
-                      0u);
-            bytes.assign(container.begin(), container.end());
-        }
+        else if (c.place == MetadataPlace::BesidePlain)
+            bytes = document;
         const bool aboveStub = c.place == MetadataPlace::TwoAboveContainer || c.place == MetadataPlace::WorkingDirOnly;
         if (c.place != MetadataPlace::Missing)
         {
