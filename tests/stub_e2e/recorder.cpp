@@ -13,18 +13,13 @@
 #include <fstream>
 #include <string>
 
-namespace
-{
-// The value of an environment variable; `absent` when it is unset or empty.
-std::wstring EnvironmentValue(const wchar_t* name, const wchar_t* absent)
-{
-    const wchar_t* value = _wgetenv(name);
-    return value && *value ? value : absent;
-}
-} // namespace
-
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
 {
+    // The value of an environment variable; `absent` when it is unset or empty.
+    auto environmentValue = [](const wchar_t* name, const wchar_t* absent) -> std::wstring {
+        const wchar_t* value = _wgetenv(name);
+        return value && *value ? value : absent;
+    };
     wchar_t path[4096] = {};
     GetModuleFileNameW(nullptr, path, 4096);
     const std::wstring self = path;
@@ -35,15 +30,15 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
 
     wchar_t cwd[4096] = {};
     GetCurrentDirectoryW(4096, cwd);
-    const std::wstring recordPath = EnvironmentValue(L"KVO_E2E_RECORD", L"");
+    const std::wstring recordPath = environmentValue(L"KVO_E2E_RECORD", L"");
     if (!recordPath.empty())
         std::ofstream(std::filesystem::path(recordPath), std::ios::binary | std::ios::app)
             << "program=" << ToUtf8(self) << "\ncommandLine=" << ToUtf8(GetCommandLineW()) << "\ncwd="
-            << ToUtf8(cwd) << "\nviveportLocation=" << ToUtf8(EnvironmentValue(L"ViveportLocation", L"<unset>"))
+            << ToUtf8(cwd) << "\nviveportLocation=" << ToUtf8(environmentValue(L"ViveportLocation", L"<unset>"))
             << "\nend\n";
 
     // Bounded, so a test that forgets the hold file cannot hang the suite.
-    const std::wstring hold = EnvironmentValue(L"KVO_E2E_HOLD", L"");
+    const std::wstring hold = environmentValue(L"KVO_E2E_HOLD", L"");
     for (int i = 0; !hold.empty() && i < 1200 && GetFileAttributesW(hold.c_str()) != INVALID_FILE_ATTRIBUTES; ++i)
         Sleep(50);
 

@@ -101,7 +101,7 @@ std::wstring SteamRun(const std::wstring& appId)
 {
     return LauncherRun(L"-steamAppId=" + appId + L" -steamLocation \"{target}\" -stub_log");
 }
-// A program run from the game folder without arguments (an installer).
+// A program of the game folder (an installer), with its arguments.
 std::wstring GameFolderRun(const std::wstring& path, const std::wstring& args = L"")
 {
     return L"Game Folder\\" + path + L"|" + args;
