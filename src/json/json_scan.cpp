@@ -326,44 +326,56 @@ int32_t ValueEnd(const char* s, int32_t end, int32_t i)
     return -1;
 }
 
-int32_t ContainerEndBytewise(const char* s, int32_t end, int32_t i, bool& tooDeep)
+namespace
+{
+// The bracket pair of the container opened at s[i]; false when s[i] opens none.
+bool ContainerBrackets(const char* s, int32_t end, int32_t i, char& open, char& close)
 {
     if (i < 0 || i >= end)
-        return -1;
-    const char open = s[i];
+        return false;
+    open = s[i];
     if (open != '{' && open != '[')
-        return -1;
-    const char close = open == '{' ? '}' : ']';
+        return false;
+    close = open == '{' ? '}' : ']';
+    return true;
+}
+
+int32_t ContainerEndByBytes(const char* s, int32_t end, int32_t i, char open, char close, bool& tooDeep)
+{
     ContainerState st = {1, false, false};
     const int32_t r = ScanContainerRange(s, end, i + 1, end, open, close, st, tooDeep);
     return r == kRunning ? -1 : r;
 }
+} // namespace
+
+int32_t ContainerEndBytewise(const char* s, int32_t end, int32_t i, bool& tooDeep)
+{
+    char open = 0;
+    char close = 0;
+    if (!ContainerBrackets(s, end, i, open, close))
+        return -1;
+    return ContainerEndByBytes(s, end, i, open, close, tooDeep);
+}
 
 int32_t ContainerEndBaseline(const char* s, int32_t end, int32_t i, bool& tooDeep)
 {
-    if (i < 0 || i >= end)
+    char open = 0;
+    char close = 0;
+    if (!ContainerBrackets(s, end, i, open, close))
         return -1;
-    const char open = s[i];
-    if (open != '{' && open != '[')
-        return -1;
-    const char close = open == '{' ? '}' : ']';
 #if defined(KVO_JSON_SSE2)
     return ContainerEndSse2(s, end, i, open, close, tooDeep);
 #else
-    ContainerState st = {1, false, false};
-    const int32_t r = ScanContainerRange(s, end, i + 1, end, open, close, st, tooDeep);
-    return r == kRunning ? -1 : r;
+    return ContainerEndByBytes(s, end, i, open, close, tooDeep);
 #endif
 }
 
 int32_t ContainerEnd(const char* s, int32_t end, int32_t i, bool& tooDeep)
 {
-    if (i < 0 || i >= end)
+    char open = 0;
+    char close = 0;
+    if (!ContainerBrackets(s, end, i, open, close))
         return -1;
-    const char open = s[i];
-    if (open != '{' && open != '[')
-        return -1;
-    const char close = open == '{' ? '}' : ']';
 #if defined(KVO_JSON_AVX2)
     if (end - i > 128 && HasAvx2())
         return ContainerEndAvx2(s, end, i, open, close, tooDeep);
@@ -371,9 +383,7 @@ int32_t ContainerEnd(const char* s, int32_t end, int32_t i, bool& tooDeep)
 #if defined(KVO_JSON_SSE2)
     return ContainerEndSse2(s, end, i, open, close, tooDeep);
 #else
-    ContainerState st = {1, false, false};
-    const int32_t r = ScanContainerRange(s, end, i + 1, end, open, close, st, tooDeep);
-    return r == kRunning ? -1 : r;
+    return ContainerEndByBytes(s, end, i, open, close, tooDeep);
 #endif
 }
 } // namespace jsonscan
