@@ -2,6 +2,7 @@
 // folder rule.
 #include "log/direct_file_log.h"
 
+#include "log/log_format.h"
 #include "util/text_convert.h"
 
 #include <shlobj.h>
@@ -31,7 +32,7 @@ std::size_t FormatLine(char (&buffer)[kLineBufferSize], bool withIds, const char
     if (s < 0 || s >= messageEnd)
         s = 0;
     const int room = messageEnd - s;
-    int m = std::vsnprintf(buffer + s, static_cast<std::size_t>(room), format, args);
+    int m = FormatLogText(buffer + s, static_cast<std::size_t>(room), format, args);
     if (m < 0)
         m = s > 0 ? -1 : 0; // unformattable: the line end replaces the stamp's blank
     else if (m >= room)

@@ -307,14 +307,10 @@ std::wstring ArgumentsOf(const std::wstring& commandLine)
     return end == std::wstring::npos || end >= commandLine.size() ? L"" : commandLine.substr(end + 1);
 }
 
-// Wide text as the log writes it: the runtime narrows "%ls" in the "C"
-// locale, one byte per character.
+// Wide text as the log writes it: UTF-8.
 std::string NarrowLikeLog(const std::wstring& text)
 {
-    std::string narrow;
-    for (wchar_t c : text)
-        narrow += c <= 0xFF ? static_cast<char>(c) : '?';
-    return narrow;
+    return ToUtf8(text);
 }
 
 // Lines end with CR LF (a message text may hold line feeds of its own); the

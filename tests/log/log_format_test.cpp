@@ -1,0 +1,73 @@
+#include "log/log_format.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+namespace
+{
+std::string Format(std::size_t size, int* total, const char* format, ...)
+{
+    char buffer[256];
+    va_list args;
+    va_start(args, format);
+    *total = FormatLogText(buffer, size, format, args);
+    va_end(args);
+    return buffer;
+}
+
+std::string Format(const char* format, ...)
+{
+    char buffer[256];
+    va_list args;
+    va_start(args, format);
+    FormatLogText(buffer, sizeof buffer, format, args);
+    va_end(args);
+    return buffer;
+}
+} // namespace
+
+TEST(LogFormat, WideTextComesOutAsUtf8)
+{
+    EXPECT_EQ(Format("Couldn't open %ls", L"C:\\Users\\J\u00fcrgen\\t.kvo"), "Couldn't open C:\\Users\\J\xc3\xbcrgen\\t.kvo");
+    EXPECT_EQ(Format("%ls|%lc", L"\u30a8\u30e9\u30fc \u00ae \U0001F3AE", L'\u20ac'),
+              "\xe3\x82\xa8\xe3\x83\xa9\xe3\x83\xbc \xc2\xae \xf0\x9f\x8e\xae|\xe2\x82\xac");
+    EXPECT_EQ(Format("[%ls] [%s]", static_cast<const wchar_t*>(nullptr), static_cast<const char*>(nullptr)),
+              "[(null)] [(null)]");
+}
+
+TEST(LogFormat, ConversionsKeepTheirUsualMeaning)
+{
+    // Each row is checked against the runtime's own formatting of the same values.
+    char expected[256];
+    std::snprintf(expected, sizeof expected, "%d %5d %-4d| %x %08x %X %u %c %%", -42, 7, 3, 0xbeefu, 0x1234u, 255u,
+                  4000000000u, 'q');
+    EXPECT_EQ(Format("%d %5d %-4d| %x %08x %X %u %c %%", -42, 7, 3, 0xbeefu, 0x1234u, 255u, 4000000000u, 'q'),
+              expected);
+    std::snprintf(expected, sizeof expected, "%lld %llu %ld %lx %zu %hd %.3s %*d %.*s %6.2f %g", -5000000000LL,
+                  18000000000000000000ULL, -7L, 0xABCL, static_cast<size_t>(99), static_cast<short>(70000), "abcdef",
+                  4, 9, 2, "xyz", 3.14159, 1e-7);
+    EXPECT_EQ(Format("%lld %llu %ld %lx %zu %hd %.3s %*d %.*s %6.2f %g", -5000000000LL, 18000000000000000000ULL, -7L,
+                     0xABCL, static_cast<size_t>(99), static_cast<short>(70000), "abcdef", 4, 9, 2, "xyz", 3.14159,
+                     1e-7),
+              expected);
+    EXPECT_EQ(Format("%10ls|%-3ls|", L"ab", L"c"), "        ab|c  |");
+}
+
+TEST(LogFormat, CutsToTheBufferAndReportsTheFullLength)
+{
+    int total = 0;
+    EXPECT_EQ(Format(8, &total, "%s-%ls", "abcdef", L"ghij"), "abcdef-");
+    EXPECT_EQ(total, 11);
+    EXPECT_EQ(Format(5, &total, "%d", 123456789), "1234");
+    EXPECT_EQ(total, 9);
+    EXPECT_EQ(Format(1, &total, "xyz"), "");
+    EXPECT_EQ(total, 3);
+    // A conversion the log does not know, or a format cut after '%', is refused.
+    EXPECT_EQ(Format(64, &total, "bad %y"), "bad ");
+    EXPECT_EQ(total, -1);
+    Format(64, &total, "trailing %");
+    EXPECT_EQ(total, -1);
+}
