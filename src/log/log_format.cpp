@@ -26,10 +26,10 @@ public:
     }
     // Formats one conversion whose argument is already taken, through the
     // runtime, so that flags, width and precision keep their usual meaning.
-    template <typename T> void AppendOne(const char* spec, T value)
+    template <typename T> void AppendOne(const char* conversion, T value)
     {
         std::size_t room = Room();
-        int n = std::snprintf(m_Size > 0 ? m_Out + m_Used : nullptr, m_Size > 0 ? room + 1 : 0, spec, value);
+        int n = std::snprintf(m_Size > 0 ? m_Out + m_Used : nullptr, m_Size > 0 ? room + 1 : 0, conversion, value);
         if (n < 0)
             return;
         std::size_t length = static_cast<std::size_t>(n);
@@ -54,7 +54,7 @@ private:
 };
 
 // The text of one conversion being rebuilt for the runtime.
-class Spec
+class Conversion
 {
 public:
     void Add(char c)
@@ -113,27 +113,27 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
             continue;
         }
         // The pieces of one conversion: flags, width, precision, length, type.
-        Spec spec;
+        Conversion conversion;
         while (*q && std::strchr("-+ #0", *q))
-            spec.Add(*q++);
+            conversion.Add(*q++);
         for (int part = 0; part < 2; ++part)
         {
             if (part == 1)
             {
                 if (*q != '.')
                     break;
-                spec.Add(*q++);
+                conversion.Add(*q++);
             }
             if (*q == '*')
             {
                 // The star's value goes into the piece itself, so the one
                 // argument left for the runtime is the converted value.
-                spec.AddNumber(va_arg(ap, int));
+                conversion.AddNumber(va_arg(ap, int));
                 ++q;
             }
             else
                 while (*q >= '0' && *q <= '9')
-                    spec.Add(*q++);
+                    conversion.Add(*q++);
         }
         int longs = 0;
         bool half = false, sized = false, wide64 = false, longDouble = false;
@@ -176,7 +176,7 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
                                                    : va_arg(ap, int);
             if (half)
                 value = static_cast<short>(value);
-            result.AppendOne(spec.With("lld"), value);
+            result.AppendOne(conversion.With("lld"), value);
             break;
         }
         case 'u':
@@ -192,7 +192,7 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
                                                               : va_arg(ap, unsigned);
             if (half)
                 value = static_cast<unsigned short>(value);
-            result.AppendOne(spec.With(TypeTail("ll", type == 'p' ? 'X' : type, tail)), value);
+            result.AppendOne(conversion.With(TypeTail("ll", type == 'p' ? 'X' : type, tail)), value);
             break;
         }
         case 'c':
@@ -224,10 +224,10 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
             // A NUL character still takes its one byte, as it does for "%c".
             if (type == 'c' && single[0] == '\0' && longs == 0)
             {
-                result.AppendOne(spec.With("c"), 0);
+                result.AppendOne(conversion.With("c"), 0);
                 break;
             }
-            result.AppendOne(spec.With("s"), text);
+            result.AppendOne(conversion.With("s"), text);
             break;
         }
         case 'f':
@@ -240,9 +240,9 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
         case 'A':
             // Long doubles are not logged anywhere; their bits are taken all the same.
             if (longDouble)
-                result.AppendOne(spec.With(TypeTail("", type, tail)), static_cast<double>(va_arg(ap, long double)));
+                result.AppendOne(conversion.With(TypeTail("", type, tail)), static_cast<double>(va_arg(ap, long double)));
             else
-                result.AppendOne(spec.With(TypeTail("", type, tail)), va_arg(ap, double));
+                result.AppendOne(conversion.With(TypeTail("", type, tail)), va_arg(ap, double));
             break;
         default:
             // Not a conversion this log knows: the format is malformed.
