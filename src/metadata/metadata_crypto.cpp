@@ -59,3 +59,13 @@ bool IsEncryptInputUsable(const uint8_t* plain, const uint8_t* key)
     }
     return true;
 }
+
+bool PrepareHashInput(const uint8_t*& data, uint32_t size, const uint8_t* prefix)
+{
+    static const uint8_t kNothing = 0;
+    if (!prefix || (!data && size != 0))
+        return false;
+    if (!data)
+        data = &kNothing;
+    return true;
+}

@@ -23,6 +23,9 @@ bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix);
 // Argument checks shared by both backends, logging why a call is refused.
 bool IsDecryptInputUsable(const uint8_t* input, uint32_t size, const uint8_t* key);
 bool IsEncryptInputUsable(const uint8_t* plain, const uint8_t* key);
+// Refuses a missing output or missing data of non-zero size; empty data is
+// pointed at a byte of its own so the backends never hash a null pointer.
+bool PrepareHashInput(const uint8_t*& data, uint32_t size, const uint8_t* prefix);
 
 // NTSTATUS-style result of one CNG call: negative values are failures.
 using CryptoStatus = int32_t;

@@ -136,11 +136,8 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
 
 bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix)
 {
-    static const uint8_t kNothing = 0;
-    if (!prefix || (!data && size != 0))
+    if (!PrepareHashInput(data, size, prefix))
         return false;
-    if (!data)
-        data = &kNothing;
     if (EVP_MD_size(EVP_sha256()) != 32)
     {
         StubLog::Printf("Incorrect hash output size.");

@@ -90,6 +90,12 @@ bool RandomIv(uint8_t* iv)
         return false;
     return CheckStatus(BCryptGenRandom(rng.Get(), iv, kBlockSize, 0));
 }
+// The AES-CBC provider and the key made from the 32 key bytes; the key
+// handle must go before the provider, which the declaration order ensures.
+bool OpenAesKey(const uint8_t* key, CngAlgorithm& algorithm, CngKey& keyHandle)
+{
+    return OpenAesCbc(algorithm) && MakeKey(algorithm, key, keyHandle);
+}
 } // namespace
 
 bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std::string& text)
@@ -98,10 +104,8 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
     if (!IsDecryptInputUsable(input, size, key))
         return false;
     CngAlgorithm algorithm;
-    if (!OpenAesCbc(algorithm))
-        return false;
     CngKey keyHandle;
-    if (!MakeKey(algorithm, key, keyHandle))
+    if (!OpenAesKey(key, algorithm, keyHandle))
         return false;
 
     uint8_t iv[kBlockSize];
@@ -139,10 +143,8 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
     if (!IsEncryptInputUsable(plain, key))
         return false;
     CngAlgorithm algorithm;
-    if (!OpenAesCbc(algorithm))
-        return false;
     CngKey keyHandle;
-    if (!MakeKey(algorithm, key, keyHandle))
+    if (!OpenAesKey(key, algorithm, keyHandle))
         return false;
 
     uint8_t ivBytes[kBlockSize];
@@ -174,11 +176,8 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
 
 bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix)
 {
-    static const uint8_t kNothing = 0;
-    if (!prefix || (!data && size != 0))
+    if (!PrepareHashInput(data, size, prefix))
         return false;
-    if (!data)
-        data = &kNothing;
     CngAlgorithm algorithm;
     if (!CheckStatus(BCryptOpenAlgorithmProvider(algorithm.Receive(), BCRYPT_SHA256_ALGORITHM, nullptr, 0)))
         return false;
