@@ -61,21 +61,12 @@ int RunCheck(const std::vector<std::string>& args)
                                          {"strict", 0, false},  {"verbose", 'v', false},
                                          {"quiet", 'q', false}, {"help", 'h', false}};
     ParsedArguments parsed;
-    std::string error;
-    if (!ParseArguments(args, 0, defs, parsed, error))
-        return UsageError("check", error);
-    if (parsed.Has("help"))
-        return PrintCommandHelp("check");
-    if (parsed.positionals.empty())
-        return UsageError("check", "no file to check");
     uint8_t key[32];
     CheckRunOptions options;
-    if (parsed.Has("key"))
-    {
-        if (!ParseHexKey(parsed.Value("key"), key))
-            return UsageError("check", "--key needs 64 hexadecimal digits");
-        options.key = key;
-    }
+    if (const int status = ParseCommandArguments("check", args, defs, parsed, key, &options.key); status >= 0)
+        return status;
+    if (parsed.positionals.empty())
+        return UsageError("check", "no file to check");
     options.equalsSyntax = parsed.Has("equals");
     options.strict = parsed.Has("strict");
     options.verbose = parsed.Has("verbose");

@@ -159,22 +159,13 @@ int RunFmt(const std::vector<std::string>& args)
                                          {"key", 0, true},
                                          {"help", 'h', false}};
     ParsedArguments parsed;
-    std::string error;
-    if (!ParseArguments(args, 0, defs, parsed, error))
-        return UsageError("fmt", error);
-    if (parsed.Has("help"))
-        return PrintCommandHelp("fmt");
+    uint8_t key[32];
+    const uint8_t* keyPtr = nullptr;
+    if (const int status = ParseCommandArguments("fmt", args, defs, parsed, key, &keyPtr); status >= 0)
+        return status;
     if (parsed.positionals.size() != 1)
         return UsageError("fmt",
                           parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
-    uint8_t key[32];
-    const uint8_t* keyPtr = nullptr;
-    if (parsed.Has("key"))
-    {
-        if (!ParseHexKey(parsed.Value("key"), key))
-            return UsageError("fmt", "--key needs 64 hexadecimal digits");
-        keyPtr = key;
-    }
     const std::string& in = parsed.positionals[0];
     const std::string shown = in == "-" ? "<stdin>" : in;
     InputDocument doc;
@@ -216,6 +207,7 @@ int RunFmt(const std::vector<std::string>& args)
         return ExitProblems;
     }
     out += '\n';
+    std::string error;
     if (!WriteFileAtomically(parsed.Value("output", "-"), out, error))
     {
         std::fprintf(stderr, "kvotool fmt: %s\n", error.c_str());

@@ -35,11 +35,8 @@ int RunNew(const std::vector<std::string>& args)
 {
     const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false}, {"help", 'h', false}};
     ParsedArguments parsed;
-    std::string error;
-    if (!ParseArguments(args, 0, defs, parsed, error))
-        return UsageError("new", error);
-    if (parsed.Has("help"))
-        return PrintCommandHelp("new");
+    if (const int status = ParseCommandArguments("new", args, defs, parsed); status >= 0)
+        return status;
     if (!parsed.positionals.empty())
         return UsageError("new", "unexpected argument '" + parsed.positionals[0] + "'");
     if (!parsed.Has("output"))
@@ -60,6 +57,7 @@ int RunNew(const std::vector<std::string>& args)
         return ExitUsage;
     }
     text += '\n';
+    std::string error;
     if (!WriteFileAtomically(out, text, error))
     {
         std::fprintf(stderr, "kvotool new: %s\n", error.c_str());

@@ -13,26 +13,17 @@ int RunPack(const std::vector<std::string>& args)
                                          {"equals", 0, false},  {"strict", 0, false},  {"quiet", 'q', false},
                                          {"help", 'h', false}};
     ParsedArguments parsed;
-    std::string error;
-    if (!ParseArguments(args, 0, defs, parsed, error))
-        return UsageError("pack", error);
-    if (parsed.Has("help"))
-        return PrintCommandHelp("pack");
+    uint8_t key[32];
+    CheckRunOptions options;
+    // One key for the container written and for a container given as input.
+    if (const int status = ParseCommandArguments("pack", args, defs, parsed, key, &options.key); status >= 0)
+        return status;
     if (parsed.positionals.size() != 1)
         return UsageError("pack",
                           parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
     if (!parsed.Has("output"))
         return UsageError("pack", "the container to write is missing: -o FILE");
 
-    uint8_t key[32];
-    CheckRunOptions options;
-    if (parsed.Has("key"))
-    {
-        if (!ParseHexKey(parsed.Value("key"), key))
-            return UsageError("pack", "--key needs 64 hexadecimal digits");
-        // One key for the container written and for a container given as input.
-        options.key = key;
-    }
     options.equalsSyntax = parsed.Has("equals");
     options.strict = parsed.Has("strict");
     options.quiet = parsed.Has("quiet");
@@ -54,6 +45,7 @@ int RunPack(const std::vector<std::string>& args)
         return ExitProblems;
     }
     std::string container;
+    std::string error;
     if (!MakeContainer(doc.text, options.key, container, error))
     {
         std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());

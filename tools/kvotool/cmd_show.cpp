@@ -172,22 +172,13 @@ int RunShow(const std::vector<std::string>& args)
 {
     const std::vector<OptionDef> defs = {{"key", 0, true}, {"text", 0, false}, {"help", 'h', false}};
     ParsedArguments parsed;
-    std::string error;
-    if (!ParseArguments(args, 0, defs, parsed, error))
-        return UsageError("show", error);
-    if (parsed.Has("help"))
-        return PrintCommandHelp("show");
+    uint8_t key[32];
+    const uint8_t* keyPtr = nullptr;
+    if (const int status = ParseCommandArguments("show", args, defs, parsed, key, &keyPtr); status >= 0)
+        return status;
     if (parsed.positionals.size() != 1)
         return UsageError("show",
                           parsed.positionals.empty() ? "no file to show" : "exactly one file, please");
-    uint8_t key[32];
-    const uint8_t* keyPtr = nullptr;
-    if (parsed.Has("key"))
-    {
-        if (!ParseHexKey(parsed.Value("key"), key))
-            return UsageError("show", "--key needs 64 hexadecimal digits");
-        keyPtr = key;
-    }
     const std::string& path = parsed.positionals[0];
     InputDocument doc;
     DiagnosticList diags;

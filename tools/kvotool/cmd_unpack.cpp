@@ -11,22 +11,13 @@ int RunUnpack(const std::vector<std::string>& args)
 {
     const std::vector<OptionDef> defs = {{"output", 'o', true}, {"key", 0, true}, {"help", 'h', false}};
     ParsedArguments parsed;
-    std::string error;
-    if (!ParseArguments(args, 0, defs, parsed, error))
-        return UsageError("unpack", error);
-    if (parsed.Has("help"))
-        return PrintCommandHelp("unpack");
+    uint8_t key[32];
+    const uint8_t* keyPtr = nullptr;
+    if (const int status = ParseCommandArguments("unpack", args, defs, parsed, key, &keyPtr); status >= 0)
+        return status;
     if (parsed.positionals.size() != 1)
         return UsageError("unpack",
                           parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
-    uint8_t key[32];
-    const uint8_t* keyPtr = nullptr;
-    if (parsed.Has("key"))
-    {
-        if (!ParseHexKey(parsed.Value("key"), key))
-            return UsageError("unpack", "--key needs 64 hexadecimal digits");
-        keyPtr = key;
-    }
     const std::string& in = parsed.positionals[0];
     InputDocument doc;
     DiagnosticList diags;
@@ -36,6 +27,7 @@ int RunUnpack(const std::vector<std::string>& args)
         return ExitUsage;
     if (result != InputResult::Ok)
         return ExitProblems;
+    std::string error;
     if (!WriteFileAtomically(parsed.Value("output", "-"), doc.text, error))
     {
         std::fprintf(stderr, "kvotool unpack: %s\n", error.c_str());

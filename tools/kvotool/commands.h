@@ -2,6 +2,9 @@
 // the process exit status.
 #pragma once
 
+#include "cli.h"
+
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,4 +22,10 @@ int RunNew(const std::vector<std::string>& args);
 int UsageError(const std::string& command, const std::string& message);
 // Prints the help of `command` on standard output and gives 0.
 int PrintCommandHelp(const std::string& command);
+// The common start of every command: parses its arguments and answers --help.
+// Gives -1 when the command goes on, otherwise the exit status to return.
+// With `key`, a --key option is decoded into it and `*keyOut` points at it.
+int ParseCommandArguments(const std::string& command, const std::vector<std::string>& args,
+                          const std::vector<OptionDef>& defs, ParsedArguments& parsed, uint8_t* key = nullptr,
+                          const uint8_t** keyOut = nullptr);
 } // namespace kvotool

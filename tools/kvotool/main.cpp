@@ -24,6 +24,25 @@ int PrintCommandHelp(const std::string& command)
     std::fputs(CommandHelp(command), stdout);
     return ExitOk;
 }
+
+int ParseCommandArguments(const std::string& command, const std::vector<std::string>& args,
+                          const std::vector<OptionDef>& defs, ParsedArguments& parsed, uint8_t* key,
+                          const uint8_t** keyOut)
+{
+    std::string error;
+    if (!ParseArguments(args, 0, defs, parsed, error))
+        return UsageError(command, error);
+    if (parsed.Has("help"))
+        return PrintCommandHelp(command);
+    if (key && parsed.Has("key"))
+    {
+        if (!ParseHexKey(parsed.Value("key"), key))
+            return UsageError(command, "--key needs 64 hexadecimal digits");
+        if (keyOut)
+            *keyOut = key;
+    }
+    return -1;
+}
 } // namespace kvotool
 
 int main(int argc, char** argv)
