@@ -15,8 +15,7 @@ int32_t Len(const char* s)
     return static_cast<int32_t>(std::strlen(s));
 }
 
-// Runs a conversion on a value of 99 (the whole text unless a length is
-// given) and gives the outcome with the value: a refusal must leave the 99.
+// Converts into a value of 99 (whole text unless a length is given): a refusal must leave the 99.
 template <typename T>
 std::pair<bool, T> Conv(bool (*fn)(const char*, int32_t, T&), const char* text, int32_t length = -1)
 {
@@ -25,34 +24,11 @@ std::pair<bool, T> Conv(bool (*fn)(const char*, int32_t, T&), const char* text, 
     return {ok, v};
 }
 
-TEST(JsonTextClasses, MembershipAtTheEdges)
-{
-    EXPECT_TRUE(IsSpace(0x0B));
-    EXPECT_FALSE(IsSpace(0x0C));
-    EXPECT_TRUE(IsControl(0x7F) && IsControl(0x1F));
-    EXPECT_FALSE(IsControl(0x20));
-    EXPECT_FALSE(IsControl(0x80 + 0x1F)); // code points of 128 and more belong to no class
-    EXPECT_FALSE(IsDigit(0x100 + '5'));
-    EXPECT_TRUE(IsHexDigit('f'));
-    EXPECT_FALSE(IsHexDigit('g'));
-    for (char c : std::string("\"/\\bfnrt"))
-        EXPECT_TRUE(IsEscapeLetter(static_cast<uint8_t>(c))) << c;
-    EXPECT_FALSE(IsEscapeLetter('u'));
-    for (char c : std::string("{}[]=,:"))
-        EXPECT_TRUE(IsStructural(static_cast<uint8_t>(c))) << c;
-    EXPECT_FALSE(IsStructural(';'));
-    EXPECT_TRUE(NeedsEscape(0x08));
-    EXPECT_FALSE(NeedsEscape('/'));
-    EXPECT_FALSE(IsHighByte(0x80));
-    EXPECT_TRUE(IsHighByte(0x81) && IsHighByte(0xFF));
-}
-
 TEST(JsonTextEscapes, DecodeEscapeTable)
 {
     for (auto [after, codePoint, used] : Rows<const char*, uint32_t, int32_t>{
-             {"b", 0x08, 1},   {"f", 0x0C, 1},      {"n", 0x0A, 1},       {"r", 0x0D, 1},   {"t", 0x09, 1},
-             {"\"", '"', 1},   {"/", '/', 1},       {"\\", '\\', 1},     {"q", 'q', 1},    {"u12\"", 0x12, 3},
-             {"uZZ", 'u', 1},  {"u00e9x", 0xE9, 5}, {"u12345", 0x1234, 5}, {"u", 'u', 1},    {"\xC3", 0xFFFFFFC3u, 1}})
+             {"b", 0x08, 1},   {"t", 0x09, 1},    {"/", '/', 1},       {"q", 'q', 1},         {"u12\"", 0x12, 3},
+             {"uZZ", 'u', 1},  {"u", 'u', 1},     {"u00e9x", 0xE9, 5}, {"u12345", 0x1234, 5}, {"\xC3", 0xFFFFFFC3u, 1}})
     {
         uint32_t cp = 0;
         EXPECT_EQ(DecodeEscape(after, cp), used) << after;
@@ -67,12 +43,8 @@ TEST(JsonTextEscapes, DecodeEscapeTable)
 
 TEST(JsonTextUtf8, EncodeAndDecode)
 {
-    for (auto [cp, bytes] : Rows<uint32_t, const char*>{{0x41, "A"},
-                                                         {0xE9, "\xC3\xA9"},
-                                                         {0x7FF, "\xDF\xBF"},
-                                                         {0x800, "\xE0\xA0\x80"},
-                                                         {0xD800, "\xED\xA0\x80"},
-                                                         {0x10FFFF, "\xF4\x8F\xBF\xBF"}})
+    for (auto [cp, bytes] : Rows<uint32_t, const char*>{
+             {0x41, "A"}, {0x7FF, "\xDF\xBF"}, {0x800, "\xE0\xA0\x80"}, {0xD800, "\xED\xA0\x80"}, {0x10FFFF, "\xF4\x8F\xBF\xBF"}})
     {
         char out[4] = {};
         uint32_t n = EncodeUtf8(cp, out);
@@ -193,13 +165,8 @@ TEST(JsonTextConvert, ReadFormatSettingIsUsed)
 
 TEST(JsonTextConvert, BoolAndNull)
 {
-    for (auto [text, ok, value] : Rows<const char*, bool, bool>{{"TRUE", true, true},
-                                                                 {"True", true, true},
-                                                                 {"fAlSe", true, false},
-                                                                 {"true1", false, false},
-                                                                 {"1", false, false},
-                                                                 {"tru", false, false},
-                                                                 {"", false, false}})
+    for (auto [text, ok, value] : Rows<const char*, bool, bool>{
+             {"True", true, true}, {"fAlSe", true, false}, {"true1", false, false}, {"1", false, false}, {"tru", false, false}})
     {
         bool b = !value;
         EXPECT_EQ(TextToBool(text, Len(text), b), ok) << text;
@@ -230,14 +197,8 @@ TEST(JsonTextBase64, Sizes)
 
 TEST(JsonTextBase64, EncodeKnownVectors)
 {
-    for (auto [in, encoded] : Rows<const char*, const char*>{{"A", "QQ=="},
-                                                              {"f", "Zg=="},
-                                                              {"fo", "Zm8="},
-                                                              {"foo", "Zm9v"},
-                                                              {"foob", "Zm9vYg=="},
-                                                              {"fooba", "Zm9vYmE="},
-                                                              {"foobar", "Zm9vYmFy"},
-                                                              {"\xFF\xFE\xFD", "//79"}})
+    for (auto [in, encoded] : Rows<const char*, const char*>{
+             {"A", "QQ=="}, {"fo", "Zm8="}, {"foob", "Zm9vYg=="}, {"foobar", "Zm9vYmFy"}, {"\xFF\xFE\xFD", "//79"}})
     {
         char out[32];
         std::memset(out, 'x', sizeof out);

