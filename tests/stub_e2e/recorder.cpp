@@ -1,9 +1,6 @@
-// Stands in for the launcher, the game and the installers in the stub's
-// end-to-end tests: appends how it was started to the file named by
-// KVO_E2E_RECORD and exits with the code in "<own path>.exit". While the file
-// named by KVO_E2E_HOLD exists it keeps running, and "<own path>.copy" (two
-// lines: source, destination) is copied first, as an installer would put the
-// launcher in place.
+// Stand-in for launcher, game and installers: copies "<self>.copy" (source and
+// destination lines) first, appends how it was started to $KVO_E2E_RECORD, runs
+// while $KVO_E2E_HOLD exists, and exits with the code in "<self>.exit".
 #include "util/text_convert.h"
 
 #include <windows.h>
@@ -15,7 +12,6 @@
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
 {
-    // The value of an environment variable; `absent` when it is unset or empty.
     auto environmentValue = [](const wchar_t* name, const wchar_t* absent) -> std::wstring {
         const wchar_t* value = _wgetenv(name);
         return value && *value ? value : absent;
