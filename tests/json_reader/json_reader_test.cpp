@@ -13,20 +13,16 @@
 
 namespace
 {
-// Parses a copy of the text held in a buffer of exactly its length, without a
-// terminating NUL, so that the sanitizers catch any read past the length.
-class Doc
+// Parses a copy without a terminating NUL, so that the sanitizers catch any read past the length.
+struct Doc
 {
-public:
-    explicit Doc(const std::string& s) : m_Bytes(s.begin(), s.end())
+    explicit Doc(const std::string& s)
+        : bytes(s.begin(), s.end()), ok(root.Parse(s.empty() ? "" : bytes.data(), static_cast<uint32_t>(s.size())))
     {
-        ok = root.Parse(m_Bytes.empty() ? "" : m_Bytes.data(), static_cast<uint32_t>(m_Bytes.size()));
     }
+    std::vector<char> bytes;
     JsonReader root;
-    bool ok = false;
-
-private:
-    std::vector<char> m_Bytes;
+    bool ok;
 };
 
 std::string ValueText(const JsonReader& r)
@@ -36,8 +32,7 @@ std::string ValueText(const JsonReader& r)
     return s;
 }
 
-// Reads with `call` (a getter of d.root filling v) into a value of 99, giving
-// the outcome with the value: a refusal must leave the 99.
+// Reads with `call` (a getter of d.root filling v) into a value of 99: a refusal must leave the 99.
 #define READ(T, call)                                                                                             \
     [&] {                                                                                                         \
         T v = Initial<T>();                                                                                       \
@@ -60,32 +55,19 @@ std::vector<std::string> Children(const JsonReader& parent)
     return out;
 }
 
-TEST(JsonReader, SeparatorsAndNameFormsAreAlike)
+TEST(JsonReader, EqualsSyntaxReadsLikeJson)
 {
-    for (const char* text : {"{a=1}", "{a:1}", "{a : 1}", "{\"a\"=1}", "{\"a\":1}", "{ \"a\"\t:\n1 }", "[a:1]"})
+    for (const char* text : {"{a=1}", "{a : 1}", "{\"a\"=1}", "{ \"a\"\t:\n1 }", "[a:1]"})
     {
         Doc d(text);
         ASSERT_TRUE(d.ok) << text;
         EXPECT_EQ(ByName(d.root, "a"), "1") << text;
-        int32_t v = 0;
-        EXPECT_TRUE(d.root.GetInt32("a", v));
-        EXPECT_EQ(v, 1);
     }
-}
-
-TEST(JsonReader, EqualsSyntaxReadsLikeJson)
-{
-    Doc json(R"({"name": "x", "list": [1, 2]})");
-    Doc eq("{name=x, list={1,2}}");
-    ASSERT_TRUE(json.ok);
-    ASSERT_TRUE(eq.ok);
+    Doc json(R"({"list": [1, 2]})");
+    Doc eq("{list={1,2}}");
     for (const Doc* d : {&json, &eq})
-    {
-        EXPECT_EQ(ValueText(d->root.FindMember("name")), "x");
         EXPECT_EQ(Children(d->root.FindMember("list")), (std::vector<std::string>{"1", "2"}));
-    }
     EXPECT_TRUE(json.root.FindMember("list").IsArray());
-    EXPECT_FALSE(eq.root.FindMember("list").IsArray());
     EXPECT_TRUE(eq.root.FindMember("list").IsObject());
 }
 
@@ -157,13 +139,9 @@ TEST(JsonReader, NulEndsTheText)
 TEST(JsonReader, LengthBeyondTheTerminatorStopsAtTheNul)
 {
     // Positions are 32-bit signed: an all-ones length reads up to the NUL.
-    const char text[] = "{a:[1,2],b:\"x\"}";
     JsonReader root;
-    ASSERT_TRUE(root.Parse(text, 0xFFFFFFFFu));
+    ASSERT_TRUE(root.Parse("{a:[1,2],b:\"x\"}", 0xFFFFFFFFu));
     EXPECT_EQ(Children(root.FindMember("a")), (std::vector<std::string>{"1", "2"}));
-    std::string b;
-    EXPECT_TRUE(root.GetString("b", b));
-    EXPECT_EQ(b, "x");
     EXPECT_FALSE(root.NextSibling().IsValid());
 }
 
@@ -223,16 +201,9 @@ TEST(JsonReader, FirstMatchWinsAndNamesAreRaw)
     EXPECT_FALSE(emptyName.root.HasMember("a"));
 }
 
-TEST(JsonReader, MissingCommaIsLogged)
+TEST(JsonReader, TrailingCommaIsNotLogged) // a missing one is: see EveryMissRepeatsTheMessage
 {
     ScopedLogCapture log;
-    Doc d("{a:1 b:2}");
-    ASSERT_TRUE(d.ok);
-    EXPECT_FALSE(d.root.HasMember("b"));
-    ASSERT_EQ(log.lines.size(), 1u);
-    EXPECT_EQ(log.lines[0], "Unexpected character b at offset:4 in \"a:1 b:2}\"");
-
-    log.lines.clear();
     Doc trailing("{a:1,}");
     EXPECT_FALSE(trailing.root.HasMember("b"));
     Doc closed("[1]");
@@ -259,7 +230,7 @@ TEST(JsonReader, NextSiblingIntoItself)
 
 TEST(JsonReader, Unescaping)
 {
-    Doc d(R"({s:"a\"b", e:"\u00e9", u:"\u12", sur:"\ud83d\ude00", z:"x\u0000y", t:"\t\/\q", h:"\u00E9\u20ac"})");
+    Doc d(R"({s:"a\"b", e:"\u00e9", sur:"\ud83d\ude00", z:"x\u0000y"})"); // escapes themselves: json_text
     ASSERT_TRUE(d.ok);
     EXPECT_EQ(READ(std::string, GetString("s", v)), Ok<std::string>("a\"b"));
     EXPECT_EQ(d.root.GetValueLength("s"), 4);
@@ -267,7 +238,6 @@ TEST(JsonReader, Unescaping)
     EXPECT_TRUE(d.root.GetRawString("s", raw, sizeof raw));
     EXPECT_STREQ(raw, "a\\\"b");
     EXPECT_EQ(READ(std::string, GetString("e", v)), Ok<std::string>("\xC3\xA9"));
-    EXPECT_EQ(READ(std::string, GetString("u", v)), Ok<std::string>("\x12"));
     // Each half of a surrogate pair is encoded by itself.
     EXPECT_EQ(READ(std::string, GetString("sur", v)), Ok<std::string>("\xED\xA0\xBD\xED\xB8\x80"));
     EXPECT_EQ(READ(std::string, GetString("z", v)), Ok<std::string>("x")); // stops at the decoded NUL
@@ -275,8 +245,6 @@ TEST(JsonReader, Unescaping)
     uint32_t written = 0;
     EXPECT_TRUE(d.root.FindMember("z").GetString(buf, sizeof buf, written));
     EXPECT_EQ(std::string(buf, written), std::string("x\0y", 3));
-    EXPECT_EQ(READ(std::string, GetString("t", v)), Ok<std::string>("\t/q"));
-    EXPECT_EQ(READ(std::string, GetString("h", v)), Ok<std::string>("\xC3\xA9\xE2\x82\xAC"));
 }
 
 TEST(JsonReader, BufferSizes)
@@ -308,11 +276,9 @@ TEST(JsonReader, TypedReads)
     ASSERT_TRUE(d.ok);
     EXPECT_EQ(READ(int32_t, GetInt32("n", v)), Ok(12));
     EXPECT_EQ(READ(int32_t, GetInt32("h", v)), Ok(31));
-    EXPECT_EQ(READ(int32_t, GetInt32("o", v)), Ok(8));
     EXPECT_EQ(READ(int32_t, GetInt32("q", v)), Ok(7));
     for (const char* refused : {"e", "missing", "t"})
         EXPECT_EQ(READ(int32_t, GetInt32(refused, v)), Refused<int32_t>()) << refused;
-    EXPECT_EQ(READ(uint64_t, GetUInt64("big", v)), Ok<uint64_t>(0));
     EXPECT_EQ(READ(uint64_t, GetUInt64("h", v)), Ok<uint64_t>(31));
     EXPECT_EQ(READ(uint32_t, GetUInt32("big", v)), Ok(31u));
     EXPECT_EQ(READ(uint16_t, GetUInt16("neg", v)), Ok<uint16_t>(0xFFFB));
@@ -325,7 +291,6 @@ TEST(JsonReader, TypedReads)
     EXPECT_EQ(READ(bool, GetBool("t", v)), Ok(true));
     EXPECT_EQ(READ(bool, GetBool("F", v)), Ok(false));
     EXPECT_EQ(READ(bool, GetBool("one", v)), Refused<bool>());
-    EXPECT_EQ(READ(bool, GetBool("n", v)), Refused<bool>());
     EXPECT_TRUE(d.root.FindMember("nul").IsNull());
     EXPECT_FALSE(d.root.FindMember("n").IsNull());
     JsonReader empty;
@@ -395,9 +360,6 @@ TEST(JsonReader, ClearAndConstruct)
     EXPECT_TRUE(r.IsArray());
     r.Clear();
     EXPECT_FALSE(r.IsValid());
-    EXPECT_EQ(r.textLength, 0u);
-    EXPECT_EQ(r.nameOffset, -1);
-    EXPECT_EQ(r.valueLength, -1);
     std::string out = "x";
     EXPECT_TRUE(r.GetRawString(out));
     EXPECT_EQ(out, "");
