@@ -1,5 +1,5 @@
-// The sinks' log folder "<known folder>\Tavrin Games\Launcher" for tests: made
-// (or removed) on request; whatever the test created is removed afterwards.
+// The sinks' log folder "<known folder>\Tavrin Games\Launcher" for tests; only
+// what the test made there is removed afterwards.
 #pragma once
 
 #include "util/test_folder_win.h"
@@ -7,6 +7,7 @@
 #include <knownfolders.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -17,27 +18,21 @@ public:
     {
         wchar_t* path = nullptr;
         if (SUCCEEDED(SHGetKnownFolderPath(known, 0, nullptr, &path)))
-            m_Known = path;
+            m_Maker = std::wstring(path) + L"\\Tavrin Games";
         CoTaskMemFree(path);
-        m_Maker = m_Known + L"\\Tavrin Games";
         m_Folder = m_Maker + L"\\Launcher";
-        m_MakerExisted = GetFileAttributesW(m_Maker.c_str()) != INVALID_FILE_ATTRIBUTES;
-        m_FolderExisted = GetFileAttributesW(m_Folder.c_str()) != INVALID_FILE_ATTRIBUTES;
+        m_MakerExisted = FileSize(m_Maker) != -1;
+        m_FolderExisted = FileSize(m_Folder) != -1;
     }
     ~LogFolder()
     {
         for (const auto& name : m_Files)
-        {
-            DeleteFileW(File(name).c_str());
-            DeleteFileW(File(name.substr(0, name.size() - 4) + L".old.txt").c_str());
-        }
+            DeleteFileW(File(name).c_str()), DeleteFileW(File(name.substr(0, name.size() - 4) + L".old.txt").c_str());
         if (!m_FolderExisted)
             RemoveTree(m_Folder);
         if (!m_MakerExisted)
             RemoveTree(m_Maker);
     }
-    LogFolder(const LogFolder&) = delete;
-    LogFolder& operator=(const LogFolder&) = delete;
 
     // A test may only use its own file names inside a folder it did not make.
     std::wstring Use(const std::wstring& name)
@@ -51,36 +46,24 @@ public:
         CreateDirectoryW(m_Maker.c_str(), nullptr);
         return CreateDirectoryW(m_Folder.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS;
     }
-    // Only a folder that the test made is removed.
     bool Remove() { return !m_FolderExisted && RemoveTree(m_Folder); }
     std::wstring File(const std::wstring& name) const { return m_Folder + L"\\" + name; }
     const std::wstring& Folder() const { return m_Folder; }
 
 private:
-    std::wstring m_Known;
-    std::wstring m_Maker;
-    std::wstring m_Folder;
-    bool m_MakerExisted = false;
-    bool m_FolderExisted = false;
+    std::wstring m_Maker, m_Folder;
+    bool m_MakerExisted = false, m_FolderExisted = false;
     std::vector<std::wstring> m_Files;
 };
 
-// Splits a log file into its lines (without CR LF); a trailing part without
-// line end is kept as the last element.
+// A log file's lines without their CR LF; a trailing part without line end is kept.
 inline std::vector<std::string> SplitLines(const std::string& text)
 {
     std::vector<std::string> lines;
-    size_t start = 0;
-    while (start < text.size())
+    for (size_t start = 0, end; start < text.size(); start = end + 2)
     {
-        size_t end = text.find("\r\n", start);
-        if (end == std::string::npos)
-        {
-            lines.push_back(text.substr(start));
-            break;
-        }
+        end = std::min(text.find("\r\n", start), text.size());
         lines.push_back(text.substr(start, end - start));
-        start = end + 2;
     }
     return lines;
 }

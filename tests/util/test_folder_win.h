@@ -9,8 +9,7 @@
 inline std::wstring TempRoot()
 {
     wchar_t buffer[MAX_PATH + 1];
-    DWORD n = GetTempPathW(MAX_PATH + 1, buffer);
-    std::wstring root(buffer, n);
+    std::wstring root(buffer, GetTempPathW(MAX_PATH + 1, buffer));
     if (!root.empty() && root.back() == L'\\')
         root.pop_back();
     return root;
@@ -22,35 +21,26 @@ inline bool RemoveTree(const std::wstring& path)
     DWORD attributes = GetFileAttributesW(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return true;
-    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) && !(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
-    {
-        WIN32_FIND_DATAW data;
-        HANDLE find = FindFirstFileW((path + L"\\*").c_str(), &data);
-        if (find != INVALID_HANDLE_VALUE)
-        {
-            do
-            {
-                std::wstring name = data.cFileName;
-                if (name != L"." && name != L"..")
-                    RemoveTree(path + L"\\" + name);
-            } while (FindNextFileW(find, &data));
-            FindClose(find);
-        }
-        return RemoveDirectoryW(path.c_str()) != 0;
-    }
-    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
-        return RemoveDirectoryW(path.c_str()) != 0;
-    SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-    return DeleteFileW(path.c_str()) != 0;
+    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
+        return SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL), DeleteFileW(path.c_str()) != 0;
+    WIN32_FIND_DATAW data;
+    HANDLE find = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) ? INVALID_HANDLE_VALUE
+                                                              : FindFirstFileW((path + L"\\*").c_str(), &data);
+    for (BOOL more = find != INVALID_HANDLE_VALUE; more; more = FindNextFileW(find, &data))
+        if (std::wstring(data.cFileName) != L"." && std::wstring(data.cFileName) != L"..")
+            RemoveTree(path + L"\\" + data.cFileName);
+    if (find != INVALID_HANDLE_VALUE)
+        FindClose(find);
+    return RemoveDirectoryW(path.c_str()) != 0;
 }
 
 class TestFolder
 {
 public:
     explicit TestFolder(const wchar_t* tag)
+        : m_Path(TempRoot() + L"\\kvo_" + tag + L"_" + std::to_wstring(GetCurrentProcessId()) + L"_" +
+                 std::to_wstring(GetTickCount()))
     {
-        m_Path = TempRoot() + L"\\kvo_" + tag + L"_" + std::to_wstring(GetCurrentProcessId()) + L"_" +
-                 std::to_wstring(GetTickCount());
         RemoveTree(m_Path);
         CreateDirectoryW(m_Path.c_str(), nullptr);
     }
@@ -67,12 +57,11 @@ private:
 inline bool WriteFileBytes(const std::wstring& path, const std::string& bytes)
 {
     HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
     DWORD written = 0;
-    BOOL ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(file);
-    return ok && written == bytes.size();
+    bool ok = file != INVALID_HANDLE_VALUE &&
+              WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
+              written == bytes.size();
+    return file != INVALID_HANDLE_VALUE && CloseHandle(file) && ok;
 }
 
 // The whole file, or "<missing>" when it cannot be opened.
@@ -84,8 +73,7 @@ inline std::string ReadFileBytes(const std::wstring& path)
         return "<missing>";
     std::string bytes;
     char chunk[65536];
-    DWORD read = 0;
-    while (ReadFile(file, chunk, sizeof chunk, &read, nullptr) && read > 0)
+    for (DWORD read = 0; ReadFile(file, chunk, sizeof chunk, &read, nullptr) && read > 0;)
         bytes.append(chunk, read);
     CloseHandle(file);
     return bytes;
@@ -104,25 +92,20 @@ inline LONGLONG FileSize(const std::wstring& path)
 inline bool MakeFileOfSize(const std::wstring& path, LONGLONG size)
 {
     HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
     LARGE_INTEGER distance;
     distance.QuadPart = size;
-    BOOL ok = SetFilePointerEx(file, distance, nullptr, FILE_BEGIN) && SetEndOfFile(file);
-    CloseHandle(file);
-    return ok;
+    bool ok = file != INVALID_HANDLE_VALUE && SetFilePointerEx(file, distance, nullptr, FILE_BEGIN) && SetEndOfFile(file);
+    return file != INVALID_HANDLE_VALUE && CloseHandle(file) && ok;
 }
 
 inline std::wstring ExeFolder()
 {
     wchar_t buffer[MAX_PATH];
-    DWORD n = GetModuleFileNameW(nullptr, buffer, MAX_PATH);
-    std::wstring path(buffer, n);
+    std::wstring path(buffer, GetModuleFileNameW(nullptr, buffer, MAX_PATH));
     return path.substr(0, path.rfind(L'\\'));
 }
 
-// Starts "exe" with the arguments; its process handle (the caller closes it),
-// or nullptr when it cannot start.
+// Starts "exe" with the arguments: its process handle for the caller to close, or nullptr.
 inline HANDLE StartProcess(const std::wstring& exe, const std::wstring& arguments, DWORD flags = 0,
                            DWORD* id = nullptr)
 {
@@ -139,16 +122,14 @@ inline HANDLE StartProcess(const std::wstring& exe, const std::wstring& argument
     return info.hProcess;
 }
 
-// Runs "exe" to its end: its exit code, or 0xFFFFFFFF when it could not start
-// or did not end within the time.
+// Runs "exe" to its end: its exit code, or 0xFFFFFFFF when it could not start or end in time.
 inline DWORD RunProcess(const std::wstring& exe, const std::wstring& arguments, DWORD timeoutMs = 60000)
 {
     HANDLE process = StartProcess(exe, arguments);
-    if (!process)
-        return 0xFFFFFFFF;
     DWORD code = 0xFFFFFFFF;
-    if (WaitForSingleObject(process, timeoutMs) != WAIT_OBJECT_0 || !GetExitCodeProcess(process, &code))
+    if (process && (WaitForSingleObject(process, timeoutMs) != WAIT_OBJECT_0 || !GetExitCodeProcess(process, &code)))
         code = 0xFFFFFFFF;
-    CloseHandle(process);
+    if (process)
+        CloseHandle(process);
     return code;
 }
