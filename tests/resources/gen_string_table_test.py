@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
-"""String-table generator: a bad table stops the build; escaped texts survive
-the resource compiler. Usage: gen_string_table_test.py GENERATOR WINDRES"""
+"""String-table generator checks. Usage: gen_string_table_test.py GENERATOR WINDRES"""
 import os
 import struct
 import subprocess
@@ -13,7 +12,6 @@ URL = "https://help.example.test"
 
 
 def generate(folder, tables):
-    """Writes support_url.h and the tables {file name: lines}, runs the generator."""
     header = os.path.join(folder, "support_url.h")
     with open(header, "w", encoding="utf-8") as f:
         f.write(f'#pragma once\n#define KVO_SUPPORT_URL "{URL}"\n')
@@ -62,14 +60,9 @@ class Generator(unittest.TestCase):
         english = ["# comment lines and blank lines are skipped", "", '1 Say "hi" to Play',
                    "2 Visit {SUPPORT_URL}/ now.\\n\\nBye", "3 Windows® 7 – naïve ✓"]
         japanese = ['1 「こんにちは」と "言う"', "2 サポート {SUPPORT_URL}/ をご覧ください。\\n\\n以上", "3 Windows® 7 エラー"]
-        expected = {
-            (1033, 1): 'Say "hi" to Play',
-            (1033, 2): f"Visit {URL}/ now.\n\nBye",
-            (1033, 3): "Windows\u00ae 7 \u2013 na\u00efve \u2713",
-            (1041, 1): '「こんにちは」と "言う"',
-            (1041, 2): f"サポート {URL}/ をご覧ください。\n\n以上",
-            (1041, 3): "Windows\u00ae 7 エラー",
-        }
+        expected = {(1033, 1): 'Say "hi" to Play', (1033, 2): f"Visit {URL}/ now.\n\nBye",
+                    (1033, 3): "Windows\u00ae 7 \u2013 na\u00efve \u2713", (1041, 1): '「こんにちは」と "言う"',
+                    (1041, 2): f"サポート {URL}/ をご覧ください。\n\n以上", (1041, 3): "Windows\u00ae 7 エラー"}
         with tempfile.TemporaryDirectory() as folder:
             result, rc = generate(folder, {"1033_en-US.txt": english, "1041_ja-JP.txt": japanese})
             self.assertEqual(result.returncode, 0, result.stderr)

@@ -16,6 +16,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace
@@ -23,15 +24,12 @@ namespace
 using Texts = std::map<UINT, std::wstring>;
 using StringTable = std::map<LANGID, Texts>;
 
-const std::vector<LANGID> kLanguages = {1028, 1031, 1033, 1036, 1040, 1041, 1042,
-                                        1045, 1046, 1049, 2052, 2058, 3082};
-const std::set<UINT> kIds = {102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112,
-                             113, 114, 115, 116, 117, 118, 202, 203, 204, 205, 206,
-                             207, 208, 209, 210, 299, 300, 301, 302, 303};
+const std::set<LANGID> kLanguages = {1028, 1031, 1033, 1036, 1040, 1041, 1042, 1045, 1046, 1049, 2052, 2058, 3082};
+const std::set<UINT> kIds = {102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112, 113, 114, 115, 116, 117,
+                             118, 202, 203, 204, 205, 206, 207, 208, 209, 210, 299, 300, 301, 302, 303};
 const std::set<UINT> kIdsWithAddress = {116, 117, 118, 206, 207, 208, 210, 299};
 const std::set<UINT> kIdsWithPlaceholder = {106, 117};
 constexpr UINT kIdWithLineFeeds = 210;
-const std::wstring kPlaceholder = L"~TitleName~";
 const std::wstring kAddressInText = std::wstring(kSupportUrlW) + L"/";
 
 std::string Narrow(const std::wstring& text)
@@ -83,8 +81,7 @@ std::vector<WORD> ResourceLanguages(HMODULE module, LPCWSTR type, WORD name)
     return languages;
 }
 
-// Every text of every language, read block by block: a string block holds
-// sixteen counted UTF-16 strings, the ids (block - 1) * 16 to block * 16 - 1.
+// Every text of every language: block n holds ids (n - 1) * 16 to n * 16 - 1 as counted UTF-16 strings.
 StringTable ReadStringTable(HMODULE module)
 {
     StringTable table;
@@ -140,13 +137,7 @@ Texts ExpectedEnglish()
     };
 }
 
-struct Captions
-{
-    LANGID language;
-    const wchar_t *error, *warning;
-};
-
-const Captions kCaptions[] = {
+const std::tuple<LANGID, const wchar_t*, const wchar_t*> kCaptions[] = {
     {1028, L"\u932F\u8AA4", L"\u8B66\u544A"}, {1031, L"Fehler", L"Warnung"}, {1033, L"Error", L"Warning"},
     {1036, L"Erreur", L"Attention"}, {1040, L"Errore", L"Attenzione"}, {1041, L"\u30A8\u30E9\u30FC", L"\u8B66\u544A"},
     {1042, L"\uC624\uB958", L"\uC8FC\uC758"}, {1045, L"B\u0142\u0105d", L"Ostrze\u017Cenie"}, {1046, L"Erro", L"Aviso"},
@@ -191,16 +182,15 @@ protected:
 TEST_P(ModuleResources, StringTableHoldsTheSameIdsInEachOfTheThirteenLanguages)
 {
     std::set<LANGID> languages;
-    for (const auto& entry : table_)
-        languages.insert(entry.first);
-    EXPECT_EQ(languages, std::set<LANGID>(kLanguages.begin(), kLanguages.end()));
     for (const auto& [language, texts] : table_)
     {
+        languages.insert(language);
         std::set<UINT> ids;
         for (const auto& entry : texts)
             ids.insert(entry.first);
         EXPECT_EQ(ids, kIds) << "language " << language;
     }
+    EXPECT_EQ(languages, kLanguages);
 }
 
 TEST_P(ModuleResources, EnglishTextsAreWordForWord)
@@ -211,18 +201,16 @@ TEST_P(ModuleResources, EnglishTextsAreWordForWord)
 
 TEST_P(ModuleResources, CaptionsInEveryLanguage)
 {
-    for (const Captions& c : kCaptions)
+    for (const auto& [language, error, warning] : kCaptions)
     {
-        SCOPED_TRACE(testing::Message() << "language " << c.language);
-        const Texts& texts = table_.at(c.language); // .at throws, failing the test, if one is missing
-        EXPECT_EQ(Narrow(texts.at(IDS_CAPTION_ERROR)), Narrow(c.error));
-        EXPECT_EQ(Narrow(texts.at(IDS_CAPTION_WARNING)), Narrow(c.warning));
+        SCOPED_TRACE(testing::Message() << "language " << language);
+        const Texts& texts = table_.at(language); // .at throws, failing the test, if one is missing
+        EXPECT_EQ(Narrow(texts.at(IDS_CAPTION_ERROR)), Narrow(error));
+        EXPECT_EQ(Narrow(texts.at(IDS_CAPTION_WARNING)), Narrow(warning));
     }
 }
 
-// The rules every translation keeps, and what the stub's text loading
-// assumes of them (a buffer of 512 units, "~" only as the placeholder,
-// no U+00B5).
+// What the stub's text loading assumes: a buffer of 512 units, "~" only in the placeholder, no U+00B5.
 TEST_P(ModuleResources, EveryTextKeepsPlaceholderLineFeedsAddressAndMarks)
 {
     for (const auto& [language, texts] : table_)
@@ -233,7 +221,7 @@ TEST_P(ModuleResources, EveryTextKeepsPlaceholderLineFeedsAddressAndMarks)
             EXPECT_FALSE(text.empty());
             EXPECT_LT(text.size(), 512u);
 
-            const size_t placeholders = Count(text, kPlaceholder);
+            const size_t placeholders = Count(text, L"~TitleName~");
             EXPECT_EQ(placeholders, kIdsWithPlaceholder.count(id) ? 1u : 0u);
             EXPECT_EQ(Count(text, L"~"), 2 * placeholders) << "a stray ~ would swallow the ten characters after it";
             EXPECT_EQ(text.find(L'\u00B5'), std::wstring::npos) << "U+00B5 is shown as a no-break space";
@@ -340,9 +328,8 @@ TEST_P(ModuleResources, IconGroupHoldsSevenPngImages)
             ResourceBytes(module_.get(), RT_ICON, MAKEINTRESOURCEW(entry.id), imageLanguages[0]);
         EXPECT_EQ(image.size(), entry.bytesInResource);
         // PNG signature, then the IHDR chunk: width, height, bit depth, colour type.
-        static const uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
         ASSERT_GE(image.size(), 33u);
-        ASSERT_EQ(std::memcmp(image.data(), kPngSignature, 8), 0) << "stored as a bitmap, not as PNG";
+        ASSERT_EQ(std::memcmp(image.data(), "\x89PNG\r\n\x1A\n", 8), 0) << "stored as a bitmap, not as PNG";
         ASSERT_EQ(std::memcmp(image.data() + 12, "IHDR", 4), 0);
         EXPECT_EQ(BigEndian32(image.data() + 16), uint32_t(size));
         EXPECT_EQ(BigEndian32(image.data() + 20), uint32_t(size));
@@ -353,8 +340,7 @@ TEST_P(ModuleResources, IconGroupHoldsSevenPngImages)
         HICON icon = CreateIconFromResourceEx(const_cast<uint8_t*>(image.data()), static_cast<DWORD>(image.size()),
                                               TRUE, 0x00030000, size, size, LR_DEFAULTCOLOR);
         EXPECT_NE(icon, nullptr);
-        if (icon)
-            DestroyIcon(icon);
+        DestroyIcon(icon);
     }
     EXPECT_EQ(sizes, (std::set<int>{16, 32, 48, 64, 96, 128, 256}));
     EXPECT_EQ(header.count, 7);
