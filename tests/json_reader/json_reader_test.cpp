@@ -354,17 +354,6 @@ TEST(JsonReader, ValueTextAndDocuments)
     EXPECT_EQ(empty.GetBase64Length(), 0);
 }
 
-TEST(JsonReader, ClearAndConstruct)
-{
-    JsonReader r("[1]", 3);
-    EXPECT_TRUE(r.IsArray());
-    r.Clear();
-    EXPECT_FALSE(r.IsValid());
-    std::string out = "x";
-    EXPECT_TRUE(r.GetRawString(out));
-    EXPECT_EQ(out, "");
-}
-
 TEST(JsonReaderLookup, RepeatedLookupsFindTheFirstOfEachName)
 {
     std::string text = "{";

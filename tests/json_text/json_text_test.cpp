@@ -119,14 +119,6 @@ TEST(JsonTextConvert, UnsignedIntegers)
     EXPECT_EQ(Conv(TextToUInt16, "123456"), Ok<uint16_t>(123456 & 0xFFFF));
 }
 
-TEST(JsonTextConvert, LengthBoundsTheRead)
-{
-    EXPECT_EQ(Conv(TextToInt32, "123456", 3), Ok(123));
-    // The hex form needs three bytes of value text, whatever follows.
-    EXPECT_EQ(Conv(TextToUInt32, "0x1F", 2), Ok(0u));
-    EXPECT_EQ(Conv(TextToDouble, "1.25e3", 4), Ok(1.25));
-}
-
 TEST(JsonTextConvert, FloatingPoint)
 {
     for (auto [text, ok, value] : Rows<const char*, bool, double>{
@@ -150,17 +142,6 @@ TEST(JsonTextConvert, FloatingPoint)
     std::string longText = "1." + std::string(400, '0') + "1";
     EXPECT_TRUE(TextToDouble(longText.c_str(), static_cast<int32_t>(longText.size()), d));
     EXPECT_DOUBLE_EQ(d, 1.0);
-}
-
-TEST(JsonTextConvert, ReadFormatSettingIsUsed)
-{
-    const char* saved = DoubleReadFormat;
-    DoubleReadFormat = "%lf%%"; // not a plain conversion: the runtime's scanner reads it
-    EXPECT_EQ(Conv(TextToDouble, "2.5%"), Ok(2.5));
-    DoubleReadFormat = "x%lf";
-    EXPECT_FALSE(Conv(TextToDouble, "2.5").first);
-    DoubleReadFormat = saved;
-    EXPECT_EQ(Conv(TextToDouble, "3.5"), Ok(3.5));
 }
 
 TEST(JsonTextConvert, BoolAndNull)

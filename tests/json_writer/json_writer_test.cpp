@@ -106,23 +106,6 @@ TEST(JsonWriter, Escapes)
     EXPECT_EQ(text("a\x80", JsonWriter::EscapeUnicode), "\"a\x80\"");
 }
 
-TEST(JsonWriter, FloatingPointFollowsTheFormatSettings)
-{
-    const char* savedDouble = DoubleWriteFormat;
-    const char* savedFloat = FloatWriteFormat;
-    DoubleWriteFormat = "%.2f";
-    FloatWriteFormat = "%g";
-    const std::string text = Produce(false, [](JsonWriter& w) {
-        w.BeginArray(nullptr);
-        w.Write(nullptr, 3.14159);
-        w.Write(nullptr, 0.5f);
-        w.End();
-    });
-    DoubleWriteFormat = savedDouble;
-    FloatWriteFormat = savedFloat;
-    EXPECT_EQ(text, "[3.14,0.5]");
-}
-
 TEST(JsonWriter, NamingRule)
 {
     char buffer[256];

@@ -282,29 +282,6 @@ class PackUnpack(Base):
         self.assertIn("--key needs 64 hexadecimal digits", err)
         self.assertFalse(self.exists("x.kvo"))
 
-    def test_wrong_key_with_valid_padding_is_refused(self):
-        # About one wrong key in 256 decrypts to garbage with valid padding.
-        if not shutil.which("openssl"):
-            self.skipTest("openssl command not found")
-        self.pack_with_key(KEY)
-        payload = self.get("own.kvo")[80:]
-        iv, cipher = payload[:16].hex(), payload[16:]
-        lucky = None
-        for i in range(1, 8192):
-            wrong = "%064x" % (i * 0x9E3779B97F4A7C15)
-            p = subprocess.run(["openssl", "enc", "-d", "-aes-256-cbc", "-K", wrong[-64:], "-iv", iv], input=cipher,
-                               capture_output=True)
-            if p.returncode == 0:
-                lucky = wrong[-64:]
-                break
-        self.assertIsNotNone(lucky, "no wrong key with valid padding found")
-        for command in ["check", "unpack", "show"]:
-            with self.subTest(command):
-                rc, out, err = self.kvo(command, "--key", lucky, "own.kvo")
-                self.assertEqual(rc, 1, err)
-                self.assertIn("does not decrypt with the given key: wrong key or damaged data", err)
-                self.assertEqual(out, b"")
-
     def test_unwritable_output_is_an_io_error(self):
         self.put("in.json", doc())
         rc, _, err = self.kvo("pack", "in.json", "-o", os.path.join("no", "such", "dir.kvo"))
@@ -337,12 +314,6 @@ class ShowFmtNew(Base):
                      "default 0x00000041 0 Ok cloud, crashpadEnabled", "steam 0x00000040 0 Ok crashpadEnabled",
                      "viveport 0x00000041 0 Ok cloud, crashpadEnabled"]:
             self.assertIn(line, lines)
-
-    def test_show_of_a_refused_file(self):
-        self.put("t.json", doc(friendlyName=None))
-        rc, out, _ = self.kvo("show", "t.json")
-        self.assertEqual(rc, 1)
-        self.assertIn("load: 5 RequiredFieldMissing", out.decode())
 
     def test_fmt_round_trip_keeps_every_field(self):
         self.put("t.json", open(os.path.join(ARGS.data, "title-full.json"), encoding="utf-8").read())
@@ -388,7 +359,6 @@ class Usage(Base):
         rows = [
             ([], 2, "usage: kvotool COMMAND"),
             (["chek"], 2, "unknown command 'chek'; did you mean 'check'?"),
-            (["check", "--strikt", "x"], 2, "did you mean '--strict'?"),
             (["pack", "a.json"], 2, "-o FILE"),
             (["show", "a", "b"], 2, "exactly one file"),
         ]

@@ -85,18 +85,6 @@ TEST(Arguments, ErrorsNameTheOptionAndSuggest)
 
 } // namespace
 
-TEST(Arguments, HexKeyNeedsExactly64Digits)
-{
-    uint8_t key[32] = {};
-    std::string good(62, '0');
-    EXPECT_FALSE(ParseHexKey(good, key));
-    good = "A1" + good;
-    ASSERT_TRUE(ParseHexKey(good, key));
-    EXPECT_EQ(key[0], 0xA1);
-    EXPECT_EQ(key[31], 0);
-    EXPECT_FALSE(ParseHexKey(good.substr(0, 63) + "g", key));
-}
-
 TEST(Diagnostics, PositionCountsLinesAndCharacters)
 {
     const std::string text = "{\n  \"a\": \"\xC3\xA9x\"\n}";
@@ -108,16 +96,6 @@ TEST(Diagnostics, PositionCountsLinesAndCharacters)
         PositionOf(text, offset, line, column);
         EXPECT_EQ(std::make_pair(line, column), std::make_pair(wantLine, wantColumn)) << offset;
     }
-}
-
-TEST(Diagnostics, FormatIsCompilerStyle)
-{
-    DiagnosticList list;
-    list.Add(Severity::Error, "bad", 3, 7);
-    list.Warning("odd");
-    EXPECT_EQ(list.Errors(), 1u);
-    EXPECT_EQ(list.Warnings(), 1u);
-    EXPECT_EQ(list.Format("t.json"), "t.json:3:7: error: bad\nt.json: warning: odd\n");
 }
 
 class AtomicWrite : public ::testing::Test
