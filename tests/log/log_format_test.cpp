@@ -8,24 +8,22 @@
 
 namespace
 {
-std::string Format(std::size_t size, int* total, const char* format, ...)
+int g_Total = 0; // the full length the last Format reported
+
+std::string FormatIn(std::size_t size, const char* format, ...)
 {
     char buffer[256];
     va_list args;
     va_start(args, format);
-    *total = FormatLogText(buffer, size, format, args);
+    g_Total = FormatLogText(buffer, size, format, args);
     va_end(args);
     return buffer;
 }
 
-std::string Format(const char* format, ...)
+template <typename... Args>
+std::string Format(const char* format, Args... args)
 {
-    char buffer[256];
-    va_list args;
-    va_start(args, format);
-    FormatLogText(buffer, sizeof buffer, format, args);
-    va_end(args);
-    return buffer;
+    return FormatIn(256, format, args...);
 }
 } // namespace
 
@@ -54,14 +52,13 @@ TEST(LogFormat, ConversionsKeepTheirUsualMeaning)
 
 TEST(LogFormat, CutsToTheBufferAndReportsTheFullLength)
 {
-    int total = 0;
-    EXPECT_EQ(Format(8, &total, "%s-%ls", "abcdef", L"ghij"), "abcdef-");
-    EXPECT_EQ(total, 11);
-    EXPECT_EQ(Format(1, &total, "xyz"), "");
-    EXPECT_EQ(total, 3);
+    EXPECT_EQ(FormatIn(8, "%s-%ls", "abcdef", L"ghij"), "abcdef-");
+    EXPECT_EQ(g_Total, 11);
+    EXPECT_EQ(FormatIn(1, "xyz"), "");
+    EXPECT_EQ(g_Total, 3);
     // A conversion the log does not know, or a format cut after '%', is refused.
-    EXPECT_EQ(Format(64, &total, "bad %y"), "bad ");
-    EXPECT_EQ(total, -1);
-    Format(64, &total, "trailing %");
-    EXPECT_EQ(total, -1);
+    EXPECT_EQ(FormatIn(64, "bad %y"), "bad ");
+    EXPECT_EQ(g_Total, -1);
+    FormatIn(64, "trailing %");
+    EXPECT_EQ(g_Total, -1);
 }

@@ -6,16 +6,13 @@
 
 namespace
 {
-class Message : public MetadataLogMessage
+struct Message : MetadataLogMessage
 {
-public:
-    Message(uint32_t level, const char* text) : m_Level(level), m_Text(text) {}
-    uint32_t GetLevel() const override { return m_Level; }
-    const char* GetText() const override { return m_Text; }
-
-private:
-    uint32_t m_Level;
-    const char* m_Text;
+    Message(uint32_t l, const char* t) : level(l), text(t) {}
+    uint32_t GetLevel() const override { return level; }
+    const char* GetText() const override { return text; }
+    uint32_t level;
+    const char* text;
 };
 
 TEST(MetadataLogBridge, LevelsBecomePrefixesAndVerboseIsDropped)
@@ -25,9 +22,8 @@ TEST(MetadataLogBridge, LevelsBecomePrefixesAndVerboseIsDropped)
         uint32_t level;
         const char* line; // nullptr: nothing written
     } cases[] = {
-        {Assert, "[Assert ] : text 100%"},  {Error, "[Error  ] : text 100%"},
-        {Warning, "[Warning] : text 100%"}, {Display, "[Display] : text 100%"},
-        {Verbose, nullptr},                 {77, nullptr},
+        {Assert, "[Assert ] : text 100%"}, {Error, "[Error  ] : text 100%"}, {Warning, "[Warning] : text 100%"},
+        {Display, "[Display] : text 100%"}, {Verbose, nullptr}, {77, nullptr},
     };
     for (const auto& c : cases)
     {

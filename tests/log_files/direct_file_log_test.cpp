@@ -1,6 +1,5 @@
 #include "log_folder_win.h"
 
-#include "log/direct_file_log.h"
 #include "log/stub_log.h"
 #include "util/handle_count_win.h"
 
@@ -106,20 +105,5 @@ TEST_F(DirectFileLogTest, LastErrorInTheFileIsFollowedByAnEmptyLine)
     EXPECT_EQ(Message(lines[0]), "context line");
     EXPECT_EQ(Message(lines[1]).compare(0, 21, "Last error: 5 (0x5): "), 0) << lines[1];
     EXPECT_EQ(lines[2], "");
-}
-
-TEST_F(DirectFileLogTest, SinkParts)
-{
-    DirectFileLog sink;
-    std::wstring path = L"unchanged";
-    EXPECT_FALSE(sink.GetLogPath(path)) << "no file name yet";
-    EXPECT_FALSE(sink.Open());
-    sink.SetFileName(L"kvo_test_direct.log");
-    ASSERT_TRUE(sink.GetLogPath(path));
-    EXPECT_EQ(path, m_Path);
-    ASSERT_TRUE(sink.Open());
-    EXPECT_FALSE(sink.Open()) << "opened once only";
-    sink.Close();
-    EXPECT_EQ(ReadFileBytes(m_Path), "");
 }
 } // namespace

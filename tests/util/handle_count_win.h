@@ -14,39 +14,27 @@ inline DWORD OpenHandleCount()
     DWORD count = 0;
     if (GetProcessHandleCount(GetCurrentProcess(), &count) && count > 0)
         return count;
-    struct Entry
+    struct Entry // SYSTEM_HANDLE_TABLE_ENTRY_INFO
     {
-        USHORT ProcessId;
-        USHORT CreatorBackTraceIndex;
-        UCHAR ObjectType;
-        UCHAR Flags;
+        USHORT ProcessId, CreatorBackTraceIndex;
+        UCHAR ObjectType, Flags;
         USHORT Handle;
         PVOID Object;
         ACCESS_MASK Access;
     };
-    struct Table
-    {
-        ULONG Count;
-        Entry Entries[1];
-    };
     using Query = NTSTATUS(NTAPI*)(ULONG, PVOID, ULONG, PULONG);
     auto query = reinterpret_cast<Query>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-    if (!query)
-        return 0;
-    const ULONG systemHandleInformation = 16;
-    const NTSTATUS lengthMismatch = static_cast<NTSTATUS>(0xC0000004L);
     std::vector<char> buffer(1 << 20);
-    NTSTATUS status;
-    while ((status = query(systemHandleInformation, buffer.data(), static_cast<ULONG>(buffer.size()), nullptr)) ==
-           lengthMismatch)
+    NTSTATUS status; // 16: SystemHandleInformation; 0xC0000004: length mismatch
+    while (query && (status = query(16, buffer.data(), static_cast<ULONG>(buffer.size()), nullptr)) ==
+                        static_cast<NTSTATUS>(0xC0000004L))
         buffer.resize(buffer.size() * 2);
-    if (status != 0)
+    if (!query || status != 0)
         return 0;
-    const auto* table = reinterpret_cast<const Table*>(buffer.data());
-    const auto self = static_cast<USHORT>(GetCurrentProcessId());
-    for (ULONG i = 0; i < table->Count; ++i)
-        if (table->Entries[i].ProcessId == self)
-            ++count;
+    ULONG total = *reinterpret_cast<const ULONG*>(buffer.data());
+    const auto* entries = reinterpret_cast<const Entry*>(buffer.data() + sizeof(void*));
+    for (ULONG i = 0; i < total; ++i)
+        count += entries[i].ProcessId == static_cast<USHORT>(GetCurrentProcessId());
     return count;
 }

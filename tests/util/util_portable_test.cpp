@@ -53,38 +53,19 @@ TEST(TextConvert, TextEndsAtFirstZeroAndNullIsEmpty)
     EXPECT_EQ(ToUtf8(static_cast<const wchar_t*>(nullptr)), "");
 }
 
-TEST(TextConvert, ToLowerInPlaceLowersLettersOnly)
-{
-    std::wstring s = L"-STUB_LOG -forceLauncherPath 1234 !?./\\";
-    ToLowerInPlace(s);
-    EXPECT_EQ(s, L"-stub_log -forcelauncherpath 1234 !?./\\");
-}
-
-struct SplitCase
-{
-    std::wstring path;
-    bool ok;
-    std::wstring parent;
-    std::wstring name;
-};
-
 TEST(Paths, ParentAndFileName)
 {
-    const SplitCase cases[] = {
-        {L"C:\\a\\b.txt", true, L"C:\\a", L"b.txt"},
-        {L"C:\\a\\", true, L"C:\\a", L""},
-        {L"\\x", true, L"", L"x"},
-        {L"b.txt", false, L"", L""},
-        {L"C:/a/b.txt", false, L"", L""}, // only "\" separates
-    };
+    // {path, parent, name}; an empty parent and name: no "\\" to split at.
+    const std::wstring cases[][3] = {
+        {L"C:\\a\\b.txt", L"C:\\a", L"b.txt"}, {L"\\x", L"", L"x"}, {L"C:/a/b.txt", L"", L""}};
     for (const auto& c : cases)
     {
-        std::wstring parent = L"unchanged";
-        std::wstring name = L"unchanged";
-        EXPECT_EQ(GetParentPath(c.path, parent), c.ok);
-        EXPECT_EQ(GetFileNamePart(c.path, name), c.ok);
-        EXPECT_EQ(parent, c.ok ? c.parent : L"unchanged");
-        EXPECT_EQ(name, c.ok ? c.name : L"unchanged");
+        std::wstring parent = L"unchanged", name = L"unchanged";
+        bool ok = !c[2].empty();
+        EXPECT_EQ(GetParentPath(c[0], parent), ok);
+        EXPECT_EQ(GetFileNamePart(c[0], name), ok);
+        EXPECT_EQ(parent, ok ? c[1] : L"unchanged");
+        EXPECT_EQ(name, ok ? c[2] : L"unchanged");
     }
 }
 
