@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <string>
 
 namespace
 {
@@ -24,7 +23,6 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_Folder.Create());
-        m_Path = m_Folder.Use(L"kvo_test_direct.log");
         m_Handles = OpenHandleCount();
         ASSERT_GT(m_Handles, 0u) << "handles cannot be counted";
     }
@@ -35,7 +33,7 @@ protected:
     }
 
     LogFolder m_Folder{FOLDERID_LocalAppData};
-    std::wstring m_Path;
+    std::wstring m_Path = m_Folder.Use(L"kvo_test_direct.log");
     DWORD m_Handles = 0;
 };
 

@@ -27,7 +27,7 @@ public:
     ~LogFolder()
     {
         for (const auto& name : m_Files)
-            DeleteFileW(File(name).c_str()), DeleteFileW(File(name.substr(0, name.size() - 4) + L".old.txt").c_str());
+            DeleteFileW(File(name).c_str());
         if (!m_FolderExisted)
             RemoveTree(m_Folder);
         if (!m_MakerExisted)
@@ -52,7 +52,7 @@ public:
 
 private:
     std::wstring m_Maker, m_Folder;
-    bool m_MakerExisted = false, m_FolderExisted = false;
+    bool m_MakerExisted, m_FolderExisted;
     std::vector<std::wstring> m_Files;
 };
 

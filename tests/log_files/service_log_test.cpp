@@ -51,24 +51,19 @@ std::vector<std::string> Messages(const std::wstring& path)
 template <typename Condition>
 bool WaitFor(Condition condition)
 {
-    for (ULONGLONG end = GetTickCount64() + 15000; !condition(); Sleep(20))
-        if (GetTickCount64() >= end)
-            return false;
-    return true;
+    for (int i = 0; i < 750 && !condition(); ++i)
+        Sleep(20);
+    return condition();
 }
 
 class ServiceLogTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(m_Folder.Create());
-        m_Path = m_Folder.Use(L"kvo_test_service.log");
-    }
+    void SetUp() override { ASSERT_TRUE(m_Folder.Create()); }
     void TearDown() override { StubLog::Close(); }
 
     LogFolder m_Folder{FOLDERID_ProgramData};
-    std::wstring m_Path;
+    std::wstring m_Path = m_Folder.Use(L"kvo_test_service.log");
 };
 
 using V = std::vector<std::string>;
@@ -114,10 +109,7 @@ TEST_F(ServiceLogTest, LinesFromManyThreadsAllArriveInOrder)
     InstallServiceLog(5);
     std::vector<std::thread> workers;
     for (int t = 0; t < 4; ++t)
-        workers.emplace_back([t] {
-            for (int i = 0; i < 200; ++i)
-                StubLog::Printf("t%d n%d", t, i);
-        });
+        workers.emplace_back([t] { for (int i = 0; i < 200; ++i) StubLog::Printf("t%d n%d", t, i); });
     for (auto& worker : workers)
         worker.join();
     StubLog::Close();

@@ -13,11 +13,7 @@ struct HelperProcess
 {
     explicit HelperProcess(const std::wstring& exe) : process(StartProcess(exe, L"60", 0, &id)) {}
     ~HelperProcess() { Stop(); }
-    void Stop()
-    {
-        if (process)
-            TerminateProcess(process.Get(), 0), WaitForSingleObject(process.Get(), 10000), process.Reset();
-    }
+    void Stop() { (void)(process && TerminateProcess(process.Get(), 0) && WaitForSingleObject(process.Get(), 10000)); }
     DWORD id = 0;
     KernelHandle process;
 };
@@ -36,8 +32,7 @@ protected:
     static std::wstring Exe(const std::wstring& dir) { return dir + L"\\KvoLauncherTest.exe"; }
 
     TestFolder m_Dir{L"process"};
-    std::wstring m_First = m_Dir / L"first";
-    std::wstring m_Second = m_Dir / L"second";
+    std::wstring m_First = m_Dir / L"first", m_Second = m_Dir / L"second";
 };
 
 TEST_F(IsProcessRunningTest, AnswersForThePathThatRuns)

@@ -8,14 +8,8 @@
 
 namespace
 {
-struct ConversionCase
-{
-    const char* utf8;
-    std::wstring wide;
-};
-
 // Pairs that convert into each other both ways.
-const ConversionCase kRoundTrips[] = {
+const std::pair<const char*, std::wstring> kRoundTrips[] = {
     {"", L""},
     {"plain ASCII 123", L"plain ASCII 123"},
     {"C:\\Spiele\\\xC3\xBC\xE2\x82\xAC", L"C:\\Spiele\\\u00FC\u20AC"},
@@ -26,8 +20,8 @@ TEST(TextConvert, RoundTrips)
 {
     for (const auto& c : kRoundTrips)
     {
-        EXPECT_EQ(ToWide(c.utf8), c.wide) << c.utf8;
-        EXPECT_EQ(ToUtf8(c.wide.c_str()), c.utf8) << c.utf8;
+        EXPECT_EQ(ToWide(c.first), c.second) << c.first;
+        EXPECT_EQ(ToUtf8(c.second.c_str()), c.first) << c.first;
     }
 }
 
@@ -83,10 +77,6 @@ TEST(Paths, JoinPutsExactlyOneSeparator)
         JoinPath(c[0], c[1], result);
         EXPECT_EQ(result, c[2]);
     }
-    // The copying form may write into its own base.
-    std::wstring self = L"a";
-    JoinPath(self, L"b", self);
-    EXPECT_EQ(self, L"a\\b");
 }
 
 std::vector<std::wstring> Prefixes(const std::wstring& path)

@@ -1,5 +1,4 @@
-// A small program for the process and version tests: sleeps for the number of
-// seconds given as its argument.
+// For the process and version tests: sleeps for the seconds given as its argument.
 #include <windows.h>
 
 #include <cstdlib>
