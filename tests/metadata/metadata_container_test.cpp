@@ -5,16 +5,6 @@
 #include "metadata_test_support.h"
 #include "support/capture_sink.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <tuple>
-#include <vector>
-
 namespace
 {
 std::vector<uint8_t> Bytes(const std::string& text)
@@ -119,9 +109,8 @@ TEST(MetadataContainerTest, TruncatedOrDamagedCiphertext)
     EXPECT_NE(plain, text);
 }
 
-// Containers committed beside the test, made by the native and the Windows build
-// (own_key: under kOwnKey): each build opens and remakes them byte for byte under
-// their key, whatever key it holds, and no other key, not even one bit off, opens them.
+// Containers committed beside the test, made by the native and the Windows build (own_key: under kOwnKey): each
+// build opens and remakes them byte for byte under their key, and no other key, not even one bit off, opens them.
 TEST(MetadataContainerTest, OpensAndReproducesContainersOfBothBackends)
 {
     const uint8_t defaultKey[32] = {0x41, 0x64, 0xb3, 0xe3, 0x9c, 0x8d, 0x75, 0xa2, 0xf1, 0x90, 0x1a,
@@ -136,11 +125,8 @@ TEST(MetadataContainerTest, OpensAndReproducesContainersOfBothBackends)
     for (const auto& [name, key] : fixtures)
     {
         SCOPED_TRACE(name);
-        std::ifstream plainFile(std::string(KVO_METADATA_TEST_DATA) + "/" + name + ".json", std::ios::binary);
-        std::ifstream containerFile(std::string(KVO_METADATA_TEST_DATA) + "/" + name + ".kvo", std::ios::binary);
-        const std::string plain((std::istreambuf_iterator<char>(plainFile)), std::istreambuf_iterator<char>());
-        const std::vector<uint8_t> fixture((std::istreambuf_iterator<char>(containerFile)),
-                                           std::istreambuf_iterator<char>());
+        const std::string plain = ReadFile(KVO_METADATA_TEST_DATA "/" + name + ".json");
+        const std::vector<uint8_t> fixture = Bytes(ReadFile(KVO_METADATA_TEST_DATA "/" + name + ".kvo"));
         ASSERT_FALSE(plain.empty());
         ASSERT_EQ(MetadataFormat::Container, Detect(fixture));
         std::string opened;

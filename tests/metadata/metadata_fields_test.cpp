@@ -4,21 +4,14 @@
 #include "metadata/metadata_fields.h"
 #include "metadata_test_support.h"
 
-#include <gtest/gtest.h>
-
 #include <map>
-#include <string>
-#include <tuple>
-#include <vector>
 
 namespace
 {
 // Kind name and current value of a descriptor, as text.
 std::pair<std::string, std::string> Describe(const MetadataField& field)
 {
-#define KIND(type, name, value)                                                                                        \
-    if (auto f = dynamic_cast<const type*>(&field))                                                                     \
-        return {name, value};
+#define KIND(type, name, value) if (auto f = dynamic_cast<const type*>(&field)) return {name, value};
     KIND(IntField, "int", std::to_string(f->Value()))
     KIND(BoolField, "bool", f->Value() ? "true" : "false")
     KIND(TextField, "text", "'" + f->Value() + "'")
@@ -136,7 +129,7 @@ TEST(MetadataEnumerationTest, FeatureNames)
     MetadataLogCapture log;
     EXPECT_STREQ("RESERVED", PlatformFeatureName(256));
     EXPECT_STREQ("", PlatformFeatureName(3));
-    EXPECT_EQ(std::vector<std::string>{"E Invalid platform feature ID specified: 3"}, MetadataLogCapture::Lines());
+    EXPECT_EQ(std::vector<std::string>{"E Invalid platform feature ID specified: 3"}, MetadataLogCapture::lines);
 }
 
 // Each key's member in several forms, read into the field of the key's kind.
@@ -204,8 +197,7 @@ TEST(MetadataFieldParseTest, PrerequisiteRecords)
         {"{\"prerequisiteId\": \"a\", \"friendlyName\": \"A\", \"version\": \"1\", \"executableName\": \"a.exe\", "
          "\"ignoreExitCodes\": [1, \"x\"]}",
          ""}};
-    // Each key left out in turn, the others written in reverse order: a required one fails the record, an
-    // optional one keeps its start value.
+    // Each key left out in turn, the rest in reverse order: a required one fails the record, an optional one stays.
     for (const PrerequisiteKey& omitted : kPrerequisiteKeys)
     {
         std::string record;

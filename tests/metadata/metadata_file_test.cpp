@@ -2,21 +2,14 @@
 #include "metadata_test_support.h"
 #include "util/text_convert.h"
 
-#include <gtest/gtest.h>
-
 #include <windows.h>
 
 #include <filesystem>
-#include <fstream>
 
 namespace fs = std::filesystem;
 
 namespace
 {
-void Write(const fs::path& path, const std::string& bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 // The narrow (UTF-8) name as the stub passes it.
 std::string Narrow(const fs::path& path)
 {
@@ -35,7 +28,7 @@ protected:
 } // namespace
 
 // The file is looked for in the given folder and up to three above it.
-TEST_F(MetadataFileTest, SearchGoesUpToThreeFoldersAbove)
+TEST_F(MetadataFileTest, SearchGoesUpToThreeFoldersAboveAndNotPastTheRoot)
 {
     for (int above : {2, 4})
     {
@@ -44,7 +37,7 @@ TEST_F(MetadataFileTest, SearchGoesUpToThreeFoldersAbove)
         std::vector<std::string> expected;
         for (int i = 0; i < above; ++i, folder = folder.parent_path())
             expected.push_back("Metadata file does not exist: " + Narrow(folder / L"title.kvo"));
-        Write(folder / L"title.kvo", Document("\"gamePlatform\": \"disk\""));
+        WriteFile(folder / L"title.kvo", Document("\"gamePlatform\": \"disk\""));
         MetadataLogCapture log;
         auto metadata = NewMetadata();
         const std::string name = Narrow(m_Deep / L"title.kvo");
@@ -54,10 +47,7 @@ TEST_F(MetadataFileTest, SearchGoesUpToThreeFoldersAbove)
         EXPECT_EQ(above < 4 ? GamePlatform::Disk : 0u, metadata->GetGamePlatform());
         fs::remove(folder / L"title.kvo");
     }
-}
-
-TEST_F(MetadataFileTest, NamesWithoutABackslashOrNearTheRoot)
-{
+    // A name without a backslash is refused; the search stops at the drive's root.
     MetadataLogCapture log;
     EXPECT_EQ(MetadataStatus::NoMetadata, NewMetadata()->LoadFromFile("title.kvo"));
     EXPECT_EQ(MetadataStatus::NoMetadata, NewMetadata()->LoadFromFile("Q:\\Title\\title.kvo"));
@@ -75,14 +65,14 @@ TEST_F(MetadataFileTest, SizeLimitAndParseFailure)
     exact.resize(kMaxMetadataSize, '\n');
     MetadataLogCapture log;
     auto metadata = NewMetadata();
-    Write(file, exact);
+    WriteFile(file, exact);
     EXPECT_EQ(MetadataStatus::Ok, metadata->LoadFromFile(name.c_str()));
     EXPECT_STREQ("tavrin.test", metadata->GetTitleId());
-    Write(file, exact + "\n");
+    WriteFile(file, exact + "\n");
     EXPECT_EQ(MetadataStatus::TooLarge, NewMetadata()->LoadFromFile(name.c_str()));
     // A too large file logs no error; one read but not loaded says so.
     EXPECT_TRUE(MetadataLogCapture::ErrorsOnly().empty());
-    Write(file, "");
+    WriteFile(file, "");
     EXPECT_EQ(MetadataStatus::BadFormat, NewMetadata()->LoadFromFile(name.c_str()));
     EXPECT_EQ(std::vector<std::string>{"Failed to parse metadata from file: " + name}, MetadataLogCapture::ErrorsOnly());
 }
@@ -90,17 +80,14 @@ TEST_F(MetadataFileTest, SizeLimitAndParseFailure)
 TEST_F(MetadataFileTest, UnreadableFileLeavesTheObjectAsItWas)
 {
     const fs::path file = m_Deep / L"title.kvo";
-    Write(file, Document("\"wmpCheck\": true"));
+    WriteFile(file, Document("\"wmpCheck\": true"));
     auto metadata = NewMetadata();
     ASSERT_EQ(MetadataStatus::Ok, metadata->LoadFromFile(Narrow(file).c_str()));
 
     {
         // The reader asks for exclusive access, so another open handle makes it fail.
-        std::unique_ptr<void, decltype(&CloseHandle)> holder(
-            CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                        nullptr),
-            &CloseHandle);
-        ASSERT_NE(INVALID_HANDLE_VALUE, holder.get());
+        std::ifstream holder(file);
+        ASSERT_TRUE(holder.is_open());
         MetadataLogCapture log;
         EXPECT_EQ(MetadataStatus::ReadFailed, metadata->LoadFromFile(Narrow(file).c_str()));
         EXPECT_EQ(std::vector<std::string>{"Failed to read file: " + Narrow(file)}, MetadataLogCapture::ErrorsOnly());

@@ -2,20 +2,6 @@
 #include "metadata/title_metadata.h"
 #include "metadata_test_support.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
-#include <vector>
-
-namespace
-{
-std::string Bytes(const std::vector<uint8_t>& bytes)
-{
-    return std::string(bytes.begin(), bytes.end());
-}
-} // namespace
-
 TEST(MetadataObjectTest, EveryGetterReadsItsOwnKey)
 {
     auto metadata = NewMetadata();
@@ -55,7 +41,7 @@ TEST(MetadataObjectTest, NothingLoadedOrCleared)
 {
     MetadataLogCapture log;
     auto metadata = NewMetadata();
-    EXPECT_EQ(std::vector<std::string>{"V Creating Metadata Object"}, MetadataLogCapture::Lines());
+    EXPECT_EQ(std::vector<std::string>{"V Creating Metadata Object"}, MetadataLogCapture::lines);
     EXPECT_STREQ("", metadata->GetTitleId());
     EXPECT_EQ(MetadataStatus::NoMetadata, metadata->GetLastStatus());
     EXPECT_EQ(std::vector<std::string>{"Could not read field 'titleId', no metadata available."},
@@ -76,7 +62,9 @@ TEST(MetadataObjectTest, MissingAndInvalidFields)
     auto metadata = NewMetadata();
     ASSERT_EQ(MetadataStatus::Ok,
               Load(*metadata, Document("\"modWhitelist\": [\"old\"], \"parentApp\": \"one\", \"parentApp\": \"two\", "
-                                       "\"environment\": \"staging\"")));
+                                       "\"environment\": \"staging\", \"epicSdkVersion\": 1")));
+    // The SDK version alone makes an Epic configuration.
+    EXPECT_TRUE(metadata->HasEpicConfig());
     // The text form of a key reads although its enumeration failed.
     EXPECT_EQ(kMetadataUnset, metadata->GetEnvironment());
     EXPECT_EQ(MetadataStatus::FieldInvalid, metadata->GetLastStatus());
@@ -104,21 +92,11 @@ TEST(MetadataObjectTest, MissingAndInvalidFields)
     EXPECT_EQ(MetadataStatus::Ok, metadata->GetLastStatus());
 }
 
-TEST(MetadataObjectTest, EpicConfigDependsOnTheSdkVersionAlone)
-{
-    auto metadata = NewMetadata();
-    ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"epicProductName\": \"a\", \"epicProductVersion\": \"b\", "
-                                                           "\"epicClientId\": \"f\", \"epicSdkVersion\": 0")));
-    EXPECT_FALSE(metadata->HasEpicConfig());
-    EXPECT_EQ(MetadataStatus::Ok, metadata->GetLastStatus());
-    ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"epicSdkVersion\": 1")));
-    EXPECT_TRUE(metadata->HasEpicConfig());
-    EXPECT_EQ(MetadataStatus::OptionalFieldMissing, metadata->GetLastStatus());
-}
-
 TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
 {
-    const std::string document = Document("\"gamePlatform\": \"epic\"");
+    // Product texts without an SDK version make no Epic configuration.
+    const std::string document = Document("\"gamePlatform\": \"epic\", \"epicProductId\": \"P\", \"epicSdkVersion\": 0");
+    auto Bytes = [](const std::vector<uint8_t>& bytes) { return std::string(bytes.begin(), bytes.end()); };
     std::string padded = document;
     padded.resize(kMaxMetadataSize, ' ');
     const std::string container = Bytes(Sealed(document));
@@ -138,6 +116,7 @@ TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
         auto metadata = NewMetadata();
         EXPECT_EQ(status, Load(*metadata, bytes)) << what;
         EXPECT_EQ(status == MetadataStatus::Ok ? GamePlatform::Epic : 0u, metadata->GetGamePlatform()) << what;
+        EXPECT_FALSE(metadata->HasEpicConfig()) << what;
     }
     EXPECT_EQ(MetadataStatus::BadFormat, NewMetadata()->LoadFromMemory(nullptr, 10));
 }
@@ -150,7 +129,7 @@ TEST(MetadataLogTest, FormatsCutsAndReportsTheCallbackResult)
         EXPECT_TRUE(MetadataLog(Warning, "value %d of %s", 7, "seven"));
         EXPECT_TRUE(MetadataLog(Display, "%s", std::string(2000, 'z').c_str()));
         EXPECT_EQ((std::vector<std::string>{"W value 7 of seven", "D " + std::string(1023, 'z')}),
-                  MetadataLogCapture::Lines());
+                  MetadataLogCapture::lines);
     }
     SetMetadataLogCallback([](MetadataLogMessage&) { return 1; });
     EXPECT_FALSE(MetadataLog(Error, "refused"));

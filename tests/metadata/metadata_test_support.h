@@ -9,8 +9,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -19,23 +22,19 @@ struct MetadataLogCapture
 {
     MetadataLogCapture()
     {
-        Lines().clear();
+        lines.clear();
         SetMetadataLogCallback([](MetadataLogMessage& message) {
-            Lines().push_back(std::string(1, "AEWDV?"[std::min(message.GetLevel(), 5u)]) + " " + message.GetText());
+            lines.push_back(std::string(1, "AEWDV?"[std::min(message.GetLevel(), 5u)]) + " " + message.GetText());
             return 0;
         });
     }
     ~MetadataLogCapture() { SetMetadataLogCallback(nullptr); }
-    static std::vector<std::string>& Lines()
-    {
-        static std::vector<std::string> lines;
-        return lines;
-    }
-    static size_t CountOf(const std::string& line) { return std::count(Lines().begin(), Lines().end(), line); }
+    static inline std::vector<std::string> lines;
+    static size_t CountOf(const std::string& line) { return std::count(lines.begin(), lines.end(), line); }
     static std::vector<std::string> ErrorsOnly()
     {
         std::vector<std::string> errors;
-        for (const std::string& line : Lines())
+        for (const std::string& line : lines)
             if (line.rfind("E ", 0) == 0)
                 errors.push_back(line.substr(2));
         return errors;
@@ -80,15 +79,13 @@ inline uint32_t Load(TitleMetadata& metadata, const std::string& bytes)
     return metadata.LoadFromMemory(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
-inline std::string Str(const char* text)
-{
-    return text;
-}
-// A number as itself; a list as "[a,b]".
+// A text or number as itself; a list as "[a,b]".
 template <typename T>
 std::string Str(const T& value)
 {
-    if constexpr (std::is_arithmetic_v<T>)
+    if constexpr (std::is_same_v<T, const char*>)
+        return value;
+    else if constexpr (std::is_arithmetic_v<T>)
         return std::to_string(value);
     else
     {
@@ -107,6 +104,17 @@ inline std::vector<uint8_t> Sealed(const std::string& text, const uint8_t* key =
     EXPECT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
                                   key, container));
     return container;
+}
+
+template <typename Path>
+void WriteFile(const Path& path, const std::string& bytes)
+{
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+inline std::string ReadFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
 // `total` zero bytes under a container header of `version` and payload `length`.
