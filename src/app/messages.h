@@ -17,7 +17,15 @@ uint32_t WarningTextId(LaunchError warning);
 // the first "~" together with the ten characters after it becomes titleName.
 std::wstring ApplyMessageTextRules(std::wstring text, const std::wstring& titleName);
 
-// A text of the executable's string table; empty when the id is missing.
+// The string-table language for a player's UI language: the table has 13
+// languages by exact locale, so a regional variant takes the one of its
+// primary language (Spanish: Spain es-ES, elsewhere es-MX; Chinese:
+// Traditional zh-TW, Simplified zh-CN; Portuguese pt-BR), and every other
+// language English.
+uint16_t MessageLanguage(uint16_t uiLanguage);
+
+// A text of the executable's string table in the player's language (falling
+// back to English); empty when the id is missing.
 std::wstring LoadMessageText(uint32_t id);
 
 // Both log the box and return when the user has closed it.

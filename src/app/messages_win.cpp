@@ -12,7 +12,82 @@ std::wstring TitleNameText;
 namespace
 {
 constexpr size_t kPlaceholderLength = 11; // "~TitleName~"
+
+constexpr LANGID kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
+
+// The languages of the string table, each standing for its primary language
+// (Spanish and Chinese are chosen among two below).
+constexpr LANGID kTableLanguages[] = {
+    kEnglish,
+    MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN),
+    MAKELANGID(LANG_FRENCH, SUBLANG_FRENCH),
+    MAKELANGID(LANG_ITALIAN, SUBLANG_ITALIAN),
+    MAKELANGID(LANG_POLISH, SUBLANG_POLISH_POLAND),
+    MAKELANGID(LANG_PORTUGUESE, SUBLANG_PORTUGUESE_BRAZILIAN),
+    MAKELANGID(LANG_RUSSIAN, SUBLANG_RUSSIAN_RUSSIA),
+    MAKELANGID(LANG_JAPANESE, SUBLANG_JAPANESE_JAPAN),
+    MAKELANGID(LANG_KOREAN, SUBLANG_KOREAN),
+};
+
+// One text of a string-table block in the given language, without the
+// loader's own choice of language; false when that language lacks the block.
+bool FindStringIn(LANGID language, uint32_t id, std::wstring& text)
+{
+    const HMODULE module = GetModuleHandleW(nullptr);
+    const HRSRC found = FindResourceExW(module, RT_STRING,
+                                        MAKEINTRESOURCEW(static_cast<WORD>((id >> 4) + 1)), language);
+    if (!found)
+        return false;
+    const HGLOBAL loaded = LoadResource(module, found);
+    const auto* entry = loaded ? static_cast<const WCHAR*>(LockResource(loaded)) : nullptr;
+    if (!entry)
+        return false;
+    // A block holds 16 counted texts one after the other.
+    const WCHAR* end = entry + SizeofResource(module, found) / sizeof(WCHAR);
+    for (uint32_t index = id & 15; entry < end; --index)
+    {
+        const size_t length = *entry++;
+        if (length > static_cast<size_t>(end - entry))
+            return false;
+        if (index == 0)
+        {
+            text.assign(entry, length);
+            return true;
+        }
+        entry += length;
+    }
+    return false;
+}
 } // namespace
+
+uint16_t MessageLanguage(uint16_t uiLanguage)
+{
+    const WORD primary = PRIMARYLANGID(uiLanguage);
+    const WORD sub = SUBLANGID(uiLanguage);
+    switch (primary)
+    {
+    case LANG_SPANISH:
+        // Spain, in either sort order; every other Spanish-speaking place
+        // reads the Latin American text.
+        return sub == SUBLANG_SPANISH || sub == SUBLANG_SPANISH_MODERN ? MAKELANGID(LANG_SPANISH, SUBLANG_SPANISH_MODERN)
+                                                                       : MAKELANGID(LANG_SPANISH, SUBLANG_SPANISH_MEXICAN);
+    case LANG_CHINESE:
+        // Taiwan, Hong Kong, Macau and the script-only "zh-Hant" (0x7C04)
+        // write Traditional characters; the mainland, Singapore and "zh-Hans"
+        // Simplified ones.
+        return sub == SUBLANG_CHINESE_TRADITIONAL || sub == SUBLANG_CHINESE_HONGKONG ||
+                       sub == SUBLANG_CHINESE_MACAU || sub == 0x1F
+                   ? MAKELANGID(LANG_CHINESE, SUBLANG_CHINESE_TRADITIONAL)
+                   : MAKELANGID(LANG_CHINESE, SUBLANG_CHINESE_SIMPLIFIED);
+    default:
+        for (const LANGID language : kTableLanguages)
+        {
+            if (PRIMARYLANGID(language) == primary)
+                return language;
+        }
+        return kEnglish;
+    }
+}
 
 void CALLBACK OpenSupportPage(LPHELPINFO /*helpInfo*/)
 {
@@ -63,11 +138,12 @@ std::wstring ApplyMessageTextRules(std::wstring text, const std::wstring& titleN
 
 std::wstring LoadMessageText(uint32_t id)
 {
-    wchar_t buffer[512] = {};
-    const int length = LoadStringW(GetModuleHandleW(nullptr), id, buffer, 512);
     std::wstring text;
-    if (length > 0)
-        text.assign(buffer, static_cast<size_t>(length));
+    if (!FindStringIn(MessageLanguage(GetUserDefaultUILanguage()), id, text))
+        FindStringIn(kEnglish, id, text);
+    // A text is at most 511 characters, as the loader's fixed buffer gave.
+    if (text.size() > 511)
+        text.resize(511);
     return ApplyMessageTextRules(std::move(text), TitleNameText);
 }
 

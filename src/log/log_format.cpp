@@ -254,3 +254,23 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
     va_end(ap);
     return result.Finish();
 }
+
+std::size_t Utf8WholePrefix(const char* text, std::size_t length)
+{
+    // The last lead byte among the final four bytes decides.
+    for (std::size_t back = 1; back <= 4 && back <= length; ++back)
+    {
+        const auto c = static_cast<unsigned char>(text[length - back]);
+        if ((c & 0xC0) == 0x80)
+            continue; // a continuation byte: look further back
+        std::size_t needed = 1;
+        if ((c & 0xE0) == 0xC0)
+            needed = 2;
+        else if ((c & 0xF0) == 0xE0)
+            needed = 3;
+        else if ((c & 0xF8) == 0xF0)
+            needed = 4;
+        return back < needed ? length - back : length;
+    }
+    return length;
+}

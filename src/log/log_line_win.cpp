@@ -35,8 +35,8 @@ std::size_t FormatLine(char (&buffer)[kLineBufferSize], bool withIds, const char
     int m = FormatLogText(buffer + s, static_cast<std::size_t>(room), format, args);
     if (m < 0)
         m = s > 0 ? -1 : 0; // unformattable: the line end replaces the stamp's blank
-    else if (m >= room)
-        m = room - 1; // cut to its room rather than dropped
+    else if (m >= room) // cut to its room rather than dropped, on a character boundary
+        m = static_cast<int>(Utf8WholePrefix(buffer + s, static_cast<std::size_t>(room - 1)));
     const std::size_t length = static_cast<std::size_t>(s + m) + 2;
     buffer[s + m] = '\r';
     buffer[s + m + 1] = '\n';

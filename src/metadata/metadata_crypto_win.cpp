@@ -1,7 +1,11 @@
-// The container cryptography on the system's CNG primitives.
+// The container cryptography on the system's CNG primitives. bcrypt.dll is
+// not on the system's known-DLL list: it is loaded from the system folder on
+// first use, never imported, so a planted copy beside the executable cannot
+// run and titles without a container never pay for starting it.
 #include "metadata/metadata_crypto.h"
 
 #include "log/stub_log.h"
+#include "util/system_library.h"
 
 #include <windows.h>
 #include <bcrypt.h>
@@ -10,8 +14,57 @@
 
 namespace
 {
+// The CNG calls this file makes, resolved once from the system's bcrypt.dll.
+struct CngApi
+{
+    ModuleHandle Module;
+    decltype(&BCryptOpenAlgorithmProvider) OpenAlgorithmProvider = nullptr;
+    decltype(&BCryptCloseAlgorithmProvider) CloseAlgorithmProvider = nullptr;
+    decltype(&BCryptSetProperty) SetProperty = nullptr;
+    decltype(&BCryptGetProperty) GetProperty = nullptr;
+    decltype(&BCryptGenerateSymmetricKey) GenerateSymmetricKey = nullptr;
+    decltype(&BCryptDestroyKey) DestroyKey = nullptr;
+    decltype(&BCryptGenRandom) GenRandom = nullptr;
+    decltype(&BCryptDecrypt) Decrypt = nullptr;
+    decltype(&BCryptEncrypt) Encrypt = nullptr;
+    decltype(&BCryptCreateHash) CreateHash = nullptr;
+    decltype(&BCryptHashData) HashData = nullptr;
+    decltype(&BCryptFinishHash) FinishHash = nullptr;
+    decltype(&BCryptDestroyHash) DestroyHash = nullptr;
+
+    bool Load()
+    {
+        Module = LoadSystemLibrary(L"bcrypt.dll");
+        const bool ok = Module.Find("BCryptOpenAlgorithmProvider", OpenAlgorithmProvider) &&
+                        Module.Find("BCryptCloseAlgorithmProvider", CloseAlgorithmProvider) &&
+                        Module.Find("BCryptSetProperty", SetProperty) &&
+                        Module.Find("BCryptGetProperty", GetProperty) &&
+                        Module.Find("BCryptGenerateSymmetricKey", GenerateSymmetricKey) &&
+                        Module.Find("BCryptDestroyKey", DestroyKey) && Module.Find("BCryptGenRandom", GenRandom) &&
+                        Module.Find("BCryptDecrypt", Decrypt) && Module.Find("BCryptEncrypt", Encrypt) &&
+                        Module.Find("BCryptCreateHash", CreateHash) && Module.Find("BCryptHashData", HashData) &&
+                        Module.Find("BCryptFinishHash", FinishHash) && Module.Find("BCryptDestroyHash", DestroyHash);
+        if (!ok)
+        {
+            StubLog::Printf("Could not load bcrypt.dll from the system folder.");
+            StubLog::LastError(nullptr, false);
+            Module.Reset();
+        }
+        return ok;
+    }
+};
+
+// Loaded on the first call and kept until exit; null when it cannot be loaded.
+const CngApi* Cng()
+{
+    static CngApi api;
+    static const bool loaded = api.Load();
+    return loaded ? &api : nullptr;
+}
+
 // One owner type per CNG handle kind; all of them are NULL-style handles.
-template <typename Handle, NTSTATUS(WINAPI* Release)(Handle)>
+// A handle exists only once the library is loaded.
+template <typename Handle, typename Release>
 class CngHandle
 {
 public:
@@ -30,7 +83,7 @@ public:
     {
         if (m_Handle)
         {
-            CheckStatus(Release(m_Handle));
+            CheckStatus(Release::Run(m_Handle));
             m_Handle = nullptr;
         }
     }
@@ -39,14 +92,21 @@ private:
     Handle m_Handle = nullptr;
 };
 
-NTSTATUS WINAPI CloseProvider(BCRYPT_ALG_HANDLE handle)
+struct CloseProvider
 {
-    return BCryptCloseAlgorithmProvider(handle, 0);
-}
-
+    static NTSTATUS Run(BCRYPT_ALG_HANDLE handle) { return Cng()->CloseAlgorithmProvider(handle, 0); }
+};
+struct DestroyKey
+{
+    static NTSTATUS Run(BCRYPT_KEY_HANDLE handle) { return Cng()->DestroyKey(handle); }
+};
+struct DestroyHash
+{
+    static NTSTATUS Run(BCRYPT_HASH_HANDLE handle) { return Cng()->DestroyHash(handle); }
+};
 using CngAlgorithm = CngHandle<BCRYPT_ALG_HANDLE, CloseProvider>;
-using CngKey = CngHandle<BCRYPT_KEY_HANDLE, BCryptDestroyKey>;
-using CngHash = CngHandle<BCRYPT_HASH_HANDLE, BCryptDestroyHash>;
+using CngKey = CngHandle<BCRYPT_KEY_HANDLE, DestroyKey>;
+using CngHash = CngHandle<BCRYPT_HASH_HANDLE, DestroyHash>;
 
 constexpr ULONG kBlockSize = 16;
 constexpr ULONG kKeySize = 32;
@@ -54,11 +114,11 @@ constexpr ULONG kKeySize = 32;
 // AES provider in CBC mode; logs the two failure lines and releases what it got.
 bool OpenAesCbc(CngAlgorithm& algorithm)
 {
-    bool ok = CheckStatus(BCryptOpenAlgorithmProvider(algorithm.Receive(), BCRYPT_AES_ALGORITHM, nullptr, 0));
+    bool ok = Cng() && CheckStatus(Cng()->OpenAlgorithmProvider(algorithm.Receive(), BCRYPT_AES_ALGORITHM, nullptr, 0));
     if (ok)
     {
         // The property value is the wide text with its terminating NUL.
-        ok = CheckStatus(BCryptSetProperty(algorithm.Get(), BCRYPT_CHAINING_MODE,
+        ok = CheckStatus(Cng()->SetProperty(algorithm.Get(), BCRYPT_CHAINING_MODE,
                                            reinterpret_cast<PUCHAR>(const_cast<wchar_t*>(BCRYPT_CHAIN_MODE_CBC)),
                                            sizeof(BCRYPT_CHAIN_MODE_CBC), 0));
     }
@@ -73,7 +133,7 @@ bool OpenAesCbc(CngAlgorithm& algorithm)
 
 bool MakeKey(const CngAlgorithm& algorithm, const uint8_t* key, CngKey& handle)
 {
-    if (!CheckStatus(BCryptGenerateSymmetricKey(algorithm.Get(), handle.Receive(), nullptr, 0,
+    if (!CheckStatus(Cng()->GenerateSymmetricKey(algorithm.Get(), handle.Receive(), nullptr, 0,
                                                 const_cast<PUCHAR>(key), kKeySize, 0)))
     {
         handle.Reset();
@@ -86,9 +146,9 @@ bool MakeKey(const CngAlgorithm& algorithm, const uint8_t* key, CngKey& handle)
 bool RandomIv(uint8_t* iv)
 {
     CngAlgorithm rng;
-    if (!CheckStatus(BCryptOpenAlgorithmProvider(rng.Receive(), BCRYPT_RNG_ALGORITHM, nullptr, 0)))
+    if (!Cng() || !CheckStatus(Cng()->OpenAlgorithmProvider(rng.Receive(), BCRYPT_RNG_ALGORITHM, nullptr, 0)))
         return false;
-    return CheckStatus(BCryptGenRandom(rng.Get(), iv, kBlockSize, 0));
+    return CheckStatus(Cng()->GenRandom(rng.Get(), iv, kBlockSize, 0));
 }
 // The AES-CBC provider and the key made from the 32 key bytes; the key
 // handle must go before the provider, which the declaration order ensures.
@@ -114,7 +174,7 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
     ULONG cipherSize = size - kBlockSize;
 
     ULONG needed = 0;
-    if (!CheckStatus(BCryptDecrypt(keyHandle.Get(), cipher, cipherSize, nullptr, iv, kBlockSize, nullptr, 0,
+    if (!CheckStatus(Cng()->Decrypt(keyHandle.Get(), cipher, cipherSize, nullptr, iv, kBlockSize, nullptr, 0,
                                    &needed, BCRYPT_BLOCK_PADDING)) ||
         needed == 0)
     {
@@ -125,7 +185,7 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
     // The call changes the IV it is given: hand it a fresh copy.
     std::memcpy(iv, input, kBlockSize);
     ULONG produced = 0;
-    if (!CheckStatus(BCryptDecrypt(keyHandle.Get(), cipher, cipherSize, nullptr, iv, kBlockSize,
+    if (!CheckStatus(Cng()->Decrypt(keyHandle.Get(), cipher, cipherSize, nullptr, iv, kBlockSize,
                                    reinterpret_cast<PUCHAR>(&text[0]), needed, &produced, BCRYPT_BLOCK_PADDING)))
     {
         StubLog::Printf("Failed to finish transform.");
@@ -156,7 +216,7 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
     uint8_t ivCopy[kBlockSize];
     std::memcpy(ivCopy, ivBytes, kBlockSize);
     ULONG needed = 0;
-    if (!CheckStatus(BCryptEncrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy, kBlockSize,
+    if (!CheckStatus(Cng()->Encrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy, kBlockSize,
                                    nullptr, 0, &needed, BCRYPT_BLOCK_PADDING)))
         needed = 0;
 
@@ -165,7 +225,7 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
     std::memcpy(output.data() + start, ivBytes, kBlockSize);
     std::memcpy(ivCopy, ivBytes, kBlockSize);
     ULONG produced = 0;
-    if (!CheckStatus(BCryptEncrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy, kBlockSize,
+    if (!CheckStatus(Cng()->Encrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy, kBlockSize,
                                    output.data() + start + kBlockSize, needed, &produced, BCRYPT_BLOCK_PADDING)))
     {
         StubLog::Printf("Failed to finish transform!");
@@ -179,11 +239,11 @@ bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix)
     if (!PrepareHashInput(data, size, prefix))
         return false;
     CngAlgorithm algorithm;
-    if (!CheckStatus(BCryptOpenAlgorithmProvider(algorithm.Receive(), BCRYPT_SHA256_ALGORITHM, nullptr, 0)))
+    if (!Cng() || !CheckStatus(Cng()->OpenAlgorithmProvider(algorithm.Receive(), BCRYPT_SHA256_ALGORITHM, nullptr, 0)))
         return false;
     DWORD digestLength = 0;
     ULONG got = 0;
-    if (!CheckStatus(BCryptGetProperty(algorithm.Get(), BCRYPT_HASH_LENGTH, reinterpret_cast<PUCHAR>(&digestLength),
+    if (!CheckStatus(Cng()->GetProperty(algorithm.Get(), BCRYPT_HASH_LENGTH, reinterpret_cast<PUCHAR>(&digestLength),
                                        sizeof digestLength, &got, 0)) ||
         got != sizeof digestLength)
         return false;
@@ -195,9 +255,9 @@ bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix)
     uint8_t digest[32];
     {
         CngHash hash;
-        bool ok = CheckStatus(BCryptCreateHash(algorithm.Get(), hash.Receive(), nullptr, 0, nullptr, 0, 0)) &&
-                  CheckStatus(BCryptHashData(hash.Get(), const_cast<PUCHAR>(data), size, 0)) &&
-                  CheckStatus(BCryptFinishHash(hash.Get(), digest, sizeof digest, 0));
+        bool ok = CheckStatus(Cng()->CreateHash(algorithm.Get(), hash.Receive(), nullptr, 0, nullptr, 0, 0)) &&
+                  CheckStatus(Cng()->HashData(hash.Get(), const_cast<PUCHAR>(data), size, 0)) &&
+                  CheckStatus(Cng()->FinishHash(hash.Get(), digest, sizeof digest, 0));
         if (!ok)
         {
             StubLog::Printf("Unable to hash.");

@@ -1,6 +1,7 @@
 #include "util/files.h"
 
 #include "log/stub_log.h"
+#include "util/system_library.h"
 #include "util/win_handle.h"
 
 #include <windows.h>
@@ -114,20 +115,30 @@ bool ReadWholeFile(const wchar_t* path, std::vector<uint8_t>& buffer)
 bool GetFileVersion(const wchar_t* path, FileVersion& version)
 {
     version = FileVersion();
-    DWORD size = GetFileVersionInfoSizeW(path, nullptr);
+    // version.dll is not a known DLL: load it from the system folder for
+    // this one read instead of importing it (a copy in the game folder would
+    // otherwise run before the stub does).
+    const ModuleHandle library = LoadSystemLibrary(L"version.dll");
+    decltype(&GetFileVersionInfoSizeW) infoSize = nullptr;
+    decltype(&GetFileVersionInfoW) info = nullptr;
+    decltype(&VerQueryValueA) query = nullptr;
+    if (!library.Find("GetFileVersionInfoSizeW", infoSize) || !library.Find("GetFileVersionInfoW", info) ||
+        !library.Find("VerQueryValueA", query))
+        return false;
+    DWORD size = infoSize(path, nullptr);
     if (size == 0)
         return false;
     std::unique_ptr<uint8_t[]> block(new uint8_t[size]);
-    if (!GetFileVersionInfoW(path, 0, size, block.get()))
+    if (!info(path, 0, size, block.get()))
         return false;
     void* value = nullptr;
     UINT length = 0;
-    if (!VerQueryValueA(block.get(), "\\", &value, &length) || !value || length < sizeof(VS_FIXEDFILEINFO))
+    if (!query(block.get(), "\\", &value, &length) || !value || length < sizeof(VS_FIXEDFILEINFO))
         return false;
-    const auto* info = static_cast<const VS_FIXEDFILEINFO*>(value);
-    version.Major = HIWORD(info->dwFileVersionMS);
-    version.Minor = LOWORD(info->dwFileVersionMS);
-    version.Build = HIWORD(info->dwFileVersionLS);
-    version.Revision = LOWORD(info->dwFileVersionLS);
+    const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(value);
+    version.Major = HIWORD(fixed->dwFileVersionMS);
+    version.Minor = LOWORD(fixed->dwFileVersionMS);
+    version.Build = HIWORD(fixed->dwFileVersionLS);
+    version.Revision = LOWORD(fixed->dwFileVersionLS);
     return true;
 }
