@@ -7,10 +7,6 @@ endif()
 if(KVO_WINDOWS)
   target_compile_definitions(kvo_options INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
                              _WIN32_WINNT=0x0A00 WINVER=0x0A00)
-  # The system runtime's own formatted output and input (msvcrt), not the
-  # toolchain's replacement stdio that C++ code otherwise gets by default:
-  # about 50 KiB less in every executable, and what the stub is meant to call.
-  target_compile_definitions(kvo_options INTERFACE __USE_MINGW_ANSI_STDIO=0)
   # One self-contained executable: no runtime DLLs beside it.
   target_link_options(kvo_options INTERFACE -static -static-libgcc -static-libstdc++)
   # No compiler version string in every object: 32 bytes of .rdata each in

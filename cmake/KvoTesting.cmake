@@ -35,3 +35,9 @@ function(kvo_add_test name)
   endif()
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
+
+# The Python tests use Debian's packages (python3-pefile, python3-jsonschema,
+# from scripts/deps.sh): take Debian's interpreter over any other on PATH.
+if(EXISTS /usr/bin/python3 AND NOT Python3_EXECUTABLE)
+  set(Python3_EXECUTABLE /usr/bin/python3 CACHE FILEPATH "Python interpreter of the tests")
+endif()

@@ -102,6 +102,27 @@ TEST(MessageText, LoadedFromTheStringTable)
     EXPECT_EQ(LoadMessageText(4242), L"");
 }
 
+TEST(MessageText, LanguageByPrimaryLanguage)
+{
+    const struct
+    {
+        LANGID ui, table;
+    } rows[] = {
+        {0x0409, 0x0409}, {0x0809, 0x0409},                   // en-US, en-GB
+        {0x0407, 0x0407}, {0x0C07, 0x0407}, {0x0807, 0x0407}, // de-DE, de-AT, de-CH
+        {0x0C0C, 0x040C}, {0x080C, 0x040C}, {0x0810, 0x0410}, // fr-CA, fr-BE, it-CH
+        {0x0816, 0x0416}, {0x0416, 0x0416},                   // pt-PT, pt-BR
+        {0x0C0A, 0x0C0A}, {0x040A, 0x0C0A},                   // es-ES, both sort orders
+        {0x080A, 0x080A}, {0x2C0A, 0x080A}, {0x540A, 0x080A}, // es-MX, es-AR, es-US
+        {0x0404, 0x0404}, {0x0C04, 0x0404}, {0x1404, 0x0404}, {0x7C04, 0x0404}, // zh-TW, -HK, -MO, zh-Hant
+        {0x0804, 0x0804}, {0x1004, 0x0804}, {0x0004, 0x0804},                   // zh-CN, -SG, zh-Hans
+        {0x0411, 0x0411}, {0x0412, 0x0412}, {0x0415, 0x0415}, {0x0419, 0x0419},
+        {0x041D, 0x0409}, {0x0413, 0x0409}, {0x0000, 0x0409}, // sv-SE, nl-NL, neutral: English
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(MessageLanguage(row.ui), row.table) << std::hex << row.ui;
+}
+
 TEST(LauncherVersion, ComparedComponentWise)
 {
     const FileVersion minimum{1, 0, 3, 0};

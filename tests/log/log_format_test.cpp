@@ -56,3 +56,18 @@ TEST(LogFormat, CutsToTheBufferAndReportsTheFullLength)
     Format(64, "trailing %");
     EXPECT_EQ(g_Total, -1);
 }
+
+TEST(LogFormat, CutLinesKeepWholeUtf8Characters)
+{
+    // "aü€😀": 1 + 2 + 3 + 4 bytes; every cut inside a character backs off to its start.
+    const std::string text = "a\xC3\xBC\xE2\x82\xAC\xF0\x9F\x98\x80";
+    const struct
+    {
+        std::size_t cut, kept;
+    } rows[] = {{0, 0}, {1, 1}, {2, 1}, {3, 3}, {4, 3}, {5, 3}, {6, 6}, {7, 6}, {8, 6}, {9, 6}, {10, 10}};
+    for (const auto& row : rows)
+        EXPECT_EQ(Utf8WholePrefix(text.data(), row.cut), row.kept) << "cut at " << row.cut;
+    // Bytes that are not UTF-8 are not the cut's business.
+    EXPECT_EQ(Utf8WholePrefix("ab\x80\x80\x80\x80", 6), 6u);
+    EXPECT_EQ(Utf8WholePrefix("a\xFF", 2), 2u);
+}

@@ -1,0 +1,84 @@
+"""A bcrypt.dll planted beside the stub and beside kvotool.exe must never be
+loaded, for a plain-JSON title or a container. Wine prefers its own DLLs, so
+the test asks it to take a native copy from the program's folder first, as
+Windows does for DLLs outside the known-DLL list; a control program that
+imports bcrypt.dll the ordinary way proves that the planting is real."""
+import argparse
+import os
+import shutil
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+import wine_stub  # noqa: E402
+
+MARKER = "planted-dll-loaded.txt"
+failures = []
+
+
+def check(condition, message):
+    print(("ok   " if condition else "FAIL ") + message)
+    if not condition:
+        failures.append(message)
+
+
+def marker_text(folder):
+    path = os.path.join(folder, MARKER)
+    if not os.path.exists(path):
+        return None
+    with open(path, "rb") as f:
+        text = f.read().decode("utf-16-le", "replace")
+    os.remove(path)
+    return text
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("stub", "kvotool", "dll", "control", "title", "work"):
+        parser.add_argument("--" + name, required=True)
+    args = parser.parse_args()
+
+    os.makedirs(args.work, exist_ok=True)
+    folder, stub = wine_stub.game_folder(args.work, args.stub)
+    for program in (args.kvotool, args.control):
+        shutil.copy2(program, folder)
+    shutil.copy2(args.dll, os.path.join(folder, "bcrypt.dll"))
+    shutil.copy2(args.title, os.path.join(folder, "title.json"))
+    env = wine_stub.wine_env(WINEDLLOVERRIDES="mscoree,mshtml=;bcrypt=n,b")
+
+    # Control: the ordinary import takes the planted copy.
+    wine_stub.run(os.path.basename(args.control), cwd=folder, env=env)
+    loaded = marker_text(folder)
+    check(loaded is not None and os.path.basename(args.control) in loaded,
+          "control: a program importing bcrypt.dll loads the planted copy")
+    if loaded is None:
+        print("planting is not effective here: the stub's result would mean nothing")
+        return 1
+
+    kvotool = os.path.basename(args.kvotool)
+    shutil.copy2(os.path.join(folder, "title.json"), os.path.join(folder, "title.kvo"))
+    for title in ("plain JSON", "container"):
+        if title == "container":
+            os.remove(os.path.join(folder, "title.kvo"))
+            packed = wine_stub.run(kvotool, ["pack", "title.json", "-o", "title.kvo"], cwd=folder, env=env)
+            check(packed.returncode == 0 and os.path.exists(os.path.join(folder, "title.kvo")),
+                  "kvotool.exe packs the container (encrypts with the system's bcrypt)")
+            check(marker_text(folder) is None, "kvotool.exe pack: the planted bcrypt.dll is not loaded")
+            shown = wine_stub.run(kvotool, ["show", "title.kvo"], cwd=folder, env=env)
+            check(shown.returncode == 0 and b"load: 0 Ok" in shown.stdout,
+                  "kvotool.exe show decrypts the container")
+            check(marker_text(folder) is None, "kvotool.exe show: the planted bcrypt.dll is not loaded")
+        wine_stub.clear_stub_log()
+        wine_stub.run(os.path.basename(stub), ["-stub_log"], cwd=folder, env=env)
+        log = wine_stub.read_stub_log() or b""
+        # The stub went past loading the metadata: for a container that means
+        # it decrypted it with the system's bcrypt.
+        check(b"Running " in log and b"Problem loading metadata" not in log,
+              "stub, %s title: the metadata loads" % title)
+        check(marker_text(folder) is None, "stub, %s title: the planted bcrypt.dll is not loaded" % title)
+
+    print("%d check(s) failed" % len(failures) if failures else "all checks passed")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,141 @@
+"""The language of the stub's message boxes for real UI-language settings
+under Wine, and the encoding of its log in those languages.
+
+Each row sets LANG/LC_ALL (from locales built privately with localedef),
+restarts the prefix's wineserver and runs the real stub in a game folder
+without title.kvo, so that it shows its generic error box. Without a display
+the stub logs the box's caption and text: the test finds them in stub.log in
+the language the row expects. Every log must be valid UTF-8, and the system's
+own error text (logged with its code) must come through in the row's
+language, not in a legacy code page."""
+import argparse
+import os
+import re
+import subprocess
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+import wine_stub  # noqa: E402
+
+GENERIC_ERROR = 299
+CAPTION_ERROR = 300
+
+# (locale, string-table file prefix the player must read, game folder name)
+ROWS = [
+    ("de_AT", "1031", "Game"),
+    ("de_CH", "1031", "Game"),
+    ("it_CH", "1040", "Game"),
+    ("fr_CA", "1036", "Game"),
+    ("fr_BE", "1036", "Game"),
+    ("pt_PT", "1046", "Game"),
+    ("es_ES", "3082", "Game"),
+    ("es_AR", "2058", "Game"),
+    ("es_US", "2058", "Game"),
+    ("zh_TW", "1028", "Game"),
+    ("zh_HK", "1028", "Game"),
+    ("zh_SG", "2052", "Game"),
+    ("en_GB", "1033", "Game"),
+    ("sv_SE", "1033", "Game"),   # no text of its own: English
+    ("ru_RU", "1049", "Игра"),
+    ("ja_JP", "1041", "ゲーム \U0001F3AE"),  # a surrogate pair in the folder name
+]
+
+failures = []
+
+
+def check(condition, message):
+    print(("ok   " if condition else "FAIL ") + message)
+    if not condition:
+        failures.append(message)
+
+
+def read_texts(strings_dir, prefix, support_url):
+    [name] = [n for n in os.listdir(strings_dir) if n.startswith(prefix + "_") and n.endswith(".txt")]
+    texts = {}
+    with open(os.path.join(strings_dir, name), encoding="utf-8") as f:
+        for line in f.read().splitlines():
+            if line and not line.startswith("#"):
+                sid, text = line.split(" ", 1)
+                texts[int(sid)] = text.replace("{SUPPORT_URL}", support_url).replace("\\n", "\n")
+    return texts
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--stub", required=True)
+    parser.add_argument("--strings", required=True)
+    parser.add_argument("--support-url-header", required=True)
+    parser.add_argument("--hold-open", required=True)
+    parser.add_argument("--work", required=True)
+    parser.add_argument("--only", help="run only this locale")
+    args = parser.parse_args()
+
+    with open(args.support_url_header, encoding="utf-8") as f:
+        support_url = re.search(r'^#define\s+KVO_SUPPORT_URL\s+"([^"]+)"', f.read(), re.M).group(1)
+    work = os.path.abspath(args.work)
+    os.makedirs(work, exist_ok=True)
+    locales = os.path.join(work, "locales")
+    wine_prefix = os.path.join(work, "prefix")
+    rows = [r for r in ROWS if not args.only or r[0] == args.only]
+    os.makedirs(locales, exist_ok=True)
+    for locale, _, _ in rows:
+        target = os.path.join(locales, locale + ".UTF-8")
+        if not os.path.isdir(target):
+            # localedef exits 1 for mere warnings: judge by what it built.
+            subprocess.run(["localedef", "-i", locale, "-f", "UTF-8", target],
+                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            if not os.path.isdir(target):
+                raise SystemExit(f"localedef could not build {locale}.UTF-8 (package 'locales')")
+    base = wine_stub.wine_env(WINEPREFIX=wine_prefix, WINEDEBUG="-all", WINEDLLOVERRIDES="mscoree,mshtml=")
+    subprocess.run(["wineboot", "-i"], env=base, check=False, timeout=300,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    subprocess.run(["wine", "winecfg", "-v", "win10"], env=base, check=False, timeout=120,
+                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    for locale, table, folder_name in rows:
+        lang = locale + ".UTF-8"
+        env = dict(base, LOCPATH=locales, LANG=lang, LC_ALL=lang)
+        env.pop("LANGUAGE", None)
+        wine_stub.stop_server(base)  # the UI language is read when the server starts
+        folder, stub = wine_stub.game_folder(work, args.stub, folder_name)
+        wine_stub.clear_stub_log(wine_prefix)
+        holder = None
+        if folder_name != "Game":
+            # A title.kvo that another program holds open: the stub's
+            # exclusive open fails with a system error, which it logs with
+            # the system's text.
+            with open(os.path.join(folder, "title.kvo"), "w") as f:
+                f.write("{}")
+            holder = subprocess.Popen(["wine", os.path.abspath(args.hold_open), "title.kvo"], cwd=folder, env=env,
+                                      stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            check(holder.stdout.readline().strip() == b"held", f"{locale}: another program holds title.kvo")
+        wine_stub.run(os.path.basename(stub), ["-stub_log"], cwd=folder, env=env)
+        if holder:
+            holder.stdin.close()
+            holder.wait(timeout=60)
+        raw = wine_stub.read_stub_log(wine_prefix)
+        if raw is None:
+            check(False, f"{locale}: the stub wrote stub.log")
+            continue
+        try:
+            log = raw.decode("utf-8")
+            check(True, f"{locale}: stub.log is valid UTF-8")
+        except UnicodeDecodeError as error:
+            check(False, f"{locale}: stub.log is valid UTF-8 ({error})")
+            log = raw.decode("utf-8", "replace")
+        texts = read_texts(args.strings, table, support_url)
+        check(f"Error: {texts[CAPTION_ERROR]}\r\n" in log and texts[GENERIC_ERROR] in log,
+              f"{locale}: the error box is in the {table} text")
+        if folder_name != "Game":
+            check(folder_name in log, f"{locale}: the folder name '{folder_name}' is in the log unchanged")
+            # The system's error text, in the row's script.
+            errors = re.findall(r"Last error: \d+ \(0x[0-9a-f]+\): (.*)", log)
+            check(any(any(ord(c) > 0x2FF for c in e) for e in errors),
+                  f"{locale}: the system's error text is logged in the player's language: {errors[:1]}")
+    wine_stub.stop_server(base)
+    print("%d check(s) failed" % len(failures) if failures else "all checks passed")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
