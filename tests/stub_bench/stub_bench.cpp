@@ -59,34 +59,58 @@ double Median(std::vector<double> values)
     const size_t n = values.size();
     return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
+struct Series
+{
+    const char* name;
+    std::wstring program, commandLine, cwd;
+    std::vector<double> times;
+};
+
+void PrintSeries(const Series& series)
+{
+    std::printf("%-34s median %6.1f ms (min %.1f, max %.1f)\n", series.name, Median(series.times),
+                *std::min_element(series.times.begin(), series.times.end()),
+                *std::max_element(series.times.begin(), series.times.end()));
+}
+
+void PrintRatio(const char* name, const Series& a, const Series& b)
+{
+    std::printf("ratio %-28s %.3f (of the minimums %.3f)\n", name, Median(a.times) / Median(b.times),
+                *std::min_element(a.times.begin(), a.times.end()) / *std::min_element(b.times.begin(), b.times.end()));
+}
 } // namespace
 
 int wmain(int argc, wchar_t** argv)
 {
-    const int runs = argc > 1 ? std::max(1, _wtoi(argv[1])) : 21;
+    const int runs = argc > 1 ? std::max(1, _wtoi(argv[1])) : 101;
     const std::wstring bin = BinFolder();
     const std::wstring root = bin + L"\\stub bench work";
-    const std::wstring game = root + L"\\Game Folder";
+    const std::wstring plainGame = root + L"\\Plain Game";
+    const std::wstring containerGame = root + L"\\Container Game";
     const std::wstring launcherFolder = root + L"\\Launcher Home";
-    const std::wstring stub = game + L"\\" + KVO_BENCH_STUB_EXE;
     const std::wstring launcher = launcherFolder + L"\\Launcher.exe";
     CreateDirectoryW(root.c_str(), nullptr);
-    CreateDirectoryW(game.c_str(), nullptr);
+    CreateDirectoryW(plainGame.c_str(), nullptr);
+    CreateDirectoryW(containerGame.c_str(), nullptr);
     CreateDirectoryW(launcherFolder.c_str(), nullptr);
-    if (!CopyFileW((bin + L"\\" + KVO_BENCH_STUB_EXE).c_str(), stub.c_str(), FALSE) ||
-        !CopyFileW((bin + L"\\e2e_recorder_1_0_3_0.exe").c_str(), launcher.c_str(), FALSE))
-    {
-        std::fprintf(stderr, "cannot copy the programs\n");
-        return 1;
-    }
     const std::string document =
         R"({"titleId":"BENCH","friendlyName":"Bench","principalFileName":"Game.exe","appdataFolderName":"Bench",)"
         R"("installFolderRegKey":"SOFTWARE\\Bench","installFolderRegValueName":"InstallDir","languages":["en"],)"
         R"("gamePlatform":"steam","steamAppIds":[480],"environment":"prod"})";
     std::vector<uint8_t> container;
+    if (!CopyFileW((bin + L"\\" + KVO_BENCH_STUB_EXE).c_str(), (plainGame + L"\\" + KVO_BENCH_STUB_EXE).c_str(),
+                   FALSE) ||
+        !CopyFileW((bin + L"\\" + KVO_BENCH_STUB_EXE).c_str(),
+                   (containerGame + L"\\" + KVO_BENCH_STUB_EXE).c_str(), FALSE) ||
+        !CopyFileW((bin + L"\\e2e_recorder_1_0_3_0.exe").c_str(), launcher.c_str(), FALSE))
+    {
+        std::fprintf(stderr, "cannot copy the programs\n");
+        return 1;
+    }
     if (EncodeContainer(reinterpret_cast<const uint8_t*>(document.data()), static_cast<uint32_t>(document.size()),
                         container) != 0 ||
-        !WriteBytes(game + L"\\title.kvo", container))
+        !WriteBytes(containerGame + L"\\title.kvo", container) ||
+        !WriteBytes(plainGame + L"\\title.kvo", std::vector<uint8_t>(document.begin(), document.end())))
     {
         std::fprintf(stderr, "cannot write title.kvo\n");
         return 1;
@@ -96,36 +120,40 @@ int wmain(int argc, wchar_t** argv)
     SetEnvironmentVariableW(L"KVO_E2E_RECORD", nullptr);
 
     const std::wstring minimal = bin + L"\\bench_minimal_launch.exe";
-    std::vector<double> stubTimes, minimalTimes;
+    const std::wstring plainStub = plainGame + L"\\" + KVO_BENCH_STUB_EXE;
+    const std::wstring containerStub = containerGame + L"\\" + KVO_BENCH_STUB_EXE;
+    const std::wstring minimalLine = L"\"" + minimal + L"\" " + launcher;
+    // Interleaved, so that a slow spell of the machine hits every series
+    // alike; the minimal program runs twice per round as its own control.
+    Series series[] = {
+        {"stub, plain-JSON title:", plainStub, L"\"" + plainStub + L"\"", plainGame, {}},
+        {"minimal shell launch:", minimal, minimalLine, plainGame, {}},
+        {"stub, container title:", containerStub, L"\"" + containerStub + L"\"", containerGame, {}},
+        {"minimal shell launch (control):", minimal, minimalLine, plainGame, {}},
+    };
     // One warm-up run each: the first start of a program pays for loading it.
-    TimeRun(stub, L"\"" + stub + L"\"", game);
-    TimeRun(minimal, L"\"" + minimal + L"\" " + launcher, game);
+    for (Series& one : series)
+        TimeRun(one.program, one.commandLine, one.cwd);
     for (int i = 0; i < runs; ++i)
     {
-        const double s = TimeRun(stub, L"\"" + stub + L"\"", game);
-        const double m = TimeRun(minimal, L"\"" + minimal + L"\" " + launcher, game);
-        if (s < 0 || m < 0)
+        for (Series& one : series)
         {
-            std::fprintf(stderr, "a run failed\n");
-            return 1;
+            const double t = TimeRun(one.program, one.commandLine, one.cwd);
+            if (t < 0)
+            {
+                std::fprintf(stderr, "a run failed\n");
+                return 1;
+            }
+            one.times.push_back(t);
         }
-        stubTimes.push_back(s);
-        minimalTimes.push_back(m);
     }
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder");
 
-    const double stubMedian = Median(stubTimes);
-    const double minimalMedian = Median(minimalTimes);
-    std::printf("runs (interleaved):          %d\n", runs);
-    std::printf("stub to launcher exit:       median %.1f ms (min %.1f, max %.1f)\n", stubMedian,
-                *std::min_element(stubTimes.begin(), stubTimes.end()),
-                *std::max_element(stubTimes.begin(), stubTimes.end()));
-    std::printf("minimal shell launch:        median %.1f ms (min %.1f, max %.1f)\n", minimalMedian,
-                *std::min_element(minimalTimes.begin(), minimalTimes.end()),
-                *std::max_element(minimalTimes.begin(), minimalTimes.end()));
-    std::printf("ratio stub / minimal:        %.3f\n", stubMedian / minimalMedian);
-    // Less sensitive to other load on the machine than the medians.
-    std::printf("ratio of the minimums:       %.3f\n", *std::min_element(stubTimes.begin(), stubTimes.end()) /
-                                                        *std::min_element(minimalTimes.begin(), minimalTimes.end()));
+    std::printf("runs (interleaved):                %d\n", runs);
+    for (const Series& one : series)
+        PrintSeries(one);
+    PrintRatio("plain-JSON stub / minimal:", series[0], series[1]);
+    PrintRatio("container stub / minimal:", series[2], series[1]);
+    PrintRatio("minimal / minimal (control):", series[3], series[1]);
     return 0;
 }
