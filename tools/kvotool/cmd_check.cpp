@@ -15,8 +15,9 @@ std::string Plural(size_t n, const char* word)
 }
 } // namespace
 
-CheckOutcome CheckFileReport(const std::string& path, const std::string& shown, const CheckRunOptions& options,
-                             InputDocument& doc, Report& report, CheckResult& result)
+CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
+                             const CheckRunOptions& options, InputDocument& doc, Report& report,
+                             CheckResult& result)
 {
     report = Report();
     report.file = shown;
@@ -35,7 +36,8 @@ CheckOutcome CheckFileReport(const std::string& path, const std::string& shown, 
             report.extraLines.push_back(shown + ": stub log: " + line);
 
     const bool loads = input == InputResult::Ok && result.stubStatus == 0;
-    const uint32_t status = input == InputResult::Ok ? result.stubStatus : 6; // BadFormat, as the stub sees it
+    const uint32_t status =
+        input == InputResult::Ok ? result.stubStatus : 6; // BadFormat, as the stub sees it
     report.verdict = input != InputResult::Ok ? "not readable as title metadata"
                      : loads                  ? "the launch stub loads it"
                                               : "the launch stub refuses it";
@@ -61,9 +63,10 @@ CheckOutcome CheckFileReport(const std::string& path, const std::string& shown, 
             report.summary = doc.kind == InputKind::Container     ? "container"
                              : doc.kind == InputKind::PayloadText ? "text for a container"
                                                                   : "plain JSON";
-            report.summary += diags.Errors() || diags.Warnings() ? ", " + Plural(diags.Errors(), "error") + ", " +
-                                                                       Plural(diags.Warnings(), "warning")
-                                                                 : ", no problems";
+            report.summary +=
+                diags.Errors() || diags.Warnings()
+                    ? ", " + Plural(diags.Errors(), "error") + ", " + Plural(diags.Warnings(), "warning")
+                    : ", no problems";
             report.summary += "; " + report.verdict;
         }
     }
@@ -80,8 +83,8 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
     return outcome;
 }
 
-int EmitReports(const std::string& command, const std::vector<Report>& reports, int status, OutputFormat format,
-                const ParsedArguments& parsed)
+int EmitReports(const std::string& command, const std::vector<Report>& reports, int status,
+                OutputFormat format, const ParsedArguments& parsed)
 {
     std::string out;
     if (format == OutputFormat::Json)
@@ -114,9 +117,9 @@ int EmitReports(const std::string& command, const std::vector<Report>& reports, 
 
 int RunCheck(const std::vector<std::string>& args)
 {
-    const std::vector<OptionDef> defs = {{"key", 0, true},      {"equals", 0, false},  {"strict", 0, false},
+    const std::vector<OptionDef> defs = {{"key", 0, true},        {"equals", 0, false},  {"strict", 0, false},
                                          {"verbose", 'v', false}, {"quiet", 'q', false}, {"format", 0, true},
-                                         {"output", 'o', true},  {"help", 'h', false}};
+                                         {"output", 'o', true},   {"help", 'h', false}};
     ParsedArguments parsed;
     uint8_t key[32];
     CheckRunOptions options;

@@ -223,13 +223,15 @@ void Doctor::ListExecutables()
 #else
         const std::string name = it->path().filename().string();
 #endif
-        if (name.size() > 4 && EqualIgnoringCase(name.substr(name.size() - 4), ".exe") && !it->is_directory(ec))
+        if (name.size() > 4 && EqualIgnoringCase(name.substr(name.size() - 4), ".exe") &&
+            !it->is_directory(ec))
         {
             names += (count++ ? ", " : "") + name;
         }
     }
     if (count)
-        Add(Severity::Note, "stub", "executables in the game folder: " + names + " (name the stub with --stub)");
+        Add(Severity::Note, "stub",
+            "executables in the game folder: " + names + " (name the stub with --stub)");
 }
 
 void Doctor::CheckStub()
@@ -242,13 +244,16 @@ void Doctor::CheckStub()
             if (c == '\\' || c == '/')
                 c = kPathSeparator;
         const size_t cut = folderPart.rfind(kPathSeparator);
-        m_StubFolderFull = cut == std::string::npos ? m_GameFull : FullPath(m_GameFull + kPathSeparator + folderPart.substr(0, cut));
+        m_StubFolderFull = cut == std::string::npos
+                               ? m_GameFull
+                               : FullPath(m_GameFull + kPathSeparator + folderPart.substr(0, cut));
     }
     if (!FindFile(m_GameFull, m_Stub, found))
     {
         Add(Severity::Error, "stub",
-            "the stub '" + m_Stub + "' is not in the game folder; the player has nothing to start (the rest "
-            "of this report says what it would do there)",
+            "the stub '" + m_Stub +
+                "' is not in the game folder; the player has nothing to start (the rest "
+                "of this report says what it would do there)",
             InGame(m_Stub));
         ListExecutables();
         return;
@@ -260,8 +265,9 @@ void Doctor::CheckStub()
     if (ec || size > kMaxExecutableBytes || !ReadWholeFile(found, bytes, error))
     {
         Add(Severity::Error, "stub",
-            ec || size <= kMaxExecutableBytes ? "the stub cannot be read: " + error
-                                              : "the stub is larger than any launch stub: is it another program?",
+            ec || size <= kMaxExecutableBytes
+                ? "the stub cannot be read: " + error
+                : "the stub is larger than any launch stub: is it another program?",
             shown);
         return;
     }
@@ -269,11 +275,13 @@ void Doctor::CheckStub()
     switch (ReadPeVersion(bytes, info))
     {
     case PeVersionResult::NotExecutable:
-        Add(Severity::Error, "stub", "the stub is not a Windows executable; Windows refuses to start it", shown);
+        Add(Severity::Error, "stub", "the stub is not a Windows executable; Windows refuses to start it",
+            shown);
         return;
     case PeVersionResult::NoVersion:
         Add(Severity::Warning, "stub",
-            "the stub has no version resource: is it the launch stub? (built stubs carry a version, a product "
+            "the stub has no version resource: is it the launch stub? (built stubs carry a version, a "
+            "product "
             "and a company name)",
             shown);
         return;
@@ -281,8 +289,8 @@ void Doctor::CheckStub()
         break;
     }
     Add(Severity::Note, "stub",
-        "stub: version " + FormatVersion(info.fileVersion) + ", product \"" + info.productName + "\", company \"" +
-            info.companyName + "\"",
+        "stub: version " + FormatVersion(info.fileVersion) + ", product \"" + info.productName +
+            "\", company \"" + info.companyName + "\"",
         shown);
     const std::string name = FileNamePart(found);
     if (!info.originalFilename.empty() && !EqualIgnoringCase(info.originalFilename, name))
@@ -324,9 +332,10 @@ bool Doctor::FindMetadata()
                            Shown(m_StubFolderFull + kPathSeparator + kMetadataFileName) + "\"";
         return false;
     }
-    const bool inside = m_MetadataFull.size() > m_GameFull.size() &&
-                        m_MetadataFull.compare(0, m_GameFull.size(), m_GameFull) == 0 &&
-                        (m_MetadataFull[m_GameFull.size()] == '/' || m_MetadataFull[m_GameFull.size()] == '\\');
+    const bool inside =
+        m_MetadataFull.size() > m_GameFull.size() &&
+        m_MetadataFull.compare(0, m_GameFull.size(), m_GameFull) == 0 &&
+        (m_MetadataFull[m_GameFull.size()] == '/' || m_MetadataFull[m_GameFull.size()] == '\\');
     if (!inside)
         Add(Severity::Error, "metadata-search",
             "the stub loads title.kvo from outside the game folder, at " + m_MetadataFull +
@@ -362,9 +371,10 @@ void Doctor::CheckMetadata()
     }
     else
     {
-        std::string message = "the container does not open with kvotool's built-in key: a stub built with the "
-                              "same key refuses it and shows " +
-                              QuoteMessage(kMetadataLoadFailed);
+        std::string message =
+            "the container does not open with kvotool's built-in key: a stub built with the "
+            "same key refuses it and shows " +
+            QuoteMessage(kMetadataLoadFailed);
         if (!m_Key)
         {
             Add(Severity::Error, "container-key", message + " (--key HEX tells whether another key opens it)",
@@ -378,8 +388,9 @@ void Doctor::CheckMetadata()
             CheckFileReport(m_MetadataFull, shown, withKey, keyDoc, check, result);
             m_OpenedWithKey = !keyDoc.text.empty();
             Add(Severity::Error, "container-key",
-                message + (m_OpenedWithKey ? "; it opens with the given key, so a stub built with that key reads it"
-                                           : "; it does not open with the given key either"),
+                message + (m_OpenedWithKey
+                               ? "; it opens with the given key, so a stub built with that key reads it"
+                               : "; it does not open with the given key either"),
                 shown);
             if (m_OpenedWithKey)
             {
@@ -405,9 +416,9 @@ void Doctor::CheckMetadata()
 void Doctor::CheckGameExecutable(TitleMetadata& metadata)
 {
     const std::string name = metadata.GetPrincipalFileName();
-    const std::string consequence = "; the launcher cannot start the game, and the stub shows " +
-                                    QuoteMessage(kGameExecutableNotFound) +
-                                    " when started with -forcePrereleaseCheck (message 0 with -launchDirectly)";
+    const std::string consequence =
+        "; the launcher cannot start the game, and the stub shows " + QuoteMessage(kGameExecutableNotFound) +
+        " when started with -forcePrereleaseCheck (message 0 with -launchDirectly)";
     if (name.empty())
     {
         Add(Severity::Error, "game-executable", "'principalFileName' is empty" + consequence);
@@ -449,10 +460,12 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
         break;
     default:
         Add(Severity::Note, "installer",
-            "store front \"" + platformName + "\": the stub runs no installer and needs the launcher installed");
+            "store front \"" + platformName +
+                "\": the stub runs no installer and needs the launcher installed");
         if (!steamPath.empty())
             Add(Severity::Warning, "installer",
-                "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName + "\": the stub ignores it");
+                "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName +
+                    "\": the stub ignores it");
         return;
     }
     if (when.empty())
@@ -460,7 +473,8 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
         when = "at every start while the launcher is not running";
         if (!steamPath.empty())
             Add(Severity::Warning, "installer",
-                "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName + "\": the stub ignores it");
+                "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName +
+                    "\": the stub ignores it");
     }
     const std::string intro = "store front \"" + platformName + "\": ";
     std::string found;
@@ -506,8 +520,8 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
     {
         m_InstallerFound = true;
         Add(Severity::Note, "installer",
-            intro + relative + " is missing, so the stub runs " + m_Installer + " ('steamInstallerPath') elevated " +
-                when,
+            intro + relative + " is missing, so the stub runs " + m_Installer +
+                " ('steamInstallerPath') elevated " + when,
             Shown(found));
         return;
     }
@@ -560,11 +574,12 @@ void Doctor::Conclude()
     if (installed == notInstalled)
         m_Report.verdict = "the stub " + Describe(installed);
     else
-        m_Report.verdict = "with the launcher installed, the stub " + Describe(installed) + "; without it, the stub " +
-                           Describe(notInstalled) +
-                           (notInstalled.message == kLauncherNotFound && notInstalled.kind == Outcome::ShowsMessage
-                                ? " (the launcher needs to be installed first)"
-                                : "");
+        m_Report.verdict =
+            "with the launcher installed, the stub " + Describe(installed) + "; without it, the stub " +
+            Describe(notInstalled) +
+            (notInstalled.message == kLauncherNotFound && notInstalled.kind == Outcome::ShowsMessage
+                 ? " (the launcher needs to be installed first)"
+                 : "");
     if (m_OpenedWithKey)
         m_Report.verdict += " (a stub built with the given key gets further)";
     const std::string metadata = m_MetadataFull.empty() ? std::string() : Shown(m_MetadataFull);
@@ -591,23 +606,25 @@ int Doctor::Run()
         CheckMetadata();
     Conclude();
     const size_t errors = m_Report.diags.Errors(), warnings = m_Report.diags.Warnings();
-    m_Report.summary = std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") + std::to_string(warnings) +
-                       (warnings == 1 ? " warning" : " warnings") + "; verdict: " + m_Report.verdict;
+    m_Report.summary = std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
+                       std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings") +
+                       "; verdict: " + m_Report.verdict;
     return errors || (m_Strict && warnings) ? ExitProblems : ExitOk;
 }
 } // namespace
 
 int RunDoctor(const std::vector<std::string>& args)
 {
-    const std::vector<OptionDef> defs = {{"stub", 0, true},     {"key", 0, true},       {"strict", 0, false},
-                                         {"format", 0, true},   {"output", 'o', true},  {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"stub", 0, true},   {"key", 0, true},      {"strict", 0, false},
+                                         {"format", 0, true}, {"output", 'o', true}, {"help", 'h', false}};
     ParsedArguments parsed;
     uint8_t key[32];
     const uint8_t* keyPtr = nullptr;
     if (const int status = ParseCommandArguments("doctor", args, defs, parsed, key, &keyPtr); status >= 0)
         return status;
     if (parsed.positionals.size() != 1)
-        return UsageError("doctor", parsed.positionals.empty() ? "no game folder" : "exactly one game folder, please");
+        return UsageError("doctor",
+                          parsed.positionals.empty() ? "no game folder" : "exactly one game folder, please");
     OutputFormat format = OutputFormat::Text;
     if (!ParseOutputFormat(parsed.Value("format", "text"), format))
         return UsageError("doctor", "--format takes text, json or sarif");

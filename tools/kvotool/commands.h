@@ -22,8 +22,8 @@ int RunDoctor(const std::vector<std::string>& args);
 // Prints the reports of "check" or "doctor" in `format` (text on standard
 // error, documents on standard output, or to -o FILE) and gives `status`, or
 // the usage status when the output could not be written.
-int EmitReports(const std::string& command, const std::vector<Report>& reports, int status, OutputFormat format,
-                const ParsedArguments& parsed);
+int EmitReports(const std::string& command, const std::vector<Report>& reports, int status,
+                OutputFormat format, const ParsedArguments& parsed);
 
 // Shared by the commands: prints `message` as "kvotool: message" on standard
 // error and gives the usage exit status.

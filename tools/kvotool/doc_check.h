@@ -51,8 +51,9 @@ enum class CheckOutcome
 // Loads and checks one file into `report` (named as `shown`). `doc` receives
 // the loaded input (text empty when it could not be loaded), `result` the
 // stub's own load.
-CheckOutcome CheckFileReport(const std::string& path, const std::string& shown, const CheckRunOptions& options,
-                             InputDocument& doc, Report& report, CheckResult& result);
+CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
+                             const CheckRunOptions& options, InputDocument& doc, Report& report,
+                             CheckResult& result);
 
 // The same, printed as text on standard error.
 CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, InputDocument& doc);

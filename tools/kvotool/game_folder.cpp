@@ -70,14 +70,15 @@ bool FindEntry(const fs::path& dir, const std::string& name, fs::path& entry)
 #endif
 } // namespace
 
-std::vector<std::string> MetadataSearchPlaces(const std::string& folder, const std::string& fileName, char separator)
+std::vector<std::string> MetadataSearchPlaces(const std::string& folder, const std::string& fileName,
+                                              char separator)
 {
     std::vector<std::string> places;
     std::string current = folder;
     for (int attempt = 0;; ++attempt)
     {
         places.push_back(current.empty() || current.back() == separator ? current + fileName
-                                                                         : current + separator + fileName);
+                                                                        : current + separator + fileName);
         if (attempt == 3 || current.empty())
             break;
         const size_t cut = current.rfind(separator);

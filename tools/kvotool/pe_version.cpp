@@ -161,7 +161,8 @@ bool ReadBlock(const Bytes& b, uint64_t base, uint64_t offset, uint64_t limit, B
     return true;
 }
 
-void ReadStrings(const Bytes& b, uint64_t base, const Block& parent, int depth, PeVersionInfo& info, bool& tableSeen)
+void ReadStrings(const Bytes& b, uint64_t base, const Block& parent, int depth, PeVersionInfo& info,
+                 bool& tableSeen)
 {
     if (depth > kMaxBlockDepth)
         return;
@@ -234,8 +235,8 @@ bool FindEntry(const Bytes& b, uint64_t dir, uint32_t id, uint32_t& target)
 
 std::string FormatVersion(const uint16_t version[4])
 {
-    return std::to_string(version[0]) + "." + std::to_string(version[1]) + "." + std::to_string(version[2]) + "." +
-           std::to_string(version[3]);
+    return std::to_string(version[0]) + "." + std::to_string(version[1]) + "." + std::to_string(version[2]) +
+           "." + std::to_string(version[3]);
 }
 
 PeVersionResult ReadPeVersion(const std::string& data, PeVersionInfo& info)
@@ -243,8 +244,8 @@ PeVersionResult ReadPeVersion(const std::string& data, PeVersionInfo& info)
     info = PeVersionInfo();
     const Bytes b(data);
     uint32_t peOffset = 0, signature = 0;
-    if (data.size() < 64 || data.compare(0, 2, "MZ") != 0 || !b.U32(0x3C, peOffset) || !b.U32(peOffset, signature) ||
-        signature != 0x00004550)
+    if (data.size() < 64 || data.compare(0, 2, "MZ") != 0 || !b.U32(0x3C, peOffset) ||
+        !b.U32(peOffset, signature) || signature != 0x00004550)
         return PeVersionResult::NotExecutable;
     const uint64_t coff = uint64_t(peOffset) + 4;
     uint32_t sectionCount = 0, optionalSize = 0, magic = 0;
@@ -262,8 +263,8 @@ PeVersionResult ReadPeVersion(const std::string& data, PeVersionInfo& info)
     {
         Section s{};
         const uint64_t at = table + 40 * uint64_t(i);
-        if (!b.U32(at + 8, s.virtualSize) || !b.U32(at + 12, s.virtualAddress) || !b.U32(at + 16, s.rawSize) ||
-            !b.U32(at + 20, s.rawOffset))
+        if (!b.U32(at + 8, s.virtualSize) || !b.U32(at + 12, s.virtualAddress) ||
+            !b.U32(at + 16, s.rawSize) || !b.U32(at + 20, s.rawOffset))
             return PeVersionResult::NotExecutable;
         sections.push_back(s);
     }
@@ -293,8 +294,9 @@ PeVersionResult ReadPeVersion(const std::string& data, PeVersionInfo& info)
     if (!ReadBlock(b, start, start, start + dataSize, root) || root.key != "VS_VERSION_INFO")
         return PeVersionResult::NoVersion;
     uint32_t fixedSignature = 0, ms = 0, ls = 0;
-    if (root.valueBytes < 52 || !b.U32(root.valueStart, fixedSignature) || fixedSignature != kFixedInfoSignature ||
-        !b.U32(root.valueStart + 8, ms) || !b.U32(root.valueStart + 12, ls))
+    if (root.valueBytes < 52 || !b.U32(root.valueStart, fixedSignature) ||
+        fixedSignature != kFixedInfoSignature || !b.U32(root.valueStart + 8, ms) ||
+        !b.U32(root.valueStart + 12, ls))
         return PeVersionResult::NoVersion;
     info.fileVersion[0] = static_cast<uint16_t>(ms >> 16);
     info.fileVersion[1] = static_cast<uint16_t>(ms & 0xFFFF);
