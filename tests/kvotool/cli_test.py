@@ -573,8 +573,8 @@ class Doctor(Base):
         self.assertIn(shown + sep + "title.kvo: note: the stub finds this title.kvo 2 folders above its own", err)
         self.assertIn(shown + sep + "bin" + sep + "x" + sep + "MyGame.exe: note: the game's executable", err)
         if ARGS.real_stub:
-            self.assertIn("stub: version %s, product \"%s\", company \"%s\"" % tuple(ARGS.real_stub_branding.split("|")),
-                          err)
+            self.assertIn("stub: version %s, product \"%s\", company \"%s\"" % (
+                ARGS.real_stub_version, ARGS.real_stub_product, ARGS.real_stub_company), err)
         os.remove(os.path.join(game, "title.kvo"))
         rc, _, err = self.kvo("doctor", shown, "--stub", "bin\\x\\PlayGame.exe")
         self.assertEqual(rc, 1)
@@ -692,7 +692,9 @@ def main():
     parser.add_argument("--fixture-key-matches", action="store_true")
     parser.add_argument("--windows-subset", action="store_true")
     parser.add_argument("--real-stub", default="", help="the built stub, for doctor's version reading")
-    parser.add_argument("--real-stub-branding", default="", help="VERSION|PRODUCT|COMPANY of --real-stub")
+    parser.add_argument("--real-stub-version", default="")
+    parser.add_argument("--real-stub-product", default="")
+    parser.add_argument("--real-stub-company", default="")
     ARGS, rest = parser.parse_known_args()
     ARGS.kvotool = os.path.abspath(ARGS.kvotool)
     module, loader = sys.modules[__name__], unittest.TestLoader()
