@@ -359,7 +359,7 @@ class ShowFmtNew(Base):
 
 class Usage(Base):
     def test_help_and_usage_errors(self):
-        for cmd in ["check", "pack", "unpack", "show", "fmt", "new"]:
+        for cmd in ["check", "doctor", "pack", "unpack", "show", "fmt", "new"]:
             with self.subTest(cmd):
                 rc, out, _ = self.kvo(cmd, "--help")
                 self.assertEqual(rc, 0)
