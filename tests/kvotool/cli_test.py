@@ -441,7 +441,7 @@ DOCTOR_CASES = [
     ("viveport with a missing installer", [], doc(gamePlatform="viveport"), "title.kvo", [], 1,
      ["error: store front \"viveport\": Installers\\Tavrin-Games-Vive.exe is missing"],
      ["installer"], "shows-message 3", "shows-message 3"),
-    ("title.kvo two folders above the stub, in the game folder", ["bin/x/PlayGame.exe", "bin/x/MyGame.exe", "-PlayGame.exe",
+    ("title.kvo two folders above the stub, names in another letter case", ["Bin/X/PlayGame.exe", "Bin/X/MyGame.exe", "-PlayGame.exe",
      "-MyGame.exe"], doc(), "title.kvo", ["--stub", "bin\\x\\PlayGame.exe"], 0,
      ["the stub finds this title.kvo 2 folders above its own", "the launcher needs to be installed first"],
      [], "starts-launcher", "shows-message 0"),

@@ -29,8 +29,7 @@ const char kMetadataFileName[] = "title.kvo";
 const char kLauncherInstaller[] = "Tavrin-Games-Launcher.exe";
 const char kRedistributables[] = "Redistributables";
 const char kMinimumLauncherVersion[] = "1.0.3.0";
-// The stub reads at most this much metadata; a stub is far smaller than the
-// cap on what is read of an executable.
+// A stub is a few hundred kilobytes; a file far larger is not read whole.
 constexpr uintmax_t kMaxExecutableBytes = 64u << 20;
 
 // Message numbers of the stub's boxes, and the text ids they show.
@@ -258,6 +257,8 @@ void Doctor::CheckStub()
         ListExecutables();
         return;
     }
+    // The names as they are on disk, which may differ in letter case.
+    m_StubFolderFull = found.substr(0, found.find_last_of("\\/"));
     const std::string shown = Shown(found);
     std::error_code ec;
     const uintmax_t size = std::filesystem::file_size(FsPath(found), ec);
@@ -311,7 +312,7 @@ bool Doctor::FindMetadata()
     for (const auto& place : places)
     {
         std::string found;
-        if (FindFile(place.substr(0, place.size() - sizeof kMetadataFileName), kMetadataFileName, found))
+        if (FindFile(m_GameFull, place, found)) // the places are full paths
         {
             m_MetadataFull = found;
             break;
