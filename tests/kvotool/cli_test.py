@@ -1,14 +1,22 @@
 #!/usr/bin/env python3
 """Drives the kvotool program: each command, each class of problem check
-reports, pack/unpack round trips and refused writes (--runner wine: Windows build)."""
+reports, pack/unpack round trips and refused writes, doctor on game folders
+made here, the JSON and SARIF reports and pipes (--runner wine: Windows build)."""
 import argparse
+import hashlib
 import json
 import os
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
 import unittest
+
+try:
+    import jsonschema
+except ImportError:  # the SARIF test says so and is skipped
+    jsonschema = None
 
 ARGS = None
 KEY = "0f1e2d3c4b5a69788796a5b4c3d2e1f00112233445566778899aabbccddeeff0"  # a caller's key
@@ -351,7 +359,7 @@ class ShowFmtNew(Base):
 
 class Usage(Base):
     def test_help_and_usage_errors(self):
-        for cmd in ["check", "pack", "unpack", "show", "fmt", "new"]:
+        for cmd in ["check", "doctor", "pack", "unpack", "show", "fmt", "new"]:
             with self.subTest(cmd):
                 rc, out, _ = self.kvo(cmd, "--help")
                 self.assertEqual(rc, 0)
@@ -372,6 +380,292 @@ class Usage(Base):
         self.assertIn(b"commands:", out)
 
 
+def pe_with_version(version=(1, 0, 0, 0), product="Tavrin Games Launch Stub", company="Tavrin Games",
+                    original="PlayGame.exe"):
+    """A minimal 64-bit PE whose only section holds a version resource, laid
+    out as resource compilers do (key, value and children aligned to 4)."""
+    def pad4(b):
+        return b + bytes(-len(b) % 4)
+
+    def block(key, value=b"", children=b"", text=False):
+        head = pad4(bytes(6) + (key + "\0").encode("utf-16-le"))
+        body = pad4(head + value) + children
+        return struct.pack("<HHH", len(body), len(value) // 2 if text else len(value), int(text)) + body[6:]
+
+    ms, ls = version[0] << 16 | version[1], version[2] << 16 | version[3]
+    fixed = struct.pack("<13I", 0xFEEF04BD, 0x10000, ms, ls, ms, ls, 0x3F, 0, 0x40004, 1, 0, 0, 0)
+    strings = b"".join(pad4(block(k, (v + "\0").encode("utf-16-le"), text=True)) for k, v in
+                       [("CompanyName", company), ("FileVersion", "%d.%d.%d.%d" % version),
+                        ("OriginalFilename", original), ("ProductName", product)])
+    info = block("VS_VERSION_INFO", fixed, pad4(block("StringFileInfo", children=pad4(block("040904B0", children=strings)))))
+    rva = 0x1000
+    directory = lambda entry_id, target: struct.pack("<IIHHHH", 0, 0, 0, 0, 0, 1) + struct.pack("<II", entry_id, target)
+    rsrc = (directory(16, 0x80000018) + directory(1, 0x80000030) + directory(0x409, 0x48)
+            + struct.pack("<IIII", rva + 0x58, len(info), 0, 0) + info)
+    optional = struct.pack("<HBB", 0x20B, 0, 0) + bytes(104) + struct.pack("<I", 16)
+    optional += bytes(16) + struct.pack("<II", rva, len(rsrc)) + bytes(13 * 8)
+    section = b".rsrc\0\0\0" + struct.pack("<IIII", len(rsrc), rva, len(rsrc), 0x200) + bytes(16)
+    headers = b"MZ" + bytes(58) + struct.pack("<I", 64) + b"PE\0\0"
+    headers += struct.pack("<HHIIIHH", 0x8664, 1, 0, 0, 0, len(optional), 0x22) + optional + section
+    return headers + bytes(0x200 - len(headers)) + rsrc
+
+
+STEAM = dict(gamePlatform="steam", steamAppIds=[480])
+LAUNCHER_SETUP = "Redistributables/Tavrin-Games-Launcher.exe"
+
+# doctor: (name, game folder's files, title (a document to pack, a tuple
+# (document, key) to pack with that key, or None), where title.kvo goes,
+# extra arguments, exit status, texts in the text report, error rules, and
+# the outcomes with the launcher installed / not installed). The game folder
+# is a/b/game; "../" climbs out of it. Every folder has MyGame.exe and the
+# stub unless the row says otherwise.
+DOCTOR_CASES = [
+    ("steam with the launcher installer", [LAUNCHER_SETUP], doc(**STEAM), "title.kvo", [], 0,
+     ["note: store front \"steam\": the stub runs Redistributables\\Tavrin-Games-Launcher.exe /s /t elevated "
+      "when the launcher is not installed", "stub: version 1.0.0.0, product \"Tavrin Games Launch Stub\", "
+      "company \"Tavrin Games\"", "the stub finds this title.kvo beside itself"],
+     [], "starts-launcher", "runs-installer"),
+    ("steam without the launcher installer", [], doc(**STEAM), "title.kvo", [], 1,
+     ["error: store front \"steam\": neither Redistributables\\Tavrin-Games-Launcher.exe nor "
+      "\\Tavrin-Games-Launcher.exe (the root of the drive: 'steamInstallerPath' is empty) exists",
+      "shows message 3: \"Unable to install prerequisites, please try reinstalling the game.\""],
+     ["installer"], "starts-launcher", "shows-message 3"),
+    ("steam installer through steamInstallerPath, any letter case", ["tools/INST/tavrin-games-launcher.exe"],
+     doc(steamInstallerPath="Tools\\Inst", **STEAM), "title.kvo", [], 0,
+     ["the stub runs Tools\\Inst\\Tavrin-Games-Launcher.exe /s /t ('steamInstallerPath') elevated"],
+     [], "starts-launcher", "runs-installer"),
+    ("epic runs its installer at every start", ["Redistributables/Tavrin-Games-Epic.exe"],
+     doc(gamePlatform="epic", epicSdkVersion=1), "title.kvo", [], 0,
+     ["runs Redistributables\\Tavrin-Games-Epic.exe elevated at every start while the launcher is not running",
+      "the launcher must be version 1.0.3.0 or later"], [], "runs-installer", "runs-installer"),
+    ("viveport with a missing installer", [], doc(gamePlatform="viveport"), "title.kvo", [], 1,
+     ["error: store front \"viveport\": Installers\\Tavrin-Games-Vive.exe is missing"],
+     ["installer"], "shows-message 3", "shows-message 3"),
+    ("title.kvo two folders above the stub, names in another letter case", ["Bin/X/PlayGame.exe", "Bin/X/MyGame.exe", "-PlayGame.exe",
+     "-MyGame.exe"], doc(), "title.kvo", ["--stub", "bin\\x\\PlayGame.exe"], 0,
+     ["the stub finds this title.kvo 2 folders above its own", "the launcher needs to be installed first"],
+     [], "starts-launcher", "shows-message 0"),
+    ("title.kvo found two folders up, outside the game folder", [], doc(), "../../title.kvo", [], 1,
+     ["error: the stub loads title.kvo from outside the game folder"], ["metadata-search"],
+     "starts-launcher", "shows-message 0"),
+    ("no title.kvo anywhere", [], None, None, [], 1,
+     ["error: the stub finds no title.kvo; it searched ", "shows message 10: \"Unable to launch game."],
+     ["metadata-search"], "shows-message 10", "shows-message 10"),
+    ("container packed with another key", [], (doc(), KEY), "title.kvo", [], 1,
+     ["a stub built with the same key refuses it", "(--key HEX tells whether another key opens it)"],
+     ["container-key"], "shows-message 10", "shows-message 10"),
+    ("container packed with another key, --key opens it", [], (doc(), KEY), "title.kvo", ["--key", KEY], 1,
+     ["it opens with the given key", "with the given key: container, no problems"],
+     ["container-key"], "shows-message 10", "shows-message 10"),
+    ("missing principalFileName executable", ["-MyGame.exe"], doc(), "title.kvo", [], 1,
+     ["error: the game's executable 'MyGame.exe' ('principalFileName') is not beside the stub",
+      "shows message 8: \"Unable to locate game executable."], ["game-executable"],
+     "starts-launcher", "shows-message 0"),
+    ("missing stub", ["-PlayGame.exe", "Other.exe"], doc(), "title.kvo", [], 1,
+     ["error: the stub 'PlayGame.exe' is not in the game folder", "executables in the game folder: "],
+     ["stub"], "starts-launcher", "shows-message 0"),
+    ("check findings of a plain title.kvo keep their lines", [], doc(gamePlatfrom="steam"), "plain", [], 1,
+     ["title.kvo:13:2: error: unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"], ["metadata"],
+     "starts-launcher", "shows-message 0"),
+]
+
+
+class Doctor(Base):
+    def make_game(self, files, title, title_place):
+        """Builds a/b/game under the test folder; gives its path."""
+        game = os.path.join(self.dir, "a", "b", "game")
+        os.makedirs(game)
+        wanted = ["PlayGame.exe", "MyGame.exe"] + [f for f in files if not f.startswith("-")]
+        for name in wanted:
+            if "-" + name in files:
+                continue
+            path = os.path.join(game, name)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            with open(path, "wb") as f:
+                f.write(pe_with_version() if name.endswith("PlayGame.exe") else b"MZ")
+        if title is not None:
+            text, key = title if isinstance(title, tuple) else (title, None)
+            self.put("in.json", text)
+            place = os.path.normpath(os.path.join(game, "title.kvo" if title_place == "plain" else title_place))
+            if title_place == "plain":
+                shutil.copy(os.path.join(self.dir, "in.json"), place)
+            else:
+                rc, _, err = self.kvo("pack", *(["--key", key] if key else []), "in.json", "-o", place)
+                self.assertEqual(rc, 0, err)
+        return game
+
+    def doctor(self, game, *args):
+        return self.kvo("doctor", os.path.relpath(game, self.dir), *args)
+
+    def test_game_folders(self):
+        for name, files, title, place, extra, status, texts, rules, installed, not_installed in DOCTOR_CASES:
+            with self.subTest(name):
+                shutil.rmtree(os.path.join(self.dir, "a"), ignore_errors=True)
+                game = self.make_game(files, title, place)
+                rc, out, err = self.doctor(game, *extra)
+                self.assertEqual(rc, status, err)
+                self.assertEqual(out, b"")
+                for t in texts:
+                    self.assertIn(t, err)
+                rc, out, _ = self.doctor(game, *extra, "--format", "json")
+                self.assertEqual(rc, status)
+                report = json.loads(out)["reports"][0]
+                self.assertEqual(sorted({f["rule"] for f in report["findings"] if f["severity"] == "error"}), rules)
+                outcome = lambda o: o["outcome"] + (" %d" % o["message"] if "message" in o else "")
+                self.assertEqual(outcome(report["verdict"]["launcherInstalled"]), installed)
+                self.assertEqual(outcome(report["verdict"]["launcherNotInstalled"]), not_installed)
+                # The text report is the same findings, then the verdict.
+                lines = err.splitlines()
+                self.assertEqual(len(lines), len(report["findings"]) + 1)
+                for line, finding in zip(lines, report["findings"]):
+                    self.assertTrue(line.endswith(finding["severity"] + ": " + finding["message"]), line)
+                self.assertTrue(lines[-1].endswith("verdict: " + report["verdict"]["text"]))
+
+    def test_search_places_stop_after_three_folders_above(self):
+        game = self.make_game([], None, None)
+        rc, out, _ = self.doctor(game, "--format", "json")
+        self.assertEqual(rc, 1)
+        [missing] = [f["message"] for f in json.loads(out)["reports"][0]["findings"] if f["rule"] == "metadata-search"]
+        folders = [game]
+        for _ in range(3):  # the stub's folder and three above it, no more
+            folders.append(os.path.dirname(folders[-1]))
+        places = ", ".join(os.path.join(d, "title.kvo") for d in folders)
+        self.assertIn("it searched " + places + ", and shows", missing)
+
+    def test_renamed_stub_warns_and_strict_fails(self):
+        game = self.make_game([], doc(), "title.kvo")
+        with open(os.path.join(game, "PlayGame.exe"), "wb") as f:
+            f.write(pe_with_version((2, 5, 0, 7), "Star Harbor", "Nordlicht Spiele GmbH", "StarHarbor.exe"))
+        rc, _, err = self.doctor(game)
+        self.assertEqual(rc, 0, err)
+        self.assertIn("stub: version 2.5.0.7, product \"Star Harbor\", company \"Nordlicht Spiele GmbH\"", err)
+        self.assertIn("warning: the stub was built as 'StarHarbor.exe' and renamed to 'PlayGame.exe'", err)
+        self.assertEqual(self.doctor(game, "--strict")[0], 1)
+        with open(os.path.join(game, "PlayGame.exe"), "wb") as f:
+            f.write(b"MZ not really")
+        rc, _, err = self.doctor(game)
+        self.assertEqual(rc, 1)
+        self.assertIn("error: the stub is not a Windows executable", err)
+
+    def test_usage_and_unreadable_folder(self):
+        self.put("file.txt", "x")
+        for args, text in [(["doctor"], "no game folder"), (["doctor", "nowhere"], "it does not exist"),
+                           (["doctor", "file.txt"], "it is not a folder"),
+                           (["doctor", ".", "--format", "xml"], "--format takes text, json or sarif")]:
+            with self.subTest(args=args):
+                rc, _, err = self.kvo(*args)
+                self.assertEqual(rc, 2)
+                self.assertIn(text, err)
+
+    def test_real_stub_and_backslash_paths(self):
+        """With the Windows build: the folder named with backslashes, and the real stub's version resource."""
+        game = self.make_game(["bin/x/MyGame.exe", "-MyGame.exe"], doc(), "title.kvo")
+        if ARGS.real_stub:
+            os.makedirs(os.path.join(game, "bin", "x"), exist_ok=True)
+            shutil.copy(ARGS.real_stub, os.path.join(game, "bin", "x", "PlayGame.exe"))
+        else:
+            os.rename(os.path.join(game, "PlayGame.exe"), os.path.join(game, "bin", "x", "PlayGame.exe"))
+        windows = ARGS.runner == "wine"
+        shown = ("Z:" + game.replace("/", "\\")) if windows else game
+        sep = "\\" if windows else "/"
+        rc, _, err = self.kvo("doctor", shown + sep, "--stub", "bin\\x\\PlayGame.exe")
+        self.assertEqual(rc, 0, err)
+        self.assertIn(shown + sep + "title.kvo: note: the stub finds this title.kvo 2 folders above its own", err)
+        self.assertIn(shown + sep + "bin" + sep + "x" + sep + "MyGame.exe: note: the game's executable", err)
+        if ARGS.real_stub:
+            self.assertIn("stub: version %s, product \"%s\", company \"%s\"" % (
+                ARGS.real_stub_version, ARGS.real_stub_product, ARGS.real_stub_company), err)
+        os.remove(os.path.join(game, "title.kvo"))
+        rc, _, err = self.kvo("doctor", shown, "--stub", "bin\\x\\PlayGame.exe")
+        self.assertEqual(rc, 1)
+        places = [sep.join([shown, "bin", "x", "title.kvo"]), sep.join([shown, "bin", "title.kvo"]),
+                  sep.join([shown, "title.kvo"]), sep.join([shown[:shown.rfind(sep)], "title.kvo"])]
+        self.assertIn("it searched " + ", ".join(places) + ", and shows", err)
+
+
+class Reports(Base):
+    def test_json_of_check(self):
+        self.put("t.json", doc(gamePlatfrom="steam", languages="en"))
+        self.put("good.json", doc())
+        rc, out, err = self.kvo("check", "--format", "json", "t.json", "good.json")
+        self.assertEqual((rc, err), (1, ""))
+        report = json.loads(out)
+        self.assertEqual((report["command"], report["errors"], report["warnings"], report["exitStatus"]),
+                         ("check", 1, 1, 1))
+        bad, good = report["reports"]
+        self.assertEqual([(f["severity"], f["line"], f["column"], f["suggestion"]) for f in bad["findings"]],
+                         [("warning", 9, 15, '["en"]'), ("error", 11, 2, "gamePlatform")])
+        self.assertEqual(bad["verdict"], {"text": "the launch stub loads it", "stubLoads": True, "status": 0,
+                                          "statusName": "Ok"})
+        self.assertEqual((good["file"], good["findings"]), ("good.json", []))
+        self.put("bad.json", doc(titleId=None))
+        rc, out, _ = self.kvo("check", "--format", "json", "bad.json")
+        self.assertEqual(json.loads(out)["reports"][0]["verdict"]["statusName"], "RequiredFieldMissing")
+
+    def test_sarif_validates_against_the_oasis_schema(self):
+        if jsonschema is None:
+            self.skipTest("python3-jsonschema is not installed (scripts/deps.sh installs it)")
+        path = os.path.join(ARGS.data, "sarif-schema-2.1.0.json")
+        with open(path, "rb") as f:
+            raw = f.read()
+        # The copy is the published file, byte for byte.
+        self.assertEqual(hashlib.sha256(raw).hexdigest(),
+                         "c3b4bb2d6093897483348925aaa73af03b3e3f4bd4ca38cef26dcb4212a2682e")
+        schema = json.loads(raw)
+        jsonschema.Draft4Validator.check_schema(schema)
+        validator = jsonschema.Draft4Validator(schema)
+        self.put("my title.json", doc(gamePlatfrom="steam", noxTitleId="010"))
+        rc, check, _ = self.kvo("check", "--format", "sarif", "my title.json")
+        self.assertEqual(rc, 1)
+        game = Doctor.make_game(self, [], doc(gamePlatform="viveport"), "title.kvo")
+        rc, doctor, _ = self.kvo("doctor", game, "--format", "sarif", "-o", "doctor.sarif")
+        self.assertEqual((rc, doctor), (1, b""))
+        doctor = self.get("doctor.sarif")
+        for name, text in [("check", check), ("doctor", doctor)]:
+            with self.subTest(name):
+                sarif = json.loads(text)
+                self.assertEqual([e.message for e in validator.iter_errors(sarif)], [])
+                # A control: the validator does reject a broken result.
+                broken = json.loads(text)
+                broken["runs"][0]["results"][0]["level"] = "fatal"
+                self.assertNotEqual(list(validator.iter_errors(broken)), [])
+        results = json.loads(check)["runs"][0]["results"]
+        self.assertEqual([(r["level"], r["locations"][0]["physicalLocation"]["artifactLocation"]["uri"],
+                           r["locations"][0]["physicalLocation"]["region"]) for r in results],
+                         [("error", "my%20title.json", {"startLine": 13, "startColumn": 2}),
+                          ("warning", "my%20title.json", {"startLine": 14, "startColumn": 16})])
+        results = json.loads(doctor)["runs"][0]["results"]
+        [installer] = [r for r in results if r["level"] == "error"]
+        self.assertEqual(installer["ruleId"], "installer")
+        uri = installer["locations"][0]["physicalLocation"]["artifactLocation"]["uri"]
+        self.assertTrue(uri.startswith("file:///") and uri.endswith("/game/Installers/Tavrin-Games-Vive.exe"), uri)
+        verdict = json.loads(doctor)["runs"][0]["invocations"][0]["properties"]["verdicts"][0]["verdict"]
+        self.assertEqual(verdict["launcherNotInstalled"]["message"], 3)
+
+
+class Pipes(Base):
+    def test_standard_input_and_output_through_every_command(self):
+        text = doc(gamePlatform="epic", epicSdkVersion=3).encode()
+        rc, container, err = self.kvo("pack", "-", "-o", "-", stdin=text)
+        self.assertEqual((rc, container[:4]), (0, b"KVOM"), err)
+        rows = [
+            (["unpack", "-", "-o", "-"], container, lambda out: self.assertEqual(out, text)),
+            (["fmt", "-", "-o", "-", "--equals"], container, lambda out: self.assertIn(b"epicSdkVersion=3", out)),
+            (["show", "-", "-o", "-"], container, lambda out: self.assertIn(b"file: <stdin> (container)", out)),
+            (["check", "-", "--format", "json", "-o", "-"], container,
+             lambda out: self.assertEqual(json.loads(out)["reports"][0]["file"], "<stdin>")),
+            (["check", "-", "-o", "-"], text, lambda out: self.assertIn(b"<stdin>: plain JSON, no problems", out)),
+        ]
+        for args, stdin, check in rows:
+            with self.subTest(args=args):
+                rc, out, err = self.kvo(*args, stdin=stdin)
+                self.assertEqual(rc, 0, err)
+                check(out)
+        rc, out, _ = self.kvo("show", "-", "-o", "shown.txt", stdin=text)
+        self.assertEqual((rc, out), (0, b""))
+        self.assertIn(b"load: 0 Ok", self.get("shown.txt"))
+
+
 WINDOWS_SUBSET = [
     "CheckCommand.test_each_problem_class",
     "PackUnpack.test_round_trip_plain_and_container",
@@ -384,6 +678,8 @@ WINDOWS_SUBSET = [
     "ShowFmtNew.test_new_writes_template_and_keeps_existing_file",
     "ShowFmtNew.test_show_lists_getters_with_status_and_features",
     "ShowFmtNew.test_fmt_round_trip_keeps_every_field",
+    "Doctor.test_real_stub_and_backslash_paths",
+    "Pipes.test_standard_input_and_output_through_every_command",
 ]
 
 
@@ -395,6 +691,10 @@ def main():
     parser.add_argument("--data", default=os.path.join(os.path.dirname(os.path.abspath(__file__)), "data"))
     parser.add_argument("--fixture-key-matches", action="store_true")
     parser.add_argument("--windows-subset", action="store_true")
+    parser.add_argument("--real-stub", default="", help="the built stub, for doctor's version reading")
+    parser.add_argument("--real-stub-version", default="")
+    parser.add_argument("--real-stub-product", default="")
+    parser.add_argument("--real-stub-company", default="")
     ARGS, rest = parser.parse_known_args()
     ARGS.kvotool = os.path.abspath(ARGS.kvotool)
     module, loader = sys.modules[__name__], unittest.TestLoader()

@@ -1,6 +1,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "doc_check.h"
+#include "file_io.h"
 
 #include <cstdio>
 
@@ -14,12 +15,15 @@ std::string Plural(size_t n, const char* word)
 }
 } // namespace
 
-CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, InputDocument& doc)
+CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
+                             const CheckRunOptions& options, InputDocument& doc, Report& report,
+                             CheckResult& result)
 {
-    DiagnosticList diags;
-    const std::string shown = path == "-" ? "<stdin>" : path;
+    report = Report();
+    report.file = shown;
+    DiagnosticList& diags = report.diags;
+    result = CheckResult();
     InputResult input = LoadInput(path, options.key, doc, diags, options.equalsSyntax);
-    CheckResult result;
     if (input == InputResult::Ok)
     {
         CheckOptions checkOptions;
@@ -27,39 +31,95 @@ CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, 
         result = CheckDocument(doc, checkOptions, diags);
     }
     diags.SortByPosition();
-    std::fputs(diags.Format(shown).c_str(), stderr);
     if (options.verbose)
         for (const auto& line : result.stubLog)
-            std::fprintf(stderr, "%s: stub log: %s\n", shown.c_str(), line.c_str());
+            report.extraLines.push_back(shown + ": stub log: " + line);
+
+    const bool loads = input == InputResult::Ok && result.stubStatus == 0;
+    const uint32_t status =
+        input == InputResult::Ok ? result.stubStatus : 6; // BadFormat, as the stub sees it
+    report.verdict = input != InputResult::Ok ? "not readable as title metadata"
+                     : loads                  ? "the launch stub loads it"
+                                              : "the launch stub refuses it";
+    report.verdictMembers = [loads, status, input](JsonWriter& w)
+    {
+        w.Write("stubLoads", loads);
+        if (input != InputResult::IoError)
+        {
+            w.Write("status", status);
+            w.WriteString("statusName", MetadataStatusName(status));
+        }
+    };
     if (input == InputResult::IoError)
         return CheckOutcome::IoError;
 
     const bool problems = diags.Errors() > 0 || (options.strict && diags.Warnings() > 0);
     if (!options.quiet)
     {
-        std::string summary = shown + ": ";
         if (input != InputResult::Ok)
-            summary += "not readable as title metadata";
+            report.summary = report.verdict;
         else
         {
-            summary += doc.kind == InputKind::Container     ? "container"
-                       : doc.kind == InputKind::PayloadText ? "text for a container"
-                                                            : "plain JSON";
-            summary += diags.Errors() || diags.Warnings() ? ", " + Plural(diags.Errors(), "error") + ", " +
-                                                                Plural(diags.Warnings(), "warning")
-                                                          : ", no problems";
-            summary += result.stubStatus == 0 ? "; the launch stub loads it" : "; the launch stub refuses it";
+            report.summary = doc.kind == InputKind::Container     ? "container"
+                             : doc.kind == InputKind::PayloadText ? "text for a container"
+                                                                  : "plain JSON";
+            report.summary +=
+                diags.Errors() || diags.Warnings()
+                    ? ", " + Plural(diags.Errors(), "error") + ", " + Plural(diags.Warnings(), "warning")
+                    : ", no problems";
+            report.summary += "; " + report.verdict;
         }
-        std::fprintf(stderr, "%s\n", summary.c_str());
     }
     return problems || input != InputResult::Ok ? CheckOutcome::Problems : CheckOutcome::Clean;
 }
 
+CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, InputDocument& doc)
+{
+    Report report;
+    CheckResult result;
+    const CheckOutcome outcome =
+        CheckFileReport(path, path == "-" ? "<stdin>" : path, options, doc, report, result);
+    std::fputs(FormatText(report).c_str(), stderr);
+    return outcome;
+}
+
+int EmitReports(const std::string& command, const std::vector<Report>& reports, int status,
+                OutputFormat format, const ParsedArguments& parsed)
+{
+    std::string out;
+    if (format == OutputFormat::Json)
+        out = FormatJson(command, reports, status);
+    else if (format == OutputFormat::Sarif)
+        out = FormatSarif(command, reports, status);
+    else
+        for (const auto& report : reports)
+            out += FormatText(report);
+    if (out.empty())
+    {
+        std::fprintf(stderr, "kvotool %s: the report could not be written\n", command.c_str());
+        return ExitUsage;
+    }
+    // Text goes with the other messages unless a file is named; documents go
+    // to standard output by default, so that they pipe.
+    if (format == OutputFormat::Text && !parsed.Has("output"))
+    {
+        std::fputs(out.c_str(), stderr);
+        return status;
+    }
+    std::string error;
+    if (!WriteFileAtomically(parsed.Value("output", "-"), out, error))
+    {
+        std::fprintf(stderr, "kvotool %s: %s\n", command.c_str(), error.c_str());
+        return ExitUsage;
+    }
+    return status;
+}
+
 int RunCheck(const std::vector<std::string>& args)
 {
-    const std::vector<OptionDef> defs = {{"key", 0, true},      {"equals", 0, false},
-                                         {"strict", 0, false},  {"verbose", 'v', false},
-                                         {"quiet", 'q', false}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"key", 0, true},        {"equals", 0, false},  {"strict", 0, false},
+                                         {"verbose", 'v', false}, {"quiet", 'q', false}, {"format", 0, true},
+                                         {"output", 'o', true},   {"help", 'h', false}};
     ParsedArguments parsed;
     uint8_t key[32];
     CheckRunOptions options;
@@ -67,16 +127,22 @@ int RunCheck(const std::vector<std::string>& args)
         return status;
     if (parsed.positionals.empty())
         return UsageError("check", "no file to check");
+    OutputFormat format = OutputFormat::Text;
+    if (!ParseOutputFormat(parsed.Value("format", "text"), format))
+        return UsageError("check", "--format takes text, json or sarif");
     options.equalsSyntax = parsed.Has("equals");
     options.strict = parsed.Has("strict");
     options.verbose = parsed.Has("verbose");
     options.quiet = parsed.Has("quiet");
 
     int status = ExitOk;
+    std::vector<Report> reports;
     for (const auto& path : parsed.positionals)
     {
         InputDocument doc;
-        switch (CheckFile(path, options, doc))
+        CheckResult result;
+        reports.emplace_back();
+        switch (CheckFileReport(path, path == "-" ? "<stdin>" : path, options, doc, reports.back(), result))
         {
         case CheckOutcome::IoError:
             status = ExitUsage;
@@ -89,6 +155,6 @@ int RunCheck(const std::vector<std::string>& args)
             break;
         }
     }
-    return status;
+    return EmitReports("check", reports, status, format, parsed);
 }
 } // namespace kvotool

@@ -9,8 +9,8 @@ namespace kvotool
 {
 int RunPack(const std::vector<std::string>& args)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"key", 0, true},      {"force", 0, false},
-                                         {"equals", 0, false},  {"strict", 0, false},  {"quiet", 'q', false},
+    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"key", 0, true},     {"force", 0, false},
+                                         {"equals", 0, false},  {"strict", 0, false}, {"quiet", 'q', false},
                                          {"help", 'h', false}};
     ParsedArguments parsed;
     uint8_t key[32];
@@ -57,7 +57,8 @@ int RunPack(const std::vector<std::string>& args)
         return ExitUsage;
     }
     if (!options.quiet)
-        std::fprintf(stderr, "kvotool pack: wrote '%s' (%zu bytes%s)\n", out.c_str(), container.size(),
+        std::fprintf(stderr, "kvotool pack: wrote %s (%zu bytes%s)\n",
+                     out == "-" ? "standard output" : ("'" + out + "'").c_str(), container.size(),
                      options.key ? ", with the given key" : "");
     return outcome == CheckOutcome::Problems ? ExitProblems : ExitOk;
 }

@@ -2,9 +2,11 @@
 #include "commands.h"
 #include "doc_check.h"
 #include "doc_log.h"
+#include "file_io.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/title_metadata.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -160,6 +162,30 @@ const std::vector<Getter>& Getters()
     return getters;
 }
 
+// printf into the text being built.
+#if defined(__GNUC__)
+__attribute__((format(printf, 2, 3)))
+#endif
+void Out(std::string& out, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    char small[512];
+    va_list again;
+    va_copy(again, args);
+    const int n = std::vsnprintf(small, sizeof small, format, args);
+    if (n >= 0 && static_cast<size_t>(n) < sizeof small)
+        out.append(small, static_cast<size_t>(n));
+    else if (n >= 0)
+    {
+        std::string big(static_cast<size_t>(n) + 1, '\0');
+        std::vsnprintf(&big[0], big.size(), format, again);
+        out.append(big.data(), static_cast<size_t>(n));
+    }
+    va_end(again);
+    va_end(args);
+}
+
 std::string Padded(std::string s, size_t width)
 {
     if (s.size() < width)
@@ -170,7 +196,8 @@ std::string Padded(std::string s, size_t width)
 
 int RunShow(const std::vector<std::string>& args)
 {
-    const std::vector<OptionDef> defs = {{"key", 0, true}, {"text", 0, false}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {
+        {"key", 0, true}, {"text", 0, false}, {"output", 'o', true}, {"help", 'h', false}};
     ParsedArguments parsed;
     uint8_t key[32];
     const uint8_t* keyPtr = nullptr;
@@ -189,25 +216,26 @@ int RunShow(const std::vector<std::string>& args)
     if (input != InputResult::Ok)
         return ExitProblems;
 
+    std::string out;
     if (parsed.Has("text"))
     {
-        std::fwrite(doc.text.data(), 1, doc.text.size(), stdout);
+        out = doc.text;
         if (!doc.text.empty() && doc.text.back() != '\n')
-            std::fputc('\n', stdout);
-        std::fputc('\n', stdout);
+            out += '\n';
+        out += '\n';
     }
 
     TakeLoggedLines();
     std::unique_ptr<TitleMetadata> metadata(CreateTitleMetadata());
     const uint32_t status =
         metadata->LoadFromMemory(doc.stubBytes.data(), static_cast<uint32_t>(doc.stubBytes.size()));
-    std::printf("file: %s (%s)\n", path.c_str(),
-                doc.kind == InputKind::Container ? "container" : "plain JSON");
-    std::printf("load: %u %s%s\n", status, MetadataStatusName(status),
-                status ? " - the launch stub stops here; below is what its getters would answer" : "");
+    Out(out, "file: %s (%s)\n", path == "-" ? "<stdin>" : path.c_str(),
+        doc.kind == InputKind::Container ? "container" : "plain JSON");
+    Out(out, "load: %u %s%s\n", status, MetadataStatusName(status),
+        status ? " - the launch stub stops here; below is what its getters would answer" : "");
     for (const auto& line : TakeLoggedLines())
-        std::printf("log:  %s\n", line.c_str());
-    std::printf("\n%s%s%s\n", Padded("field", 26).c_str(), Padded("status", 24).c_str(), "value");
+        Out(out, "log:  %s\n", line.c_str());
+    Out(out, "\n%s%s%s\n", Padded("field", 26).c_str(), Padded("status", 24).c_str(), "value");
 
     for (const auto& getter : Getters())
     {
@@ -218,39 +246,44 @@ int RunShow(const std::vector<std::string>& args)
             uint32_t s = metadata->GetLastStatus();
             statusText = std::to_string(s) + " " + MetadataStatusName(s);
         }
-        std::printf("%s%s%s\n", Padded(getter.name, 26).c_str(), Padded(statusText, 24).c_str(),
-                    value.c_str());
+        Out(out, "%s%s%s\n", Padded(getter.name, 26).c_str(), Padded(statusText, 24).c_str(), value.c_str());
     }
 
-    std::printf("\nplatform features (GetPlatformFeatures):\n");
+    Out(out, "\nplatform features (GetPlatformFeatures):\n");
     for (uint32_t platform = 0; platform < GamePlatform::Count; ++platform)
     {
         uint32_t mask = metadata->GetPlatformFeatures(platform);
         uint32_t s = metadata->GetLastStatus();
         char hex[16];
         std::snprintf(hex, sizeof hex, "0x%08X", mask);
-        std::printf("  %s%s%s%s\n", Padded(GamePlatformKeyword(platform), 9).c_str(), Padded(hex, 10).c_str(),
-                    Padded(std::to_string(s) + " " + MetadataStatusName(s), 24).c_str(),
-                    FeatureNames(mask).c_str());
+        Out(out, "  %s%s%s%s\n", Padded(GamePlatformKeyword(platform), 9).c_str(), Padded(hex, 10).c_str(),
+            Padded(std::to_string(s) + " " + MetadataStatusName(s), 24).c_str(), FeatureNames(mask).c_str());
     }
 
     const PrerequisiteList& prereqs = metadata->GetCustomPrerequisites();
     uint32_t s = metadata->GetLastStatus();
-    std::printf("\ncustomPrerequisites: %u %s, %u record%s\n", s, MetadataStatusName(s), prereqs.Count(),
-                prereqs.Count() == 1 ? "" : "s");
+    Out(out, "\ncustomPrerequisites: %u %s, %u record%s\n", s, MetadataStatusName(s), prereqs.Count(),
+        prereqs.Count() == 1 ? "" : "s");
     for (uint32_t i = 0; i < prereqs.Count(); ++i)
     {
         const PrerequisiteRecord& r = prereqs.At(i);
         std::string codes;
         for (uint32_t k = 0; k < r.GetIgnoreExitCodes().Count(); ++k)
             codes += (k ? ", " : "") + std::to_string(r.GetIgnoreExitCodes().At(k));
-        std::printf("  [%u] prerequisiteId=%s friendlyName=%s version=%s executableName=%s commandline=%s "
-                    "locKey=%s ignoreExitCodes=[%s]\n",
-                    i, Quote(r.GetPrerequisiteId()).c_str(), Quote(r.GetFriendlyName()).c_str(),
-                    Quote(r.GetVersion()).c_str(), Quote(r.GetExecutableName()).c_str(),
-                    Quote(r.GetCommandline()).c_str(), Quote(r.GetLocKey()).c_str(), codes.c_str());
+        Out(out,
+            "  [%u] prerequisiteId=%s friendlyName=%s version=%s executableName=%s commandline=%s "
+            "locKey=%s ignoreExitCodes=[%s]\n",
+            i, Quote(r.GetPrerequisiteId()).c_str(), Quote(r.GetFriendlyName()).c_str(),
+            Quote(r.GetVersion()).c_str(), Quote(r.GetExecutableName()).c_str(),
+            Quote(r.GetCommandline()).c_str(), Quote(r.GetLocKey()).c_str(), codes.c_str());
     }
     TakeLoggedLines();
+    std::string error;
+    if (!WriteFileAtomically(parsed.Value("output", "-"), out, error))
+    {
+        std::fprintf(stderr, "kvotool show: %s\n", error.c_str());
+        return ExitUsage;
+    }
     return status == 0 ? ExitOk : ExitProblems;
 }
 } // namespace kvotool

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cli.h"
+#include "doc_report.h"
 
 #include <cstdint>
 #include <string>
@@ -16,6 +17,13 @@ int RunUnpack(const std::vector<std::string>& args);
 int RunShow(const std::vector<std::string>& args);
 int RunFmt(const std::vector<std::string>& args);
 int RunNew(const std::vector<std::string>& args);
+int RunDoctor(const std::vector<std::string>& args);
+
+// Prints the reports of "check" or "doctor" in `format` (text on standard
+// error, documents on standard output, or to -o FILE) and gives `status`, or
+// the usage status when the output could not be written.
+int EmitReports(const std::string& command, const std::vector<Report>& reports, int status,
+                OutputFormat format, const ParsedArguments& parsed);
 
 // Shared by the commands: prints `message` as "kvotool: message" on standard
 // error and gives the usage exit status.

@@ -26,17 +26,28 @@ void PositionOf(const std::string& text, size_t offset, int& line, int& column)
     }
 }
 
-void DiagnosticList::Add(Severity severity, const std::string& message, int line, int column)
+Diagnostic& DiagnosticList::Add(Severity severity, const std::string& message, int line, int column)
 {
-    m_Items.push_back(Diagnostic{severity, line, column, message});
+    m_Items.push_back(Diagnostic{severity, line, column, message, {}, {}, {}});
+    return m_Items.back();
 }
 
-void DiagnosticList::AddAt(Severity severity, const std::string& message, const std::string& text,
-                           size_t offset)
+Diagnostic& DiagnosticList::AddAt(Severity severity, const std::string& message, const std::string& text,
+                                  size_t offset)
 {
     int line, column;
     PositionOf(text, offset, line, column);
-    Add(severity, message, line, column);
+    return Add(severity, message, line, column);
+}
+
+void DiagnosticList::Append(const DiagnosticList& other, const std::string& file)
+{
+    for (Diagnostic d : other.m_Items)
+    {
+        if (d.file.empty())
+            d.file = file;
+        m_Items.push_back(std::move(d));
+    }
 }
 
 size_t DiagnosticList::Errors() const
@@ -71,7 +82,7 @@ std::string DiagnosticList::Format(const std::string& fileName) const
     std::string out;
     for (const auto& d : m_Items)
     {
-        out += fileName;
+        out += d.file.empty() ? fileName : d.file;
         if (d.line > 0)
             out += ":" + std::to_string(d.line) + ":" + std::to_string(d.column);
         switch (d.severity)

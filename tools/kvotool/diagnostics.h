@@ -20,6 +20,9 @@ struct Diagnostic
     int line;   // from 1; 0 when the problem has no position
     int column; // from 1, in characters
     std::string message;
+    std::string suggestion; // what to write instead, when there is one
+    std::string file;       // the file it is about, when not the one being reported on
+    std::string rule;       // a stable name of the kind of problem, for machine-readable output
 };
 
 // Line and character position of a byte offset in a UTF-8 text, counted the
@@ -30,11 +33,15 @@ void PositionOf(const std::string& text, size_t offset, int& line, int& column);
 class DiagnosticList
 {
   public:
-    void Add(Severity severity, const std::string& message, int line = 0, int column = 0);
-    void AddAt(Severity severity, const std::string& message, const std::string& text, size_t offset);
-    void Error(const std::string& message) { Add(Severity::Error, message); }
-    void Warning(const std::string& message) { Add(Severity::Warning, message); }
-    void Note(const std::string& message) { Add(Severity::Note, message); }
+    // Each gives the item added, for setting its other members; the reference
+    // holds until the next item is added.
+    Diagnostic& Add(Severity severity, const std::string& message, int line = 0, int column = 0);
+    Diagnostic& AddAt(Severity severity, const std::string& message, const std::string& text, size_t offset);
+    Diagnostic& Error(const std::string& message) { return Add(Severity::Error, message); }
+    Diagnostic& Warning(const std::string& message) { return Add(Severity::Warning, message); }
+    Diagnostic& Note(const std::string& message) { return Add(Severity::Note, message); }
+    // Appends every item of `other`, giving those without a file `file`.
+    void Append(const DiagnosticList& other, const std::string& file);
 
     size_t Errors() const;
     size_t Warnings() const;
@@ -44,7 +51,8 @@ class DiagnosticList
     // same place keep the order in which they were found.
     void SortByPosition();
 
-    // "FILE:LINE:COL: error: message" per item, in the order found.
+    // "FILE:LINE:COL: error: message" per item, in the order found; FILE is
+    // the item's own file when it has one.
     std::string Format(const std::string& fileName) const;
 
   private:

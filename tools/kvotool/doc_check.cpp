@@ -65,12 +65,6 @@ std::string Joined(const std::vector<std::string>& words)
     return out;
 }
 
-std::string Suggestion(const std::string& word, const std::vector<std::string>& candidates)
-{
-    std::string closest = ClosestMatch(word, candidates);
-    return closest.empty() ? std::string() : "; did you mean '" + closest + "'?";
-}
-
 // Whether an integer's text reads as the number a maker would expect from it:
 // plain decimal, or 0x hexadecimal. Anything else (a leading 0 that makes it
 // octal, trailing characters, a fraction, an overflow) reads differently.
@@ -121,21 +115,27 @@ class Checker
     void Run(const CheckOptions& options);
 
   private:
+    // The closest candidate in words for the message; the next item added
+    // at a position carries it as its suggestion.
+    std::string Suggestion(const std::string& word, const std::vector<std::string>& candidates)
+    {
+        m_Suggested = ClosestMatch(word, candidates);
+        return m_Suggested.empty() ? std::string() : "; did you mean '" + m_Suggested + "'?";
+    }
+    void AddAtOffset(Severity severity, size_t offset, const std::string& message)
+    {
+        Diagnostic& d = offset == std::string::npos ? m_Diags.Add(severity, message)
+                                                    : m_Diags.AddAt(severity, message, m_Text, offset);
+        d.suggestion.swap(m_Suggested);
+        m_Suggested.clear();
+    }
     void At(Severity severity, const JsonReader& element, const std::string& message)
     {
-        size_t offset = ValueOffset(element, m_Text);
-        if (offset == std::string::npos)
-            m_Diags.Add(severity, message);
-        else
-            m_Diags.AddAt(severity, message, m_Text, offset);
+        AddAtOffset(severity, ValueOffset(element, m_Text), message);
     }
     void NameAt(Severity severity, const JsonReader& element, const std::string& message)
     {
-        size_t offset = NameOffset(element, m_Text);
-        if (offset == std::string::npos)
-            m_Diags.Add(severity, message);
-        else
-            m_Diags.AddAt(severity, message, m_Text, offset);
+        AddAtOffset(severity, NameOffset(element, m_Text), message);
     }
     void ErrorAt(const JsonReader& e, const std::string& m) { At(Severity::Error, e, m); }
     void WarnAt(const JsonReader& e, const std::string& m) { At(Severity::Warning, e, m); }
@@ -153,6 +153,7 @@ class Checker
 
     const std::string& m_Text;
     DiagnosticList& m_Diags;
+    std::string m_Suggested;
     JsonReader m_Root;
     MetadataFieldTable m_Table;
     std::map<std::string, JsonReader> m_Members; // first member of each name
@@ -479,9 +480,13 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
             WarnAt(member,
                    "'" + name + "' should be an array; the stub reads the values of the object's members");
         else
+        {
+            if (quoted)
+                m_Suggested = "[\"" + Shorten(RawValue(member)) + "\"]";
             WarnAt(member, "'" + name + "' should be an array of texts; the stub reads " +
                                Describe(member, m_Text) + " as an empty list" +
-                               (quoted ? " (write [\"" + Shorten(RawValue(member)) + "\"])" : ""));
+                               (quoted ? " (write " + m_Suggested + ")" : ""));
+        }
     }
     else if (auto* ids = dynamic_cast<AppIdListField*>(&field))
     {

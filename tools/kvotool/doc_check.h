@@ -4,6 +4,7 @@
 
 #include "diagnostics.h"
 #include "doc_input.h"
+#include "doc_report.h"
 
 #include <cstdint>
 #include <string>
@@ -47,7 +48,13 @@ enum class CheckOutcome
     IoError,  // the file could not be read
 };
 
-// Loads and checks one file and prints its problems on standard error. `doc`
-// receives the loaded input (text empty when it could not be loaded).
+// Loads and checks one file into `report` (named as `shown`). `doc` receives
+// the loaded input (text empty when it could not be loaded), `result` the
+// stub's own load.
+CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
+                             const CheckRunOptions& options, InputDocument& doc, Report& report,
+                             CheckResult& result);
+
+// The same, printed as text on standard error.
 CheckOutcome CheckFile(const std::string& path, const CheckRunOptions& options, InputDocument& doc);
 } // namespace kvotool

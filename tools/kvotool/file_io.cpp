@@ -1,5 +1,6 @@
 #include "file_io.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -230,6 +231,45 @@ std::vector<std::string> GetUtf8Arguments(int argc, char** argv)
     for (int i = 0; i < argc; ++i)
         args.emplace_back(argv[i]);
     return args;
+}
+
+std::string PathToUri(const std::string& path)
+{
+    std::string p = path;
+    for (char& c : p)
+        if (c == '\\')
+            c = '/';
+    const bool drive = p.size() >= 2 && std::isalpha(static_cast<unsigned char>(p[0])) && p[1] == ':';
+    const bool unc = p.compare(0, 2, "//") == 0;
+    std::string out;
+    size_t start = 0;
+    if (unc)
+    {
+        out = "file:"; // file://server/share/...
+    }
+    else if (drive)
+    {
+        out = "file:///" + p.substr(0, 2);
+        start = 2;
+    }
+    else if (!p.empty() && p[0] == '/')
+    {
+        out = "file://";
+    }
+    static const char kHex[] = "0123456789ABCDEF";
+    for (size_t i = start; i < p.size(); ++i)
+    {
+        const unsigned char c = static_cast<unsigned char>(p[i]);
+        if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~' || c == '/')
+            out += static_cast<char>(c);
+        else
+        {
+            out += '%';
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        }
+    }
+    return out;
 }
 
 #ifdef _WIN32

@@ -20,6 +20,11 @@ bool WriteFileAtomically(const std::string& path, const std::string& bytes, std:
 // so that names outside the ANSI code page survive).
 std::vector<std::string> GetUtf8Arguments(int argc, char** argv);
 
+// A path as a URI reference, for machine-readable reports: relative paths stay
+// relative with "/" separators; absolute ones ("/...", "C:\...", "\\server\...")
+// become "file:" URIs. Bytes outside the unreserved set are percent-encoded.
+std::string PathToUri(const std::string& path);
+
 // Puts standard input and output into binary mode where the platform knows a
 // text mode, so container bytes and line ends pass unchanged.
 void SetBinaryStdio();

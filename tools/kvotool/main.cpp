@@ -91,6 +91,8 @@ int main(int argc, char** argv)
         return RunFmt(rest);
     if (command == "new")
         return RunNew(rest);
+    if (command == "doctor")
+        return RunDoctor(rest);
 
     std::vector<std::string> names;
     for (const char* const* n = CommandNames(); *n; ++n)

@@ -1,0 +1,654 @@
+// kvotool doctor: what the launch stub will do in a game's install folder,
+// worked out from the files there without running it. The stub's rules are
+// followed step by step: its executable's folder is where title.kvo is
+// searched and where the game's executable is expected; the installers are
+// found relative to its working directory, the game folder.
+#include "cli.h"
+#include "commands.h"
+#include "doc_check.h"
+#include "doc_log.h"
+#include "file_io.h"
+#include "game_folder.h"
+#include "metadata/metadata_enums.h"
+#include "metadata/title_metadata.h"
+#include "pe_version.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+namespace kvotool
+{
+namespace
+{
+const char kDefaultStubName[] = "PlayGame.exe";
+const char kMetadataFileName[] = "title.kvo";
+const char kLauncherInstaller[] = "Tavrin-Games-Launcher.exe";
+const char kRedistributables[] = "Redistributables";
+const char kMinimumLauncherVersion[] = "1.0.3.0";
+// A stub is a few hundred kilobytes; a file far larger is not read whole.
+constexpr uintmax_t kMaxExecutableBytes = 64u << 20;
+
+// Message numbers of the stub's boxes, and the text ids they show.
+enum : uint32_t
+{
+    kLauncherNotFound = 0,
+    kPrerequisitesFailed = 3,
+    kLauncherOutOfDate = 7,
+    kGameExecutableNotFound = 8,
+    kMetadataLoadFailed = 10,
+};
+
+struct StubText
+{
+    uint32_t id;
+    const char* text;
+};
+
+const StubText kStubTexts[] = {
+#include "stub_messages.inc"
+};
+
+uint32_t MessageTextId(uint32_t message)
+{
+    static const uint32_t kIds[] = {202, 203, 204, 205, 206, 208, 118, 209, 210};
+    return message < sizeof kIds / sizeof kIds[0] ? kIds[message] : 299;
+}
+
+std::string MessageText(uint32_t message)
+{
+    const uint32_t id = MessageTextId(message);
+    for (const StubText& t : kStubTexts)
+        if (t.id == id)
+            return t.text;
+    return std::string();
+}
+
+// `message N: "text"` on one line.
+std::string QuoteMessage(uint32_t message)
+{
+    std::string text;
+    for (char c : MessageText(message))
+        if (c != '\n')
+            text += c;
+        else if (!text.empty() && text.back() != ' ')
+            text += ' ';
+    return "message " + std::to_string(message) + ": \"" + text + "\"";
+}
+
+// What one start of the stub ends in, for one state of the launcher.
+struct Outcome
+{
+    enum Kind
+    {
+        StartsLauncher,
+        RunsInstaller, // then starts the launcher
+        ShowsMessage,
+    } kind = StartsLauncher;
+    uint32_t message = 0;
+    std::string installer; // as the stub names it, with its parameters
+};
+
+std::string Describe(const Outcome& o)
+{
+    switch (o.kind)
+    {
+    case Outcome::StartsLauncher:
+        return "starts the launcher";
+    case Outcome::RunsInstaller:
+        return "runs " + o.installer + " elevated, then starts the launcher";
+    case Outcome::ShowsMessage:
+        break;
+    }
+    return "shows " + QuoteMessage(o.message);
+}
+
+bool operator==(const Outcome& a, const Outcome& b)
+{
+    return a.kind == b.kind && a.message == b.message && a.installer == b.installer;
+}
+
+void WriteOutcome(JsonWriter& w, const char* name, const Outcome& o)
+{
+    static const char* const kKinds[] = {"starts-launcher", "runs-installer", "shows-message"};
+    w.Begin(name);
+    w.WriteString("outcome", kKinds[o.kind]);
+    if (o.kind == Outcome::RunsInstaller)
+        w.WriteString("installer", o.installer.c_str());
+    if (o.kind == Outcome::ShowsMessage)
+    {
+        w.Write("message", o.message);
+        w.WriteString("messageText", MessageText(o.message).c_str());
+    }
+    w.End();
+}
+
+bool EqualIgnoringCase(const std::string& a, const std::string& b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+std::string FileNamePart(const std::string& path)
+{
+    const size_t cut = path.find_last_of("\\/");
+    return cut == std::string::npos ? path : path.substr(cut + 1);
+}
+
+std::filesystem::path FsPath(const std::string& utf8)
+{
+#ifdef _WIN32
+    return std::filesystem::u8path(utf8);
+#else
+    return std::filesystem::path(utf8);
+#endif
+}
+
+class Doctor
+{
+  public:
+    Doctor(const std::string& game, const std::string& stub, const uint8_t* key, bool strict)
+        : m_Game(game), m_GameFull(FullPath(game)), m_Stub(stub), m_Key(key), m_Strict(strict)
+    {
+        while (m_Game.size() > 1 && (m_Game.back() == '/' || m_Game.back() == '\\'))
+            m_Game.pop_back();
+        m_Report.file = m_Game;
+    }
+
+    int Run();
+    Report& GetReport() { return m_Report; }
+
+  private:
+    Diagnostic& Add(Severity s, const char* rule, const std::string& message, const std::string& file = {})
+    {
+        Diagnostic& d = m_Report.diags.Add(s, message);
+        d.rule = rule;
+        d.file = file;
+        return d;
+    }
+    std::string Shown(const std::string& full) const { return ShownPath(full, m_GameFull, m_Game); }
+    std::string InGame(const std::string& relative) const
+    {
+        std::string path = relative;
+        for (char& c : path)
+            if (c == '\\' || c == '/')
+                c = kPathSeparator;
+        return m_Game + kPathSeparator + path;
+    }
+
+    void CheckStub();
+    void ListExecutables();
+    bool FindMetadata();
+    void CheckMetadata();
+    void CheckGameExecutable(TitleMetadata& metadata);
+    // The installer for the store front, when there is one: its name as the
+    // stub runs it, and whether it is there.
+    void CheckInstaller(TitleMetadata& metadata);
+    void Conclude();
+
+    std::string m_Game;     // as the user named it
+    std::string m_GameFull; // full path: the stub's working directory
+    std::string m_Stub;     // the stub's path within the game folder
+    std::string m_StubFolderFull;
+    const uint8_t* m_Key;
+    bool m_Strict;
+    Report m_Report;
+
+    std::string m_MetadataFull; // the title.kvo the stub loads; empty when none
+    bool m_StubLoads = false;   // the stub's load of it succeeds
+    bool m_OpenedWithKey = false;
+    uint32_t m_Platform = kMetadataUnset;
+    std::string m_Installer;       // as the stub runs it, with parameters; empty: none for the platform
+    bool m_InstallerFound = false; // it exists (or cannot be checked here)
+};
+
+void Doctor::ListExecutables()
+{
+    std::string names;
+    size_t count = 0;
+    std::error_code ec;
+    for (std::filesystem::directory_iterator it(FsPath(m_GameFull), ec), end; !ec && it != end && count < 8;
+         it.increment(ec))
+    {
+#ifdef _WIN32
+        const std::string name = it->path().filename().u8string();
+#else
+        const std::string name = it->path().filename().string();
+#endif
+        if (name.size() > 4 && EqualIgnoringCase(name.substr(name.size() - 4), ".exe") &&
+            !it->is_directory(ec))
+        {
+            names += (count++ ? ", " : "") + name;
+        }
+    }
+    if (count)
+        Add(Severity::Note, "stub",
+            "executables in the game folder: " + names + " (name the stub with --stub)");
+}
+
+void Doctor::CheckStub()
+{
+    std::string found;
+    {
+        // The folder the stub's executable is in; the name may have its own.
+        std::string folderPart = m_Stub;
+        for (char& c : folderPart)
+            if (c == '\\' || c == '/')
+                c = kPathSeparator;
+        const size_t cut = folderPart.rfind(kPathSeparator);
+        m_StubFolderFull = cut == std::string::npos
+                               ? m_GameFull
+                               : FullPath(m_GameFull + kPathSeparator + folderPart.substr(0, cut));
+    }
+    if (!FindFile(m_GameFull, m_Stub, found))
+    {
+        Add(Severity::Error, "stub",
+            "the stub '" + m_Stub +
+                "' is not in the game folder; the player has nothing to start (the rest "
+                "of this report says what it would do there)",
+            InGame(m_Stub));
+        ListExecutables();
+        return;
+    }
+    // The names as they are on disk, which may differ in letter case.
+    m_StubFolderFull = found.substr(0, found.find_last_of("\\/"));
+    const std::string shown = Shown(found);
+    std::error_code ec;
+    const uintmax_t size = std::filesystem::file_size(FsPath(found), ec);
+    std::string bytes, error;
+    if (ec || size > kMaxExecutableBytes || !ReadWholeFile(found, bytes, error))
+    {
+        Add(Severity::Error, "stub",
+            ec || size <= kMaxExecutableBytes
+                ? "the stub cannot be read: " + error
+                : "the stub is larger than any launch stub: is it another program?",
+            shown);
+        return;
+    }
+    PeVersionInfo info;
+    switch (ReadPeVersion(bytes, info))
+    {
+    case PeVersionResult::NotExecutable:
+        Add(Severity::Error, "stub", "the stub is not a Windows executable; Windows refuses to start it",
+            shown);
+        return;
+    case PeVersionResult::NoVersion:
+        Add(Severity::Warning, "stub",
+            "the stub has no version resource: is it the launch stub? (built stubs carry a version, a "
+            "product "
+            "and a company name)",
+            shown);
+        return;
+    case PeVersionResult::Ok:
+        break;
+    }
+    Add(Severity::Note, "stub",
+        "stub: version " + FormatVersion(info.fileVersion) + ", product \"" + info.productName +
+            "\", company \"" + info.companyName + "\"",
+        shown);
+    const std::string name = FileNamePart(found);
+    if (!info.originalFilename.empty() && !EqualIgnoringCase(info.originalFilename, name))
+    {
+        const bool exe = name.size() > 4 && EqualIgnoringCase(name.substr(name.size() - 4), ".exe");
+        const std::string option = "-DKVO_STUB_NAME=" + name.substr(0, exe ? name.size() - 4 : name.size());
+        Add(Severity::Warning, "stub",
+            "the stub was built as '" + info.originalFilename + "' and renamed to '" + name +
+                "'; its file properties still show the old name (build it with " + option + ")",
+            shown)
+            .suggestion = option;
+    }
+}
+
+bool Doctor::FindMetadata()
+{
+    const std::vector<std::string> places = MetadataSearchPlaces(m_StubFolderFull, kMetadataFileName);
+    for (const auto& place : places)
+    {
+        std::string found;
+        if (FindFile(m_GameFull, place, found)) // the places are full paths
+        {
+            m_MetadataFull = found;
+            break;
+        }
+    }
+    if (m_MetadataFull.empty())
+    {
+        std::string list;
+        for (const auto& place : places)
+            list += (list.empty() ? "" : ", ") + place;
+        Diagnostic& d = Add(Severity::Error, "metadata-search",
+                            "the stub finds no title.kvo; it searched " + list + ", and shows " +
+                                QuoteMessage(kMetadataLoadFailed),
+                            InGame(kMetadataFileName));
+        std::string json;
+        if (FindFile(m_StubFolderFull, "title.json", json))
+            d.suggestion = "kvotool pack \"" + Shown(json) + "\" -o \"" +
+                           Shown(m_StubFolderFull + kPathSeparator + kMetadataFileName) + "\"";
+        return false;
+    }
+    const bool inside =
+        m_MetadataFull.size() > m_GameFull.size() &&
+        m_MetadataFull.compare(0, m_GameFull.size(), m_GameFull) == 0 &&
+        (m_MetadataFull[m_GameFull.size()] == '/' || m_MetadataFull[m_GameFull.size()] == '\\');
+    if (!inside)
+        Add(Severity::Error, "metadata-search",
+            "the stub loads title.kvo from outside the game folder, at " + m_MetadataFull +
+                "; a player's copy of the game folder does not have it, and there the stub shows " +
+                QuoteMessage(kMetadataLoadFailed),
+            m_MetadataFull);
+    else
+    {
+        const size_t up = std::find(places.begin(), places.end(), m_MetadataFull) - places.begin();
+        Add(Severity::Note, "metadata-search",
+            up == 0   ? std::string("the stub finds this title.kvo beside itself")
+            : up == 1 ? std::string("the stub finds this title.kvo one folder above its own")
+                      : "the stub finds this title.kvo " + std::to_string(up) + " folders above its own",
+            Shown(m_MetadataFull));
+    }
+    return true;
+}
+
+void Doctor::CheckMetadata()
+{
+    const std::string shown = Shown(m_MetadataFull);
+    CheckRunOptions options;
+    InputDocument doc;
+    Report check;
+    CheckResult result;
+    CheckFileReport(m_MetadataFull, shown, options, doc, check, result);
+    const bool keyRefused = doc.kind == InputKind::Container && doc.text.empty();
+    if (!keyRefused)
+    {
+        m_Report.diags.Append(check.diags, shown);
+        Add(Severity::Note, "metadata", check.summary, shown);
+        m_StubLoads = doc.text.size() && result.stubStatus == 0;
+    }
+    else
+    {
+        std::string message =
+            "the container does not open with kvotool's built-in key: a stub built with the "
+            "same key refuses it and shows " +
+            QuoteMessage(kMetadataLoadFailed);
+        if (!m_Key)
+        {
+            Add(Severity::Error, "container-key", message + " (--key HEX tells whether another key opens it)",
+                shown);
+        }
+        else
+        {
+            CheckRunOptions withKey;
+            withKey.key = m_Key;
+            InputDocument keyDoc;
+            CheckFileReport(m_MetadataFull, shown, withKey, keyDoc, check, result);
+            m_OpenedWithKey = !keyDoc.text.empty();
+            Add(Severity::Error, "container-key",
+                message + (m_OpenedWithKey
+                               ? "; it opens with the given key, so a stub built with that key reads it"
+                               : "; it does not open with the given key either"),
+                shown);
+            if (m_OpenedWithKey)
+            {
+                // What the rest says holds for a stub built with the given key.
+                m_Report.diags.Append(check.diags, shown);
+                Add(Severity::Note, "metadata", "with the given key: " + check.summary, shown);
+                doc = keyDoc;
+            }
+        }
+    }
+    if (doc.stubBytes.empty() || result.stubStatus != 0)
+        return;
+    TakeLoggedLines();
+    std::unique_ptr<TitleMetadata> metadata(CreateTitleMetadata());
+    if (metadata->LoadFromMemory(doc.stubBytes.data(), static_cast<uint32_t>(doc.stubBytes.size())) != 0)
+        return;
+    m_Platform = metadata->GetGamePlatform();
+    CheckGameExecutable(*metadata);
+    CheckInstaller(*metadata);
+    TakeLoggedLines();
+}
+
+void Doctor::CheckGameExecutable(TitleMetadata& metadata)
+{
+    const std::string name = metadata.GetPrincipalFileName();
+    const std::string consequence =
+        "; the launcher cannot start the game, and the stub shows " + QuoteMessage(kGameExecutableNotFound) +
+        " when started with -forcePrereleaseCheck (message 0 with -launchDirectly)";
+    if (name.empty())
+    {
+        Add(Severity::Error, "game-executable", "'principalFileName' is empty" + consequence);
+        return;
+    }
+    std::string found;
+    if (FindFile(m_StubFolderFull, name, found))
+    {
+        Add(Severity::Note, "game-executable", "the game's executable ('principalFileName')", Shown(found));
+        return;
+    }
+    Add(Severity::Error, "game-executable",
+        "the game's executable '" + name + "' ('principalFileName') is not beside the stub" + consequence,
+        Shown(m_StubFolderFull + kPathSeparator + name));
+}
+
+void Doctor::CheckInstaller(TitleMetadata& metadata)
+{
+    const std::string platformName =
+        m_Platform < GamePlatform::Count ? GamePlatformKeyword(m_Platform) : std::to_string(m_Platform);
+    const std::string steamPath = metadata.GetSteamInstallerPath();
+    std::string relative, when;
+    std::string parameters;
+    switch (m_Platform)
+    {
+    case GamePlatform::Steam:
+        relative = std::string(kRedistributables) + "\\" + kLauncherInstaller;
+        parameters = " /s /t";
+        when = "when the launcher is not installed";
+        break;
+    case GamePlatform::Viveport:
+        relative = "Installers\\Tavrin-Games-Vive.exe";
+        break;
+    case GamePlatform::Oculus:
+        relative = "Installers\\Tavrin-Games-Oculus.exe";
+        break;
+    case GamePlatform::Epic:
+        relative = "Redistributables\\Tavrin-Games-Epic.exe";
+        break;
+    default:
+        Add(Severity::Note, "installer",
+            "store front \"" + platformName +
+                "\": the stub runs no installer and needs the launcher installed");
+        if (!steamPath.empty())
+            Add(Severity::Warning, "installer",
+                "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName +
+                    "\": the stub ignores it");
+        return;
+    }
+    if (when.empty())
+    {
+        when = "at every start while the launcher is not running";
+        if (!steamPath.empty())
+            Add(Severity::Warning, "installer",
+                "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName +
+                    "\": the stub ignores it");
+    }
+    const std::string intro = "store front \"" + platformName + "\": ";
+    std::string found;
+    if (FindFile(m_GameFull, relative, found))
+    {
+        m_Installer = relative + parameters;
+        m_InstallerFound = true;
+        Add(Severity::Note, "installer", intro + "the stub runs " + m_Installer + " elevated " + when,
+            Shown(found));
+        return;
+    }
+    if (m_Platform != GamePlatform::Steam)
+    {
+        m_Installer = relative;
+        Add(Severity::Error, "installer",
+            intro + relative + " is missing; the stub runs it " + when + " and shows " +
+                QuoteMessage(kPrerequisitesFailed),
+            InGame(relative));
+        return;
+    }
+    // Steam: without the installer in Redistributables, the stub takes the
+    // folder named by steamInstallerPath, and always adds a backslash.
+    const std::string fallback = steamPath + "\\" + kLauncherInstaller;
+    m_Installer = fallback + parameters;
+#ifndef _WIN32
+    if (IsAbsoluteStubPath(steamPath))
+    {
+        m_InstallerFound = true;
+        Add(Severity::Warning, "installer",
+            intro + relative + " is missing, so the stub runs " + m_Installer + " " + when +
+                "; that absolute path cannot be checked on this system (kvotool.exe on Windows can)");
+        return;
+    }
+#endif
+    std::string fallbackPath = fallback;
+#ifdef _WIN32
+    // A path from the root belongs to the game folder's drive.
+    if (fallback[0] == '\\' && !(fallback.size() > 1 && fallback[1] == '\\') && m_GameFull.size() >= 2 &&
+        m_GameFull[1] == ':')
+        fallbackPath = m_GameFull.substr(0, 2) + fallback;
+#endif
+    if (FindFile(m_GameFull, fallbackPath, found))
+    {
+        m_InstallerFound = true;
+        Add(Severity::Note, "installer",
+            intro + relative + " is missing, so the stub runs " + m_Installer +
+                " ('steamInstallerPath') elevated " + when,
+            Shown(found));
+        return;
+    }
+    Add(Severity::Error, "installer",
+        intro + "neither " + relative + " nor " + fallback +
+            (steamPath.empty() ? " (the root of the drive: 'steamInstallerPath' is empty)"
+                               : " (from 'steamInstallerPath')") +
+            " exists; the stub tries to run it " + when + " and shows " + QuoteMessage(kPrerequisitesFailed),
+        InGame(relative));
+}
+
+void Doctor::Conclude()
+{
+    Outcome installed, notInstalled;
+    const bool loads = m_StubLoads && !m_MetadataFull.empty();
+    if (!loads)
+    {
+        installed.kind = notInstalled.kind = Outcome::ShowsMessage;
+        installed.message = notInstalled.message = kMetadataLoadFailed;
+    }
+    else
+    {
+        const bool always = m_Platform == GamePlatform::Viveport || m_Platform == GamePlatform::Oculus ||
+                            m_Platform == GamePlatform::Epic;
+        const bool never = !always && m_Platform != GamePlatform::Steam;
+        Outcome install;
+        if (m_InstallerFound)
+        {
+            install.kind = Outcome::RunsInstaller;
+            install.installer = m_Installer;
+        }
+        else
+        {
+            install.kind = Outcome::ShowsMessage;
+            install.message = kPrerequisitesFailed;
+        }
+        installed = always ? install : Outcome();
+        if (never)
+        {
+            notInstalled.kind = Outcome::ShowsMessage;
+            notInstalled.message = kLauncherNotFound;
+        }
+        else
+            notInstalled = install;
+        if (m_Platform == GamePlatform::Steam || always)
+            Add(Severity::Note, "installer",
+                std::string("the launcher must be version ") + kMinimumLauncherVersion +
+                    " or later for this store front, or the stub shows " + QuoteMessage(kLauncherOutOfDate));
+    }
+    if (installed == notInstalled)
+        m_Report.verdict = "the stub " + Describe(installed);
+    else
+        m_Report.verdict =
+            "with the launcher installed, the stub " + Describe(installed) + "; without it, the stub " +
+            Describe(notInstalled) +
+            (notInstalled.message == kLauncherNotFound && notInstalled.kind == Outcome::ShowsMessage
+                 ? " (the launcher needs to be installed first)"
+                 : "");
+    if (m_OpenedWithKey)
+        m_Report.verdict += " (a stub built with the given key gets further)";
+    const std::string metadata = m_MetadataFull.empty() ? std::string() : Shown(m_MetadataFull);
+    const uint32_t platform = loads ? m_Platform : kMetadataUnset;
+    m_Report.verdictMembers = [installed, notInstalled, metadata, platform](JsonWriter& w)
+    {
+        if (metadata.empty())
+            w.WriteRawValue("metadataFile", "null");
+        else
+            w.WriteString("metadataFile", metadata.c_str());
+        if (platform < GamePlatform::Count)
+            w.WriteString("gamePlatform", GamePlatformKeyword(platform));
+        else
+            w.WriteRawValue("gamePlatform", "null");
+        WriteOutcome(w, "launcherInstalled", installed);
+        WriteOutcome(w, "launcherNotInstalled", notInstalled);
+    };
+}
+
+int Doctor::Run()
+{
+    CheckStub();
+    if (FindMetadata())
+        CheckMetadata();
+    Conclude();
+    const size_t errors = m_Report.diags.Errors(), warnings = m_Report.diags.Warnings();
+    m_Report.summary = std::to_string(errors) + (errors == 1 ? " error, " : " errors, ") +
+                       std::to_string(warnings) + (warnings == 1 ? " warning" : " warnings") +
+                       "; verdict: " + m_Report.verdict;
+    return errors || (m_Strict && warnings) ? ExitProblems : ExitOk;
+}
+} // namespace
+
+int RunDoctor(const std::vector<std::string>& args)
+{
+    const std::vector<OptionDef> defs = {{"stub", 0, true},   {"key", 0, true},      {"strict", 0, false},
+                                         {"format", 0, true}, {"output", 'o', true}, {"help", 'h', false}};
+    ParsedArguments parsed;
+    uint8_t key[32];
+    const uint8_t* keyPtr = nullptr;
+    if (const int status = ParseCommandArguments("doctor", args, defs, parsed, key, &keyPtr); status >= 0)
+        return status;
+    if (parsed.positionals.size() != 1)
+        return UsageError("doctor",
+                          parsed.positionals.empty() ? "no game folder" : "exactly one game folder, please");
+    OutputFormat format = OutputFormat::Text;
+    if (!ParseOutputFormat(parsed.Value("format", "text"), format))
+        return UsageError("doctor", "--format takes text, json or sarif");
+    const std::string stub = parsed.Value("stub", kDefaultStubName);
+    if (stub.empty() || IsAbsoluteStubPath(stub))
+        return UsageError("doctor", "--stub names the stub's file within the game folder");
+    const std::string& game = parsed.positionals[0];
+    std::error_code ec;
+    if (!std::filesystem::is_directory(FsPath(game), ec))
+    {
+        std::fprintf(stderr, "kvotool doctor: cannot read the game folder '%s': %s\n", game.c_str(),
+                     std::filesystem::exists(FsPath(game), ec) ? "it is not a folder" : "it does not exist");
+        return ExitUsage;
+    }
+    std::filesystem::directory_iterator probe(FsPath(game), ec);
+    if (ec)
+    {
+        std::fprintf(stderr, "kvotool doctor: cannot read the game folder '%s': %s\n", game.c_str(),
+                     ec.message().c_str());
+        return ExitUsage;
+    }
+    Doctor doctor(game, stub, keyPtr, parsed.Has("strict"));
+    const int status = doctor.Run();
+    return EmitReports("doctor", {doctor.GetReport()}, status, format, parsed);
+}
+} // namespace kvotool
