@@ -654,8 +654,6 @@ KVO_JSON_TYPED_READ(GetUInt8, uint8_t, TextToUInt8)
 KVO_JSON_TYPED_READ(GetUInt16, uint16_t, TextToUInt16)
 KVO_JSON_TYPED_READ(GetUInt32, uint32_t, TextToUInt32)
 KVO_JSON_TYPED_READ(GetUInt64, uint64_t, TextToUInt64)
-KVO_JSON_TYPED_READ(GetFloat, float, TextToFloat)
-KVO_JSON_TYPED_READ(GetDouble, double, TextToDouble)
 KVO_JSON_TYPED_READ(GetBool, bool, TextToBool)
 #undef KVO_JSON_TYPED_READ
 
@@ -756,7 +754,5 @@ KVO_JSON_NAMED_READ(GetInt64, int64_t)
 KVO_JSON_NAMED_READ(GetUInt16, uint16_t)
 KVO_JSON_NAMED_READ(GetUInt32, uint32_t)
 KVO_JSON_NAMED_READ(GetUInt64, uint64_t)
-KVO_JSON_NAMED_READ(GetFloat, float)
-KVO_JSON_NAMED_READ(GetDouble, double)
 KVO_JSON_NAMED_READ(GetBool, bool)
 #undef KVO_JSON_NAMED_READ

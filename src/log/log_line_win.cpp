@@ -3,6 +3,7 @@
 #include "log/direct_file_log.h"
 
 #include "log/log_format.h"
+#include "util/system_library.h"
 #include "util/text_convert.h"
 
 #include <shlobj.h>
@@ -46,6 +47,22 @@ std::size_t FormatLine(char (&buffer)[kLineBufferSize], bool withIds, const char
     return length;
 }
 
+namespace
+{
+// The known-folder text is freed with CoTaskMemFree. ole32.dll, which has
+// it, is loaded only when a log is opened: a start without a log does not
+// pay for starting the COM libraries that it brings along.
+void FreeTaskMemory(void* memory)
+{
+    if (!memory)
+        return;
+    static const ModuleHandle ole32 = LoadSystemLibrary(L"ole32.dll");
+    decltype(&CoTaskMemFree) free = nullptr;
+    if (ole32.Find("CoTaskMemFree", free))
+        free(memory);
+}
+} // namespace
+
 bool KnownFolderLogPath(const GUID& folder, const std::wstring& name, std::wstring& path)
 {
     if (name.empty())
@@ -54,14 +71,14 @@ bool KnownFolderLogPath(const GUID& folder, const std::wstring& name, std::wstri
     HRESULT hr = SHGetKnownFolderPath(folder, 0, nullptr, &known);
     if (FAILED(hr) || !known)
     {
-        CoTaskMemFree(known);
+        FreeTaskMemory(known);
         return false;
     }
     // Left behind by the token lookup of a process without impersonation.
     if (GetLastError() == ERROR_NO_TOKEN)
         SetLastError(0);
     path = known;
-    CoTaskMemFree(known);
+    FreeTaskMemory(known);
     path += L"\\Tavrin Games\\Launcher\\";
     path += name;
     return true;

@@ -10,6 +10,10 @@
 #include <string>
 #include <vector>
 
+#ifdef _WIN32
+#include "util/system_library.h"
+#endif
+
 namespace kvotool
 {
 int UsageError(const std::string& command, const std::string& message)
@@ -48,6 +52,10 @@ int ParseCommandArguments(const std::string& command, const std::vector<std::str
 int main(int argc, char** argv)
 {
     using namespace kvotool;
+#ifdef _WIN32
+    // kvotool.exe is often run from a game folder: load nothing from there.
+    RestrictDllSearchToSystemFolder();
+#endif
     SetBinaryStdio();
     InstallLogCapture();
     std::vector<std::string> args = GetUtf8Arguments(argc, argv);
