@@ -1,22 +1,15 @@
 // Size trims for the stub executable only (the tests link the full runtime).
 //
 // The runtime's default terminate handler demangles the type of an escaped
-// exception for its message, which links the whole demangler (about 45 KiB).
+// exception for its message, which links the whole demangler (about 46 KiB).
 // The stub has no console to print that message on, so it just aborts.
-//
-// The two known-folder ids are defined here so that the linker does not pull
-// in the system library's one object that defines every GUID (about 40 KiB).
 //
 // The runtime's copy-on-write string object (which its exception classes
 // need) refers to one std::random_device member, and that reference alone
 // would link the whole random_device object and the CRT's rand_s (about
-// 5 KiB). The stub has no random_device; if it ever gets one, the runtime's
+// 3 KiB). The stub has no random_device; if it ever gets one, the runtime's
 // object comes back for the other members and the link fails on this
 // duplicate definition instead of calling it.
-#include <windows.h>
-#include <initguid.h>
-#include <knownfolders.h>
-
 #include <cstdlib>
 #include <random>
 
