@@ -12,13 +12,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
 import wine_stub  # noqa: E402
 
 MARKER = "planted-dll-loaded.txt"
-failures = []
-
-
-def check(condition, message):
-    print(("ok   " if condition else "FAIL ") + message)
-    if not condition:
-        failures.append(message)
+check = wine_stub.Checks()
 
 
 def marker_text(folder):
@@ -76,8 +70,7 @@ def main():
               "stub, %s title: the metadata loads" % title)
         check(marker_text(folder) is None, "stub, %s title: the planted bcrypt.dll is not loaded" % title)
 
-    print("%d check(s) failed" % len(failures) if failures else "all checks passed")
-    return 1 if failures else 0
+    return check.finish()
 
 
 if __name__ == "__main__":

@@ -7,6 +7,9 @@ import argparse
 import os
 import sys
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+import wine_stub  # noqa: E402
+
 try:
     import pefile
 except ImportError:
@@ -23,13 +26,7 @@ KNOWN_DLLS = {
 }
 STUB_SIZE_LIMIT = 300 * 1024
 
-failures = []
-
-
-def check(condition, message):
-    print(("ok   " if condition else "FAIL ") + message)
-    if not condition:
-        failures.append(message)
+check = wine_stub.Checks()
 
 
 def imported_dlls(path):
@@ -65,8 +62,7 @@ def main():
     size = os.path.getsize(args.stub)
     check(size <= STUB_SIZE_LIMIT, "%s is %d bytes, limit %d (300 KiB)" % (
         os.path.basename(args.stub), size, STUB_SIZE_LIMIT))
-    print("%d check(s) failed" % len(failures) if failures else "all checks passed")
-    return 1 if failures else 0
+    return check.finish()
 
 
 if __name__ == "__main__":

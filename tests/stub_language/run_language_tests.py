@@ -40,24 +40,7 @@ ROWS = [
     ("ja_JP", "1041", "ゲーム \U0001F3AE"),  # a surrogate pair in the folder name
 ]
 
-failures = []
-
-
-def check(condition, message):
-    print(("ok   " if condition else "FAIL ") + message)
-    if not condition:
-        failures.append(message)
-
-
-def read_texts(strings_dir, prefix, support_url):
-    [name] = [n for n in os.listdir(strings_dir) if n.startswith(prefix + "_") and n.endswith(".txt")]
-    texts = {}
-    with open(os.path.join(strings_dir, name), encoding="utf-8") as f:
-        for line in f.read().splitlines():
-            if line and not line.startswith("#"):
-                sid, text = line.split(" ", 1)
-                texts[int(sid)] = text.replace("{SUPPORT_URL}", support_url).replace("\\n", "\n")
-    return texts
+check = wine_stub.Checks()
 
 
 def main():
@@ -70,8 +53,7 @@ def main():
     parser.add_argument("--only", help="run only this locale")
     args = parser.parse_args()
 
-    with open(args.support_url_header, encoding="utf-8") as f:
-        support_url = re.search(r'^#define\s+KVO_SUPPORT_URL\s+"([^"]+)"', f.read(), re.M).group(1)
+    support_url = wine_stub.read_support_url(args.support_url_header)
     work = os.path.abspath(args.work)
     os.makedirs(work, exist_ok=True)
     locales = os.path.join(work, "locales")
@@ -123,7 +105,7 @@ def main():
         except UnicodeDecodeError as error:
             check(False, f"{locale}: stub.log is valid UTF-8 ({error})")
             log = raw.decode("utf-8", "replace")
-        texts = read_texts(args.strings, table, support_url)
+        texts = wine_stub.read_texts(args.strings, table, support_url)
         check(f"Error: {texts[CAPTION_ERROR]}\r\n" in log and texts[GENERIC_ERROR] in log,
               f"{locale}: the error box is in the {table} text")
         if folder_name != "Game":
@@ -133,8 +115,7 @@ def main():
             check(any(any(ord(c) > 0x2FF for c in e) for e in errors),
                   f"{locale}: the system's error text is logged in the player's language: {errors[:1]}")
     wine_stub.stop_server(base)
-    print("%d check(s) failed" % len(failures) if failures else "all checks passed")
-    return 1 if failures else 0
+    return check.finish()
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 tests: a game folder, the stub's log in the prefix, and locale settings."""
 import glob
 import os
+import re
 import shutil
 import subprocess
 
@@ -73,3 +74,38 @@ def stop_server(env=None):
 def glob_one(pattern):
     found = glob.glob(pattern)
     return found[0] if found else None
+
+
+class Checks:
+    """Collects named checks; the script's exit status is whether any failed."""
+
+    def __init__(self):
+        self.failures = []
+
+    def __call__(self, condition, message):
+        print(("ok   " if condition else "FAIL ") + message)
+        if not condition:
+            self.failures.append(message)
+        return condition
+
+    def finish(self):
+        print("%d check(s) failed" % len(self.failures) if self.failures else "all checks passed")
+        return 1 if self.failures else 0
+
+
+def read_support_url(header):
+    with open(header, encoding="utf-8") as f:
+        return re.search(r'^#define\s+KVO_SUPPORT_URL\s+"([^"]+)"', f.read(), re.M).group(1)
+
+
+def read_texts(strings_dir, language, support_url):
+    """The texts of one language (its LANGID, as the file name begins) as the
+    string table holds them."""
+    [name] = [n for n in os.listdir(strings_dir) if n.startswith(f"{language}_") and n.endswith(".txt")]
+    texts = {}
+    with open(os.path.join(strings_dir, name), encoding="utf-8") as f:
+        for line in f.read().splitlines():
+            if line and not line.startswith("#"):
+                sid, text = line.split(" ", 1)
+                texts[int(sid)] = text.replace("{SUPPORT_URL}", support_url).replace("\\n", "\n")
+    return texts

@@ -12,6 +12,9 @@ import subprocess
 import sys
 import time
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+from wine_stub import read_support_url, read_texts  # noqa: E402
+
 LANGUAGES = [("en", "en_US.UTF-8", 1033), ("de", "de_DE.UTF-8", 1031), ("ja", "ja_JP.UTF-8", 1041)]
 IDOK, IDHELP = 1, 9
 TITLE_KVO = {"metadataVersion": 1, "titleId": "windowtest", "friendlyName": "Window Test",
@@ -28,23 +31,6 @@ def check(condition, message):
         print(f"  FAILED: {message}")
         failures.append(message)
     return condition
-
-
-def read_support_url(header):
-    with open(header, encoding="utf-8") as f:
-        return re.search(r'^#define\s+KVO_SUPPORT_URL\s+"([^"]+)"', f.read(), re.M).group(1)
-
-
-def read_texts(strings_dir, language, support_url):
-    """The texts of one language as the string table holds them."""
-    [name] = [n for n in os.listdir(strings_dir) if n.startswith(f"{language}_") and n.endswith(".txt")]
-    texts = {}
-    with open(os.path.join(strings_dir, name), encoding="utf-8") as f:
-        for line in f.read().splitlines():
-            if line and not line.startswith("#"):
-                sid, text = line.split(" ", 1)
-                texts[int(sid)] = text.replace("{SUPPORT_URL}", support_url).replace("\\n", "\n")
-    return texts
 
 
 class Session:
