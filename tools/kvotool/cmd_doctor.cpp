@@ -126,16 +126,6 @@ void WriteOutcome(JsonWriter& w, const char* name, const Outcome& o)
     w.End();
 }
 
-bool EqualIgnoringCase(const std::string& a, const std::string& b)
-{
-    if (a.size() != b.size())
-        return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
 std::string FileNamePart(const std::string& path)
 {
     const size_t cut = path.find_last_of("\\/");
@@ -222,7 +212,7 @@ void Doctor::ListExecutables()
 #else
         const std::string name = it->path().filename().string();
 #endif
-        if (name.size() > 4 && EqualIgnoringCase(name.substr(name.size() - 4), ".exe") &&
+        if (name.size() > 4 && SameNameIgnoringCase(name.substr(name.size() - 4), ".exe") &&
             !it->is_directory(ec))
         {
             names += (count++ ? ", " : "") + name;
@@ -294,9 +284,9 @@ void Doctor::CheckStub()
             "\", company \"" + info.companyName + "\"",
         shown);
     const std::string name = FileNamePart(found);
-    if (!info.originalFilename.empty() && !EqualIgnoringCase(info.originalFilename, name))
+    if (!info.originalFilename.empty() && !SameNameIgnoringCase(info.originalFilename, name))
     {
-        const bool exe = name.size() > 4 && EqualIgnoringCase(name.substr(name.size() - 4), ".exe");
+        const bool exe = name.size() > 4 && SameNameIgnoringCase(name.substr(name.size() - 4), ".exe");
         const std::string option = "-DKVO_STUB_NAME=" + name.substr(0, exe ? name.size() - 4 : name.size());
         Add(Severity::Warning, "stub",
             "the stub was built as '" + info.originalFilename + "' and renamed to '" + name +

@@ -40,16 +40,6 @@ bool IsFile(const fs::path& path)
 }
 
 #ifndef _WIN32
-bool SameNameIgnoringCase(const std::string& a, const std::string& b)
-{
-    if (a.size() != b.size())
-        return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
 // The entry of `dir` named `name` in any letter case; the exact name first.
 bool FindEntry(const fs::path& dir, const std::string& name, fs::path& entry)
 {
@@ -166,4 +156,14 @@ std::string ShownPath(const std::string& path, const std::string& folder, const 
     }
     return path;
 }
+bool SameNameIgnoringCase(const std::string& a, const std::string& b)
+{
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
 } // namespace kvotool

@@ -39,4 +39,7 @@ bool IsAbsoluteStubPath(const std::string& path);
 // `path` shown relative to the user's `shownFolder` when it lies under the
 // full folder `folder`, else unchanged.
 std::string ShownPath(const std::string& path, const std::string& folder, const std::string& shownFolder);
+
+// File names compared as Windows compares them (ASCII letters in any case).
+bool SameNameIgnoringCase(const std::string& a, const std::string& b);
 } // namespace kvotool
