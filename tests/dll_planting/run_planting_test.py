@@ -74,4 +74,6 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    with wine_stub.LogFolderMade():
+        status = main()
+    sys.exit(status)

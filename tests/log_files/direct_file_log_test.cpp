@@ -29,7 +29,11 @@ protected:
     void TearDown() override
     {
         StubLog::Close();
-        EXPECT_EQ(OpenHandleCount(), m_Handles) << "a handle leaked";
+        // A skip prints its reason first, and the first output opens handles of its own.
+        if (!IsSkipped())
+        {
+            EXPECT_EQ(OpenHandleCount(), m_Handles) << "a handle leaked";
+        }
     }
 
     LogFolder m_Folder{FOLDERID_LocalAppData};

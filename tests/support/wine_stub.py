@@ -16,14 +16,34 @@ def prefix():
     return path
 
 
-def log_folder(wine_prefix=None):
+def log_folder(wine_prefix=None, make=True):
     """The stub writes its log only into an existing folder: make it."""
     users = os.path.join(wine_prefix or prefix(), "drive_c", "users")
     names = [n for n in os.listdir(users) if n not in ("Public",)] if os.path.isdir(users) else []
     user = os.environ.get("USER") or (names[0] if names else "root")
     folder = os.path.join(users, user, LOG_SUBFOLDER)
-    os.makedirs(folder, exist_ok=True)
+    if make:
+        os.makedirs(folder, exist_ok=True)
     return folder
+
+
+class LogFolderMade:
+    """Makes the log folder in a shared prefix for the time of a test and
+    removes what it made, so that the tests after it find the prefix as it
+    was (some of them check the stub without its log folder)."""
+
+    def __enter__(self):
+        folder = log_folder(make=False)
+        self.made = []
+        while not os.path.isdir(folder):
+            self.made.append(folder)
+            folder = os.path.dirname(folder)
+        log_folder()
+        return self
+
+    def __exit__(self, *exc):
+        if self.made:
+            shutil.rmtree(self.made[-1], ignore_errors=True)
 
 
 def read_stub_log(wine_prefix=None):
