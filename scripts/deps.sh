@@ -6,6 +6,7 @@ PACKAGES=(
   g++-mingw-w64-x86-64 lld wine wine64 xvfb xdotool x11-utils imagemagick icoutils locales fonts-wqy-zenhei
   libgtest-dev libgmock-dev googletest libssl-dev openssl
   libbenchmark-dev rapidjson-dev libsimdjson-dev python3 python3-jsonschema
+  osslsigncode
 )
 missing=()
 for p in "${PACKAGES[@]}"; do
