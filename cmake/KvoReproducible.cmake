@@ -1,7 +1,7 @@
-# Reproducible Windows executables. The only byte of a PE file that depends on
-# when it was linked is the header's time stamp: every executable of a Windows
-# build gets the same chosen value, so two clean builds of one commit are
-# byte-identical wherever they are checked out and whenever they run.
+# Reproducible Windows executables. The only bytes of a PE file that depend on
+# when it was linked are the header's time stamp: the shipped executables get
+# one chosen value, so two clean builds of one commit are byte-identical
+# wherever they are checked out and whenever they run.
 #
 # The value, taken when CMake configures:
 #   1. SOURCE_DATE_EPOCH from the environment, when set;
@@ -83,18 +83,14 @@ function(kvo_stamp_executable target)
   set_target_properties(${target} PROPERTIES C_LINKER_LAUNCHER "${_env}" CXX_LINKER_LAUNCHER "${_env}")
 endfunction()
 
-# Every executable of the project, once every folder has added its targets.
-function(_kvo_stamp_executables_in dir)
-  get_property(_targets DIRECTORY ${dir} PROPERTY BUILDSYSTEM_TARGETS)
-  foreach(_t ${_targets})
-    get_target_property(_type ${_t} TYPE)
-    if(_type STREQUAL "EXECUTABLE")
+# The executables that ship, once every folder has added its targets. Only
+# these: the stamp changes with every commit, and each change relinks them.
+set(KVO_SHIPPED_EXECUTABLES kvo_stub kvotool)
+function(_kvo_stamp_shipped_executables)
+  foreach(_t ${KVO_SHIPPED_EXECUTABLES})
+    if(TARGET ${_t})
       kvo_stamp_executable(${_t})
     endif()
   endforeach()
-  get_property(_subdirs DIRECTORY ${dir} PROPERTY SUBDIRECTORIES)
-  foreach(_d ${_subdirs})
-    _kvo_stamp_executables_in(${_d})
-  endforeach()
 endfunction()
-cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL _kvo_stamp_executables_in ${PROJECT_SOURCE_DIR})
+cmake_language(DEFER DIRECTORY ${PROJECT_SOURCE_DIR} CALL _kvo_stamp_shipped_executables)
