@@ -4,7 +4,6 @@
 # kvotool.exe, the Linux kvotool, the JSON Schema, README.txt and SHA256SUMS.
 # Run with --help for the options.
 set -euo pipefail
-export LC_ALL=C
 
 usage() {
   cat <<'EOF'
@@ -59,6 +58,9 @@ while [ $# -gt 0 ]; do
       opt=${opt%%=*}
       shift ;;
     *) bad "unknown argument '$opt'" ;;
+  esac
+  case "$opt" in
+    --key | --sign | --icon | --out) [ -n "$val" ] || bad "$opt needs a value" ;;
   esac
   case "$opt" in
     --key) key=$val ;;
@@ -262,6 +264,7 @@ fi
 
 (
   cd "$stage"
+  export LC_ALL=C    # the same order of names everywhere
   files=(*)
   sha256sum -- "${files[@]}" >SHA256SUMS
 )
