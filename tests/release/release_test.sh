@@ -48,6 +48,7 @@ done <<EOF
 wrong-pass|--key $key --sign $work/signer.p12|does not open with the password
 -|--key $key --out $work/not-a-release|neither empty nor an earlier release
 -|--key $key --sing $work/signer.p12|unknown argument '--sing'
+-|--key $key --sign ''|--sign needs a value
 EOF
 
 # An earlier release in the folder: its listed files are replaced.
