@@ -5,7 +5,8 @@ PACKAGES=(
   cmake ninja-build g++ clang libclang-rt-14-dev
   g++-mingw-w64-x86-64 lld wine wine64 xvfb xdotool x11-utils imagemagick icoutils locales fonts-wqy-zenhei
   libgtest-dev libgmock-dev googletest libssl-dev openssl
-  libbenchmark-dev rapidjson-dev libsimdjson-dev python3 python3-jsonschema python3-pefile osslsigncode
+  libbenchmark-dev rapidjson-dev libsimdjson-dev python3 python3-jsonschema python3-pefile
+  osslsigncode
 )
 missing=()
 for p in "${PACKAGES[@]}"; do

@@ -39,4 +39,8 @@ if [ -x scripts/bench-smoke.sh ]; then
   step "benchmarks"
   scripts/bench-smoke.sh
 fi
+step "release with a throw-away signing certificate, and two clean builds compared"
+tests/release/release_test.sh
+scripts/repro-check.sh
+
 echo; echo "All tests passed."

@@ -1,0 +1,289 @@
+#!/usr/bin/env bash
+# Builds a release from clean build folders of its own (build/release-windows,
+# build/release-native) and writes the release folder: the branded stub,
+# kvotool.exe, the Linux kvotool, the JSON Schema, README.txt and SHA256SUMS.
+# Run with --help for the options.
+set -euo pipefail
+
+usage() {
+  cat <<'EOF'
+Usage: scripts/release.sh (--key HEX | --dev-key) [--sign CERT.p12] [--name NAME]
+                          [--product TEXT] [--company TEXT] [--icon FILE.ico] [--out DIR]
+
+Builds the launch stub and kvotool from clean build folders and writes DIR
+(default dist/ in the repository): NAME.exe, kvotool.exe, kvotool (Linux),
+title.kvo.schema.json, README.txt and SHA256SUMS over all of them.
+
+  --key HEX        container key of this release, 64 hexadecimal digits
+  --dev-key        use the repository's development key (not for shipping)
+  --sign CERT.p12  Authenticode-sign every .exe with this certificate and key;
+                   the password is read from the environment variable
+                   KVO_SIGN_PASSWORD (set it, empty when there is none)
+  --name NAME      file name of the stub without .exe (default PlayGame)
+  --product TEXT   product name in the stub's version resource
+  --company TEXT   company name in the stub's version resource
+  --icon FILE.ico  application icon of the stub
+  --out DIR        release folder; an existing one must be empty or hold an
+                   earlier release, whose files are replaced
+
+Exit status: 0 done, 1 build or signing failed, 2 bad command line.
+EOF
+}
+bad() {
+  echo "release.sh: $*" >&2
+  echo "Run scripts/release.sh --help for the options." >&2
+  exit 2
+}
+die() { echo "release.sh: $*" >&2; exit 1; }
+step() { echo "=== $*"; }
+
+caller_dir=$(pwd)
+cd "$(dirname "$0")/.."
+ROOT=$(pwd)
+absolute() { case "$1" in /*) echo "$1" ;; *) echo "$caller_dir/$1" ;; esac; }
+
+key="" dev_key=0 cert="" name="" product="" company="" icon="" out=""
+have_name=0 have_product=0 have_company=0
+while [ $# -gt 0 ]; do
+  opt=$1
+  case "$opt" in
+    -h | --help) usage; exit 0 ;;
+    --dev-key) dev_key=1; shift; continue ;;
+    --key | --sign | --name | --product | --company | --icon | --out)
+      [ $# -ge 2 ] || bad "$opt needs a value"
+      val=$2
+      shift 2 ;;
+    --key=* | --sign=* | --name=* | --product=* | --company=* | --icon=* | --out=*)
+      val=${opt#*=}
+      opt=${opt%%=*}
+      shift ;;
+    *) bad "unknown argument '$opt'" ;;
+  esac
+  case "$opt" in
+    --key | --sign | --icon | --out) [ -n "$val" ] || bad "$opt needs a value" ;;
+  esac
+  case "$opt" in
+    --key) key=$val ;;
+    --sign) cert=$val ;;
+    --name) name=$val; have_name=1 ;;
+    --product) product=$val; have_product=1 ;;
+    --company) company=$val; have_company=1 ;;
+    --icon) icon=$val ;;
+    --out) out=$val ;;
+  esac
+done
+
+# The container key: a release never gets the development key by accident.
+dev_key_value=$(sed -n 's/^set(KVO_CONTAINER_KEY "\([0-9A-Fa-f]*\)".*/\1/p' CMakeLists.txt)
+if [ -n "$key" ] && [ "$dev_key" -eq 1 ]; then
+  bad "give either --key or --dev-key, not both"
+elif [ -n "$key" ]; then
+  [[ "$key" =~ ^[0-9A-Fa-f]{64}$ ]] || bad "--key must be 64 hexadecimal digits; got ${#key} characters"
+  if [ -n "$dev_key_value" ] && [ "${key,,}" = "${dev_key_value,,}" ]; then
+    bad "--key is the repository's development key: give --dev-key to build a release with it anyway"
+  fi
+elif [ "$dev_key" -eq 0 ]; then
+  bad "refusing to build a release with the development container key: give the release's own key with --key HEX (64 hexadecimal digits), or --dev-key for a release that is not to be shipped"
+fi
+
+# Branding: what Windows accepts in a file name, what the version resource can carry.
+stub_name=PlayGame
+[ "$have_name" -eq 0 ] || stub_name=$name
+if [ -z "$stub_name" ] || [ ${#stub_name} -gt 200 ]; then
+  bad "--name must be 1 to 200 characters"
+fi
+if [[ "$stub_name" =~ [\<\>:\"/\\\|\?\*\;] ]] || [[ "$stub_name" =~ [[:cntrl:]] ]]; then
+  bad "--name '$stub_name' contains a character not allowed in a file name (< > : \" / \\ | ? * ; or a control character)"
+fi
+if [[ "$stub_name" =~ [.\ ]$ ]] || [[ "$stub_name" =~ ^[\ ] ]]; then
+  bad "--name must not start with a blank or end with a dot or blank"
+fi
+if [[ "${stub_name^^}" =~ ^(CON|PRN|AUX|NUL|COM[0-9]|LPT[0-9])$ ]]; then
+  bad "--name '$stub_name' is a reserved device name on Windows"
+fi
+for pair in "--product:$have_product:$product" "--company:$have_company:$company"; do
+  opt=${pair%%:*} rest=${pair#*:}
+  given=${rest%%:*} text=${rest#*:}
+  [ "$given" -eq 1 ] || continue
+  [ -n "$text" ] || bad "$opt must not be empty"
+  if [[ "$text" == *[\"\\]* ]] || [[ "$text" =~ [[:cntrl:]] ]]; then
+    bad "$opt must not contain double quotes, backslashes or control characters"
+  fi
+done
+if [ -n "$icon" ]; then
+  icon=$(absolute "$icon")
+  [ -f "$icon" ] && [ -r "$icon" ] || bad "--icon: no readable file $icon"
+  [ "$(head -c 4 "$icon" | od -An -tx1 | tr -d ' \n')" = "00000100" ] || bad "--icon: $icon is not a .ico file"
+fi
+
+# Signing: check the certificate and password before spending time on the build.
+if [ -n "$cert" ]; then
+  cert=$(absolute "$cert")
+  [ -f "$cert" ] && [ -r "$cert" ] || bad "--sign: no readable file $cert"
+  [ -n "${KVO_SIGN_PASSWORD+set}" ] || bad "--sign needs the certificate's password in KVO_SIGN_PASSWORD (set it empty when there is none)"
+  command -v osslsigncode >/dev/null || die "osslsigncode is missing (Debian package osslsigncode; scripts/deps.sh installs it)"
+  command -v openssl >/dev/null || die "openssl is missing (Debian package openssl)"
+fi
+
+# The release folder: empty, new, or an earlier release (its listed files go).
+out=$(absolute "${out:-$ROOT/dist}")
+if [ -e "$out" ] && [ ! -d "$out" ]; then
+  bad "--out: $out exists and is not a folder"
+fi
+if [ -d "$out" ] && [ -n "$(ls -A "$out")" ] && [ ! -f "$out/SHA256SUMS" ]; then
+  bad "--out: $out is neither empty nor an earlier release (no SHA256SUMS): choose another folder"
+fi
+
+tmp=$(mktemp -d "${TMPDIR:-/tmp}/kvo-release.XXXXXX")
+trap 'rm -rf "$tmp"' EXIT
+if [ -n "$cert" ]; then
+  # Reads the PKCS#12 file with the given password; newer OpenSSL needs
+  # -legacy for files made with the older ciphers.
+  p12() {
+    openssl pkcs12 -in "$cert" -passin env:KVO_SIGN_PASSWORD "$@" 2>/dev/null ||
+      openssl pkcs12 -legacy -in "$cert" -passin env:KVO_SIGN_PASSWORD "$@" 2>/dev/null
+  }
+  p12 -nokeys -out "$tmp/chain.pem" ||
+    bad "--sign: $cert does not open with the password in KVO_SIGN_PASSWORD"
+  leaf_hash=$(p12 -nokeys -clcerts | openssl x509 -outform DER | sha256sum | cut -d' ' -f1)
+  # The signer's own chain is trusted for the check, so a self-signed
+  # certificate verifies too; the leaf hash pins the signature to it.
+  cat "$tmp/chain.pem" >"$tmp/trusted.pem"
+  if [ -f /etc/ssl/certs/ca-certificates.crt ]; then
+    cat /etc/ssl/certs/ca-certificates.crt >>"$tmp/trusted.pem"
+  fi
+  # No revocation lists fetched for the check (where the tool would: 2.6 on).
+  verify_opts=()
+  if osslsigncode --help 2>&1 | grep -q -e '-ignore-cdp'; then
+    verify_opts+=(-ignore-cdp)
+  fi
+fi
+
+key_args=()
+[ -n "$key" ] && key_args=("-DKVO_CONTAINER_KEY=$key")
+brand_args=()
+[ "$have_name" -eq 1 ] && brand_args+=("-DKVO_STUB_NAME=$name")
+[ "$have_product" -eq 1 ] && brand_args+=("-DKVO_STUB_PRODUCT_NAME=$product")
+[ "$have_company" -eq 1 ] && brand_args+=("-DKVO_STUB_COMPANY=$company")
+[ -n "$icon" ] && brand_args+=("-DKVO_STUB_ICON=$icon")
+
+scripts/deps.sh
+
+# run LOG COMMAND...: runs a build step quietly; its log is shown when it fails.
+run() {
+  local log=$1
+  shift
+  if ! "$@" >>"$log" 2>&1; then
+    tail -n 40 "$log" >&2
+    die "failed: $* (log: $log)"
+  fi
+}
+
+win=build/release-windows
+lin=build/release-native
+rm -rf "$win" "$lin" build/release-stage
+mkdir -p build
+log=$ROOT/build/release.log
+: >"$log"
+step "building $stub_name.exe and kvotool.exe ($win)"
+run "$log" cmake --preset windows -B "$win" -DKVO_BUILD_TESTS=OFF "${key_args[@]}" "${brand_args[@]}"
+run "$log" cmake --build "$win" --target kvo_stub kvotool
+step "building the Linux kvotool ($lin)"
+run "$log" cmake --preset native -B "$lin" -DCMAKE_BUILD_TYPE=Release -DKVO_BUILD_TESTS=OFF \
+  -DKVO_BUILD_BENCH=OFF -DCMAKE_EXE_LINKER_FLAGS=-s "${key_args[@]}"
+run "$log" cmake --build "$lin" --target kvotool
+
+stage=$ROOT/build/release-stage
+mkdir -p "$stage"
+cp "$win/bin/$stub_name.exe" "$win/bin/kvotool.exe" "$lin/bin/kvotool" docs/title.kvo.schema.json "$stage/"
+"$stage/kvotool" --help >/dev/null || die "the Linux kvotool does not run"
+
+product=$(sed -n 's/^KVO_STUB_PRODUCT_NAME:STRING=//p' "$win/CMakeCache.txt")
+version=$(sed -n 's/^project([A-Za-z]* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+commit=$(git rev-parse HEAD 2>/dev/null || echo unknown)
+if [ "$commit" != unknown ] && [ -n "$(git status --porcelain --untracked-files=no)" ]; then
+  echo "release.sh: warning: the working tree has uncommitted changes; README.txt says so" >&2
+  commit="$commit with uncommitted changes"
+fi
+{
+  echo "$product $version"
+  echo "Built from commit $commit."
+  echo
+  if [ -n "$key" ]; then
+    echo "Container key: this release's own. The stub opens only containers packed"
+    echo "with the same key, such as those made by this release's kvotool."
+  else
+    echo "Container key: the DEVELOPMENT key. This release is for testing: do not"
+    echo "ship it, since every development build opens its containers."
+  fi
+  if [ -n "$cert" ]; then
+    echo "$stub_name.exe and kvotool.exe carry an Authenticode signature."
+  else
+    echo "The executables are not signed."
+  fi
+  cat <<EOF
+
+What is in this folder
+  $stub_name.exe   the launch stub. Put it in the game's install folder
+      together with the game's title.kvo; players and store fronts start it.
+  kvotool.exe, kvotool   the tool that writes and checks title.kvo, for
+      Windows (one file, no DLLs) and for Linux (x86-64).
+  title.kvo.schema.json   JSON Schema of title.kvo for your editor: name it in
+      the document as "\$schema": "title.kvo.schema.json".
+  SHA256SUMS   check the files with: sha256sum -c SHA256SUMS
+
+Making title.kvo
+  kvotool new -o title.json              a template with every required field
+  kvotool check title.json               every problem at once
+  kvotool pack title.json -o title.kvo   check, then write the container
+  kvotool show title.kvo                 every field as the stub reads it
+Every command has --help. The exit status is 0 when all is well, 1 when the
+file has problems and 2 for a bad command line.
+EOF
+} >"$stage/README.txt"
+
+if [ -n "$cert" ]; then
+  for exe in "$stage"/*.exe; do
+    base=$(basename "$exe")
+    step "signing $base"
+    desc=$([ "$base" = kvotool.exe ] && echo kvotool || echo "$product")
+    # The password goes through a pipe, never onto a command line.
+    if [ -n "$KVO_SIGN_PASSWORD" ]; then
+      run "$log" osslsigncode sign -pkcs12 "$cert" -readpass <(printf '%s' "$KVO_SIGN_PASSWORD") \
+        -h sha256 -n "$desc" -in "$exe" -out "$tmp/$base"
+    else
+      run "$log" osslsigncode sign -pkcs12 "$cert" -pass "" -h sha256 -n "$desc" \
+        -in "$exe" -out "$tmp/$base"
+    fi
+    mv "$tmp/$base" "$exe"
+    run "$log" osslsigncode verify -CAfile "$tmp/trusted.pem" "${verify_opts[@]}" \
+      -require-leaf-hash "sha256:$leaf_hash" -in "$exe"
+    echo "  signature verified"
+  done
+fi
+
+(
+  cd "$stage"
+  export LC_ALL=C    # the same order of names everywhere
+  files=(*)
+  sha256sum -- "${files[@]}" >SHA256SUMS
+)
+
+# Replace an earlier release only now that the new one is complete.
+mkdir -p "$out"
+if [ -f "$out/SHA256SUMS" ]; then
+  while read -r _ old; do
+    old=${old#\*}
+    case "$old" in */*) continue ;; esac
+    rm -f -- "$out/$old"
+  done <"$out/SHA256SUMS"
+  rm -f -- "$out/SHA256SUMS"
+fi
+[ -z "$(ls -A "$out")" ] || die "$out holds files that are not part of the earlier release: $(ls -A "$out" | tr '\n' ' ')"
+mv "$stage"/* "$out/"
+rmdir "$stage"
+
+step "release in $out"
+(cd "$out" && ls -l)
+echo
+cat "$out/SHA256SUMS"
