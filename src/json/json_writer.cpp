@@ -163,14 +163,17 @@ void JsonWriter::AfterWrite(char last)
         m_State &= static_cast<uint8_t>(~NeedComma);
 }
 
-// Makes room for `needed` more bytes in the owned vector, within the 256 KiB
-// limit. Grows geometrically so a long document costs linear time.
+// Makes room for `needed` more bytes and the NUL in the owned vector, within
+// the 256 KiB limit. Grows geometrically so a long document costs linear
+// time, but never refuses a write whose text still fits under the limit.
 bool JsonWriter::Grow(int32_t needed)
 {
     if (m_Growable == nullptr)
         return false;
     const uint64_t current = m_Growable->size();
-    const uint64_t wanted = current + static_cast<uint64_t>(needed);
+    const uint64_t wanted = static_cast<uint64_t>(m_Length) + static_cast<uint64_t>(needed) + 1;
+    if (wanted <= current)
+        return true;
     if (wanted > MaxGrowableSize)
         return false;
     uint64_t target = current * 2;
@@ -191,6 +194,15 @@ bool JsonWriter::Grow(int32_t needed)
     return true;
 }
 
+bool JsonWriter::Fits(int32_t length)
+{
+    if (m_State & MeasureOnly)
+        return m_Length <= kMaxLength - length;
+    if (Available() < length)
+        Grow(length);
+    return Available() >= length;
+}
+
 bool JsonWriter::WriteRaw(const char* data, int32_t length)
 {
     if (m_State & Failed)
@@ -202,10 +214,7 @@ bool JsonWriter::WriteRaw(const char* data, int32_t length)
         m_State |= Failed;
         return false;
     }
-    if (Available() < length)
-        Grow(length);
-    const bool measureOverflow = (m_State & MeasureOnly) && m_Length > kMaxLength - length;
-    if (Available() < length || measureOverflow)
+    if (!Fits(length))
     {
         StubLog::Printf("Failed to WriteRaw() - Available(%d) < len(%d).", Available(), length);
         m_State |= Failed;
@@ -241,10 +250,7 @@ bool JsonWriter::WriteRaw(char c)
 {
     if (m_State & Failed)
         return false;
-    if (Available() < 1)
-        Grow(1);
-    const bool measureOverflow = (m_State & MeasureOnly) && m_Length == kMaxLength;
-    if (Available() < 1 || measureOverflow)
+    if (!Fits(1))
     {
         StubLog::Printf("Failed to WriteRaw() - Available(%d) <= 0.", Available());
         m_State |= Failed;
@@ -309,6 +315,8 @@ bool JsonWriter::WriteEscaped(const char* text)
 
 bool JsonWriter::WriteEscaped(const char* text, int32_t length)
 {
+    if (m_State & Failed)
+        return false;
     int32_t i = 0;
     while (i < length)
     {
@@ -321,8 +329,22 @@ bool JsonWriter::WriteEscaped(const char* text, int32_t length)
                 break;
             ++run;
         }
-        if (run > i && !WriteRaw(text + i, run - i))
-            return false;
+        if (run > i)
+        {
+            if (Fits(run - i))
+            {
+                if (!WriteRaw(text + i, run - i))
+                    return false;
+            }
+            else
+            {
+                // The run does not fit as a whole: keep the bytes that do and
+                // fail on the first one that does not, as a byte-wise writer would.
+                for (; i < run; ++i)
+                    if (!WriteRaw(text[i]))
+                        return false;
+            }
+        }
         i = run;
         if (i >= length)
             break;

@@ -105,6 +105,8 @@ private:
     void Reset();
     void ReleaseGrowable();
     bool Grow(int32_t needed);
+    // Whether `length` more bytes fit, growing the vector when there is one.
+    bool Fits(int32_t length);
     void AfterWrite(char last);
     bool NeedsSeparatorAfter(char c) const;
     bool WriteIndent(int32_t tabs);

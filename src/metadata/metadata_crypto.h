@@ -9,7 +9,9 @@
 #include <vector>
 
 // `input` is the 16-byte IV followed by the ciphertext. On success `text` holds
-// the plain bytes; on failure it is left empty.
+// the plain bytes. When the final transform fails (wrong key, damaged data)
+// it holds as many zero bytes as the ciphertext is long: sized, but never a
+// document. On any earlier failure it is left empty.
 bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std::string& text);
 
 // Appends the IV and the ciphertext of `size` plain bytes to `output`. With no

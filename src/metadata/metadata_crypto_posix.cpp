@@ -15,6 +15,8 @@
 namespace
 {
 constexpr int kBlockSize = 16;
+// The status the system backend reports for a ciphertext of a bad length.
+constexpr CryptoStatus kStatusInvalidBufferSize = static_cast<CryptoStatus>(0xC0000206u);
 
 struct CipherContextDeleter
 {
@@ -71,6 +73,14 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
 
     const uint8_t* cipher = input + kBlockSize;
     uint32_t cipherSize = size - kBlockSize;
+    // The system backend cannot size the output of a ciphertext that is not
+    // a whole number of blocks; say so in its words rather than the library's.
+    if (cipherSize % kBlockSize != 0)
+    {
+        CheckStatus(kStatusInvalidBufferSize);
+        StubLog::Printf("Size would be zero.");
+        return false;
+    }
     if (cipherSize > static_cast<uint32_t>(INT_MAX - kBlockSize))
     {
         StubLog::Printf("Size would be zero.");
@@ -86,7 +96,7 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
     {
         LogLibraryErrors();
         StubLog::Printf("Failed to finish transform.");
-        text.clear();
+        text.assign(cipherSize, '\0');
         return false;
     }
     text.resize(static_cast<size_t>(first) + static_cast<size_t>(last));

@@ -189,8 +189,8 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
                                    reinterpret_cast<PUCHAR>(&text[0]), needed, &produced, BCRYPT_BLOCK_PADDING)))
     {
         StubLog::Printf("Failed to finish transform.");
-        // Nothing half-decrypted is handed on; both backends agree on this.
-        text.clear();
+        // The text stays sized, but nothing half-decrypted is handed on.
+        text.assign(needed, '\0');
         return false;
     }
     text.resize(produced < needed ? produced : needed);

@@ -220,6 +220,25 @@ TEST(JsonWriter, CallerBufferLimits)
     EXPECT_EQ(capture.lines, (std::vector<std::string>{"Failed to WriteRaw() - Available(0) <= 0.",
                                                        "Failed to WriteRaw() - Available(3) < len(4)."}));
 
+    // A value that does not fit keeps the bytes that did, then fails on the first one that does not.
+    for (const auto& [equals, write, expected] : Rows<bool, std::function<bool(JsonWriter&)>, const char*>{
+             {true, [](JsonWriter& o) { return o.WriteString(nullptr, "abcdef"); }, "abc"},
+             {true, [](JsonWriter& o) { return o.Write(nullptr, 12345); }, "123"},
+             {false, [](JsonWriter& o) { return o.WriteString(nullptr, "abcdef"); }, "\"ab"},
+             {true, [](JsonWriter& o) { return o.WriteString(nullptr, "ab\\cd"); }, "ab"},
+         })
+    {
+        capture.lines.clear();
+        w.Init(buffer, sizeof buffer, equals);
+        EXPECT_FALSE(write(w));
+        EXPECT_TRUE(w.HasFailed());
+        EXPECT_STREQ(buffer, expected);
+        EXPECT_EQ(w.GetLength(), static_cast<int32_t>(strlen(expected)));
+        EXPECT_EQ(capture.lines.size(), 1u);
+        EXPECT_EQ(capture.lines.back(), strlen(expected) == 3 ? "Failed to WriteRaw() - Available(0) <= 0."
+                                                              : "Failed to WriteRaw() - Available(1) < len(2).");
+    }
+
     // Base64 that does not fit fails the writer and keeps the text terminated.
     capture.lines.clear();
     char small[16];
@@ -278,18 +297,38 @@ TEST(JsonWriter, GrowableVector)
     WriteSample(w);
     EXPECT_STREQ(w.GetBuffer(), "{\"a\":1,\"list\":[1,2]}");
 
+    // Every text up to the limit fits, however it was written: 262143 bytes and the NUL.
     ScopedLogCapture capture;
-    const std::string chunk(100000, 'x');
+    const std::string chunk(JsonWriter::MaxGrowableSize, 'x');
+    for (const auto& [initial, sizes] : Rows<uint32_t, std::vector<int32_t>>{
+             {105000, {104999, 1, 65000, 55000, 37143}},
+             {4, {100000, 100000, 62143}},
+             {0, {262143}},
+             {1000, {1000, 130000, 131143}},
+             {262144, {262143}},
+         })
+    {
+        SCOPED_TRACE(initial);
+        w.InitGrowable(initial);
+        for (int32_t size : sizes)
+            EXPECT_TRUE(w.WriteRaw(chunk.data(), size)) << size;
+        EXPECT_EQ(w.GetLength(), 262143);
+        EXPECT_FALSE(w.WriteRaw('x'));
+        EXPECT_EQ(capture.lines.back(), "Failed to WriteRaw() - Available(0) <= 0.");
+    }
+    // A text that passes the limit is refused whole by a raw write; escaped
+    // text fills the vector up to the limit first.
     w.InitGrowable(4);
-    EXPECT_TRUE(w.WriteRaw(chunk.c_str()));
-    EXPECT_TRUE(w.WriteRaw(chunk.c_str()));
-    // 300000 bytes would pass the 256 KiB limit.
-    EXPECT_FALSE(w.WriteRaw(chunk.c_str()));
+    EXPECT_TRUE(w.WriteRaw(chunk.c_str(), 200000));
+    EXPECT_FALSE(w.WriteRaw(chunk.c_str(), 100000));
     EXPECT_EQ(w.GetLength(), 200000);
-    EXPECT_EQ(strlen(w.GetBuffer()), 200000u);
-    ASSERT_EQ(capture.lines.size(), 1u);
-    EXPECT_EQ(capture.lines[0].rfind("Failed to WriteRaw() - Available(", 0), 0u);
-    EXPECT_NE(capture.lines[0].find("< len(100000)."), std::string::npos);
+    EXPECT_EQ(capture.lines.back(), "Failed to WriteRaw() - Available(0) < len(100000).");
+    w.InitGrowable(4);
+    EXPECT_TRUE(w.WriteRaw(chunk.c_str(), 200000));
+    EXPECT_FALSE(w.WriteString(nullptr, std::string(100000, 'y').c_str()));
+    EXPECT_EQ(w.GetLength(), 262143);
+    EXPECT_EQ(strlen(w.GetBuffer()), 262143u);
+    EXPECT_EQ(capture.lines.back(), "Failed to WriteRaw() - Available(0) <= 0.");
 
     // ClearText keeps the nesting, so a writer can flush and go on.
     w.InitGrowable(0);

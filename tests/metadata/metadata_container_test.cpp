@@ -80,33 +80,55 @@ TEST(MetadataContainerTest, RefusesMissingKeyOrInput)
     EXPECT_TRUE(text.empty());
 }
 
+// Both backends fail alike: a length that is not whole blocks before any output, a bad final block after sizing the
+// text, which is then left as zero bytes that never parse.
 TEST(MetadataContainerTest, TruncatedOrDamagedCiphertext)
 {
-    ScopedLogCapture capture;
     const std::string plain(200, 'q');
     const std::vector<uint8_t> container = Sealed(plain);
     const std::vector<uint8_t> payload(container.begin() + kContainerHeaderSize, container.end());
     const uint32_t size = static_cast<uint32_t>(payload.size());
-    std::string text = "stale";
-    // A ciphertext that is not a whole number of blocks cannot be decrypted.
-    EXPECT_FALSE(AesCbcDecrypt(payload.data(), size - 5, GetContainerKey(), text));
-    EXPECT_TRUE(text.empty());
-    EXPECT_FALSE(capture.lines.empty());
-
-    // Flipping a bit of the last block's predecessor changes the padding byte.
-    std::vector<uint8_t> damaged = payload;
-    damaged[size - 17] ^= 0x80;
-    capture.lines.clear();
-    EXPECT_FALSE(AesCbcDecrypt(damaged.data(), size, GetContainerKey(), text));
-    EXPECT_TRUE(text.empty());
-    EXPECT_TRUE(capture.Contains("Failed to finish transform."));
-
-    // Damage in an earlier block keeps the padding: the text comes back changed.
-    damaged = payload;
-    damaged[20] ^= 0x01;
-    EXPECT_TRUE(AesCbcDecrypt(damaged.data(), size, GetContainerKey(), text));
-    EXPECT_EQ(plain.size(), text.size());
-    EXPECT_NE(plain, text);
+    auto flipped = [&](uint32_t at, uint8_t bits) {
+        std::vector<uint8_t> bytes = payload;
+        bytes[at] ^= bits;
+        return bytes;
+    };
+    const std::vector<std::string> sizeFailure = {"Status failed: 0xc0000206 (STATUS_INVALID_BUFFER_SIZE)",
+                                                  "Size would be zero."};
+    const std::tuple<const char*, std::vector<uint8_t>, uint32_t, const uint8_t*, bool, std::string> cases[] = {
+        {"not a whole number of blocks", payload, size - 5, GetContainerKey(), false, ""},
+        {"one byte short of a block", payload, size - 1, GetContainerKey(), false, ""},
+        {"padding byte changed", flipped(size - 17, 0x80), size, GetContainerKey(), false, std::string(208, '\0')},
+        {"flipped byte in the last block", flipped(size - 1, 0x01), size, GetContainerKey(), false,
+         std::string(208, '\0')},
+        {"cut by one block", payload, size - 16, GetContainerKey(), false, std::string(192, '\0')},
+        {"wrong key", payload, size, kOwnKey, false, std::string(208, '\0')},
+        {"damage in an earlier block keeps the padding", flipped(20, 0x01), size, GetContainerKey(), true, ""},
+    };
+    for (const auto& [what, bytes, length, key, decrypts, failedText] : cases)
+    {
+        SCOPED_TRACE(what);
+        ScopedLogCapture capture;
+        std::string text = "stale";
+        EXPECT_EQ(decrypts, AesCbcDecrypt(bytes.data(), length, key, text));
+        if (decrypts)
+        {
+            EXPECT_EQ(plain.size(), text.size());
+            EXPECT_NE(plain, text);
+            EXPECT_TRUE(capture.lines.empty());
+        }
+        else if (failedText.empty())
+        {
+            EXPECT_TRUE(text.empty());
+            EXPECT_EQ(sizeFailure, capture.lines);
+        }
+        else
+        {
+            EXPECT_EQ(failedText, text);
+            ASSERT_FALSE(capture.lines.empty());
+            EXPECT_EQ("Failed to finish transform.", capture.lines.back());
+        }
+    }
 }
 
 // Containers committed beside the test, made by the native and the Windows build (own_key: under kOwnKey): each

@@ -102,6 +102,16 @@ TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
     const std::string container = Bytes(Sealed(document));
     std::string damaged = container;
     damaged[damaged.size() - 17] ^= static_cast<char>(0x80);
+    std::string lastBlockFlipped = container;
+    lastBlockFlipped.back() ^= 0x01;
+    // The container cut short, with its length field telling the new size.
+    auto cut = [&](size_t bytes) {
+        std::string shorter = container.substr(0, container.size() - bytes);
+        const uint32_t length = static_cast<uint32_t>(shorter.size() - kContainerHeaderSize);
+        std::memcpy(&shorter[8], &length, 4);
+        return shorter;
+    };
+    const uint8_t otherKey[32] = {0x5a};
     const std::tuple<const char*, std::string, uint32_t> cases[] = {
         {"container", container, MetadataStatus::Ok},
         {"exactly 8 MiB", padded, MetadataStatus::Ok},
@@ -109,7 +119,13 @@ TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
         {"empty", "", MetadataStatus::BadFormat},
         {"container of text that does not parse", Bytes(Sealed("{\"titleId\": \"never closed\"")),
          MetadataStatus::BadFormat},
-        {"container with damaged padding", damaged, MetadataStatus::NoMetadata},
+        // Decryption that fails on the last block leaves text that does not parse; one that cannot size its
+        // output leaves none.
+        {"container with damaged padding", damaged, MetadataStatus::BadFormat},
+        {"container with a flipped byte in the last block", lastBlockFlipped, MetadataStatus::BadFormat},
+        {"container under another key", Bytes(Sealed(document, otherKey)), MetadataStatus::BadFormat},
+        {"container cut by one block", cut(16), MetadataStatus::BadFormat},
+        {"container cut by five bytes", cut(5), MetadataStatus::NoMetadata},
     };
     for (const auto& [what, bytes, status] : cases)
     {
