@@ -23,7 +23,7 @@ echo "=== building (windows preset: the stub and the sample helpers)"
 cmake --preset windows -B "$BUILD_DIR" >/dev/null
 STUB_NAME=$(sed -n 's/^KVO_STUB_NAME:STRING=//p' "$BUILD_DIR/CMakeCache.txt")
 STUB_NAME=${STUB_NAME:-PlayGame}
-cmake --build "$BUILD_DIR" -j2 --target kvo_stub e2e_recorder_1_0_3_0 stub_pack_title
+cmake --build "$BUILD_DIR" -j2 --target kvo_stub e2e_recorder e2e_recorder_1_0_3_0 stub_pack_title
 BIN="$ROOT/$BUILD_DIR/bin"
 [ -d "$BIN" ] || BIN="$BUILD_DIR/bin"
 
@@ -32,6 +32,8 @@ rm -rf "$SAMPLE"
 mkdir -p "$SAMPLE/Sample Game" "$SAMPLE/Launcher"
 cp "$BIN/$STUB_NAME.exe" "$SAMPLE/Sample Game/"
 cp "$BIN/e2e_recorder_1_0_3_0.exe" "$SAMPLE/Launcher/Launcher.exe"
+# The game itself (principalFileName), a recording stand-in as well.
+cp "$BIN/e2e_recorder.exe" "$SAMPLE/Sample Game/SampleGame.exe"
 cat >"$SAMPLE/title.json" <<'EOF'
 {
   "metadataVersion": 1,
