@@ -43,8 +43,9 @@ for f in "${targets[@]}"; do
   [ -d "fuzz/corpus/$target" ] && seeds=("fuzz/corpus/$target/")
   echo "--- $name (${SECONDS_EACH}s)"
   status=0
-  # New inputs go to the first folder only; the seeds are read, never changed.
-  "$f" -max_total_time="$SECONDS_EACH" -jobs=1 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+  # One plain process (no -jobs, which would log to fuzz-N.log in the current
+  # folder). New inputs go to the first folder only; the seeds are only read.
+  "$f" -max_total_time="$SECONDS_EACH" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
        -artifact_prefix="$crashes/" "$corpus" "${seeds[@]}" >"$log" 2>&1 || status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
   rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -1)
