@@ -30,7 +30,7 @@ ctest --preset windows
 kvo_wine_stop
 trap - EXIT
 
-step "fuzz smoke runs (${FUZZ_SECONDS}s each)"
+step "fuzz smoke runs (every target, sharing about 4 x ${FUZZ_SECONDS}s)"
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 scripts/fuzz-smoke.sh "$FUZZ_SECONDS"
