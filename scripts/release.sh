@@ -237,6 +237,9 @@ Making title.kvo
   kvotool check title.json               every problem at once
   kvotool pack title.json -o title.kvo   check, then write the container
   kvotool show title.kvo                 every field as the stub reads it
+  kvotool doctor GAME_FOLDER --stub NAME.exe
+                                         what the stub will do in a built game
+                                         folder (add --format sarif for CI)
 Every command has --help. The exit status is 0 when all is well, 1 when the
 file has problems and 2 for a bad command line.
 EOF
