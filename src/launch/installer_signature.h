@@ -1,0 +1,48 @@
+// Whether a store front's installer carries a signature the stub accepts
+// before it asks the player to elevate it. Portable: the stub reads the
+// signature through the system's trust provider (installer_signature_win.h),
+// kvotool on Linux through OpenSSL; both fill the same record and the same
+// rule decides.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct InstallerSignature
+{
+    enum class Verdict
+    {
+        Signed,
+        NotSigned,
+        ChangedAfterSigning,
+        NotTrusted,
+        CouldNotOpen,
+        IsLink,
+        TrustLibraryMissing
+    };
+    Verdict verdict = Verdict::CouldNotOpen;
+    // The raw trust result (WinVerifyTrust's, or the equivalent); 0 when Signed.
+    uint32_t status = 0;
+    // UTF-8 simple display name of the signer; empty when there is none.
+    std::string signerName;
+    // 64 lowercase hex digits: SHA-256 of the signer certificate's DER
+    // SubjectPublicKeyInfo; empty when there is none.
+    std::string signerKeySha256;
+};
+
+// The keys compiled into this build (KVO_INSTALLER_SIGNER_KEYS), each 64
+// lowercase hex digits. Empty: installers are not checked.
+const std::vector<std::string>& InstallerSignerKeys();
+
+// The refusal rule shared by the stub and kvotool doctor. Empty when the
+// installer is accepted, otherwise the reason in words for the log line.
+// An empty key list accepts any installer that exists.
+std::string InstallerRefusalReason(const InstallerSignature& signature,
+                                   const std::vector<std::string>& pinnedKeys);
+
+#ifndef _WIN32
+// Reads the Authenticode signature of the PE file at PATH (certificate table,
+// PKCS#7 SignedData, digest over the file). False when it could not be opened.
+bool ReadInstallerSignature(const std::string& path, InstallerSignature& out);
+#endif
