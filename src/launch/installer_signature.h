@@ -5,6 +5,7 @@
 // rule decides.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -37,7 +38,7 @@ const std::vector<std::string>& InstallerSignerKeys();
 
 // The refusal rule shared by the stub and kvotool doctor. Empty when the
 // installer is accepted, otherwise the reason in words for the log line.
-// An empty key list accepts any installer that exists.
+// An empty key list accepts every installer: there is no policy.
 std::string InstallerRefusalReason(const InstallerSignature& signature,
                                    const std::vector<std::string>& pinnedKeys);
 
@@ -46,3 +47,20 @@ std::string InstallerRefusalReason(const InstallerSignature& signature,
 // PKCS#7 SignedData, digest over the file). False when it could not be opened.
 bool ReadInstallerSignature(const std::string& path, InstallerSignature& out);
 #endif
+
+// Building blocks shared by both back ends and kvotool.
+
+// The signer key (as in signerKeySha256) of a DER certificate; empty when
+// the bytes are no certificate.
+std::string SignerKeyOfCertificate(const uint8_t* der, size_t size);
+// The same for a certificate file's bytes, PEM or DER.
+std::string SignerKeyOfCertificateFile(const std::vector<uint8_t>& bytes);
+// Splits a ";"-separated key list; false (and KEYS untouched) when an entry
+// is not 64 lowercase hexadecimal digits.
+bool ParseSignerKeys(const std::string& text, std::vector<std::string>& keys);
+// Where the DER SubjectPublicKeyInfo lies inside a DER certificate.
+bool CertificateSubjectPublicKeyInfo(const uint8_t* der, size_t size, const uint8_t*& spki, size_t& spkiSize);
+// Lowercase hexadecimal.
+std::string HexLower(const uint8_t* bytes, size_t size);
+// SHA-256 through the back end's library.
+bool InstallerSha256(const uint8_t* data, size_t size, uint8_t digest[32]);
