@@ -8,6 +8,9 @@
 #include <openssl/pkcs7.h>
 #include <openssl/x509.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -204,11 +207,40 @@ void ReadSignature(const std::vector<uint8_t>& file, const PeLayout& layout, Ins
     out.verdict = Verdict::Signed;
     out.status = 0;
 }
+// True when the file or a folder on its way (from the root, a relative path
+// taken from the current directory) is a symbolic link, as the stub refuses
+// a reparse point on the installer's way.
+bool PathHasLink(const std::string& path)
+{
+    std::string full = path;
+    if (full.empty() || full[0] != '/')
+    {
+        char* here = getcwd(nullptr, 0);
+        if (!here)
+            return false;
+        full = std::string(here) + "/" + path;
+        free(here);
+    }
+    for (size_t end = full.find('/', 1);; end = full.find('/', end + 1))
+    {
+        struct stat info;
+        const std::string prefix = full.substr(0, end);
+        if (lstat(prefix.c_str(), &info) == 0 && S_ISLNK(info.st_mode))
+            return true;
+        if (end == std::string::npos)
+            return false;
+    }
+}
 } // namespace
 
 bool ReadInstallerSignature(const std::string& path, InstallerSignature& out)
 {
     out = InstallerSignature();
+    if (PathHasLink(path))
+    {
+        out.verdict = InstallerSignature::Verdict::IsLink;
+        return false;
+    }
     std::ifstream stream(path, std::ios::binary);
     if (!stream)
         return false;

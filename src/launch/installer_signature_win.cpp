@@ -1,5 +1,6 @@
 #include "launch/installer_signature_win.h"
 
+#include "util/path_check.h"
 #include "util/system_library.h"
 #include "util/text_convert.h"
 
@@ -69,6 +70,24 @@ void ReadSigner(const TrustLibraries& trust, HANDLE state, InstallerSignature& o
         out.signerName = ToUtf8(name);
     out.signerKeySha256 = SignerKeyOfCertificate(context->pbCertEncoded, context->cbCertEncoded);
 }
+// True when the file or a folder on its way is a reparse point (a junction or
+// symbolic link): one that is retargeted after the check would make the shell
+// start another file than the one held open. The drive itself is not asked.
+bool PathHasReparsePoint(const std::wstring& path)
+{
+    bool found = false;
+    ForEachPathPrefix(path,
+                      [&found](const std::wstring& prefix)
+                      {
+                          if (found || prefix.empty() || prefix.back() == L':' || prefix.back() == L'\\')
+                              return;
+                          const DWORD attributes = GetFileAttributesW(prefix.c_str());
+                          found = attributes != INVALID_FILE_ATTRIBUTES &&
+                                  (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+                      });
+    SetLastError(0);
+    return found;
+}
 } // namespace
 
 bool OpenAndReadInstallerSignature(const std::wstring& absolutePath, InstallerSignature& out,
@@ -76,20 +95,21 @@ bool OpenAndReadInstallerSignature(const std::wstring& absolutePath, InstallerSi
 {
     out = InstallerSignature();
     heldOpen.Reset();
-    // Read sharing only: while the handle is held nobody can write, rename or
-    // delete the file, so the file checked is the file the shell starts. A
-    // reparse point is opened itself, not followed, and refused.
-    FileHandle file(CreateFileW(absolutePath.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    if (!file)
+    if (PathHasReparsePoint(absolutePath))
     {
-        out.status = GetLastError();
-        SetLastError(0);
+        out.verdict = InstallerSignature::Verdict::IsLink;
         return false;
     }
+    // Read sharing only: while the handle is held nobody can write, rename or
+    // delete the file, so the file checked is the file the shell starts. A
+    // link made after the look above is opened itself, not followed, and
+    // refused.
+    FileHandle file(CreateFileW(absolutePath.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     BY_HANDLE_FILE_INFORMATION info;
-    if (!GetFileInformationByHandle(file.Get(), &info) || (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+    if (!file || !GetFileInformationByHandle(file.Get(), &info))
     {
+        out.status = GetLastError();
         SetLastError(0);
         return false;
     }
@@ -98,6 +118,8 @@ bool OpenAndReadInstallerSignature(const std::wstring& absolutePath, InstallerSi
         out.verdict = InstallerSignature::Verdict::IsLink;
         return false;
     }
+    if (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+        return false;
     heldOpen = std::move(file);
 
     TrustLibraries trust;

@@ -49,6 +49,12 @@ std::wstring FullPath(const std::string& name)
 }
 #endif
 
+#ifdef _WIN32
+constexpr char kSeparator = '\\';
+#else
+constexpr char kSeparator = '/';
+#endif
+
 InstallerSignature Read(const std::string& name)
 {
     InstallerSignature signature;
@@ -95,6 +101,8 @@ TEST_F(InstallerSignatureTest, VerdictSignerAndKeyOfEachFile)
         EXPECT_EQ(read.signerKeySha256, key) << file;
     }
     EXPECT_EQ(Read("missing.exe").verdict, Verdict::CouldNotOpen);
+    // The control of the link case: the same file through its real folder.
+    EXPECT_EQ(Read(std::string("real-folder") + kSeparator + "signed.exe").verdict, Verdict::Signed);
 }
 
 TEST_F(InstallerSignatureTest, RefusalReasonUnderAPolicy)
@@ -102,13 +110,14 @@ TEST_F(InstallerSignatureTest, RefusalReasonUnderAPolicy)
     std::string other = expected["impostor"];
     other[0] = other[0] == '0' ? '1' : '0';
     const std::vector<std::string> policy = {other, expected["signer"]};
-    for (const auto& [file, reason] : Rows<const char*, std::string>{
+    for (const auto& [file, reason] : Rows<std::string, std::string>{
              {"signed.exe", ""},
              {"resigned.exe", ""},
              {"unsigned.exe", "not signed"},
              {"impostor.exe", "signed by an unexpected key (" + expected["name"] + ")"},
              {"tampered.exe", "changed after signing"},
              {"missing.exe", "could not be opened"},
+             {"linked-folder" + std::string(1, kSeparator) + "signed.exe", "is a link"},
          })
     {
         const InstallerSignature read = Read(file);

@@ -103,6 +103,11 @@ def main():
     sign(key, cert, os.path.join(out, "tampered.exe"), os.path.join(out, "resigned.exe"))
     open(os.path.join(out, "not-a-program.exe"), "wb").write(b"echo this is no program\r\n")
 
+    # A folder reached through a symbolic link (Wine reports such a folder as
+    # a reparse point).
+    os.makedirs(os.path.join(out, "real-folder"))
+    shutil.copyfile(os.path.join(out, "signed.exe"), os.path.join(out, "real-folder", "signed.exe"))
+    os.symlink("real-folder", os.path.join(out, "linked-folder"))
     run("openssl", "x509", "-in", cert, "-outform", "DER", "-out", os.path.join(out, "signer.der"))
     shutil.copyfile(cert, os.path.join(out, "signer.pem"))
     with open(os.path.join(out, "expected.txt"), "w", encoding="utf-8", newline="\n") as f:
