@@ -9,6 +9,7 @@ the openssl command, apart from the code under test, and written beside the
 files, with the signer's name: the tests compare what they read with these.
 
   make_signed_files.py OUT [--base PROGRAM] [--signer DIR]
+  make_signed_files.py --new-signer DIR   (makes DIR/signer.* once, prints its key)
 
 --base signs a copy of an existing program (one that runs); without it a
 minimal program is written. --signer takes signer.key/signer.pem from DIR
@@ -77,10 +78,18 @@ def change_one_byte(source, target):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("out")
+    parser.add_argument("out", nargs="?")
     parser.add_argument("--base")
     parser.add_argument("--signer")
+    parser.add_argument("--new-signer")
     args = parser.parse_args()
+    if args.new_signer:
+        # Kept across runs, so that the stub built for it is not rebuilt.
+        cert = os.path.join(args.new_signer, "signer.pem")
+        if not os.path.exists(cert):
+            make_signer(args.new_signer)
+        print(key_sha256(cert))
+        return 0
     out = args.out
     shutil.rmtree(out, ignore_errors=True)
     os.makedirs(out)
