@@ -37,7 +37,10 @@ std::string UnknownOption(const std::vector<OptionDef>& defs, const std::string&
 void Store(ParsedArguments& parsed, const OptionDef& def, const std::string& value)
 {
     if (def.takesValue)
+    {
         parsed.values[def.longName] = value;
+        parsed.repeated[def.longName].push_back(value);
+    }
     else
         ++parsed.flags[def.longName];
 }

@@ -25,7 +25,8 @@ struct OptionDef
 
 struct ParsedArguments
 {
-    std::map<std::string, std::string> values; // options with a value, by long name
+    std::map<std::string, std::string> values; // options with a value, by long name (the last given)
+    std::map<std::string, std::vector<std::string>> repeated; // every value of each, in order
     std::map<std::string, int> flags;          // options without a value: how often given
     std::vector<std::string> positionals;
 

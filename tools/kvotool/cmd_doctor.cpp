@@ -9,6 +9,7 @@
 #include "doc_log.h"
 #include "file_io.h"
 #include "game_folder.h"
+#include "installer_trust.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/title_metadata.h"
 #include "pe_version.h"
@@ -144,8 +145,9 @@ std::filesystem::path FsPath(const std::string& utf8)
 class Doctor
 {
   public:
-    Doctor(const std::string& game, const std::string& stub, const uint8_t* key, bool strict)
-        : m_Game(game), m_GameFull(FullPath(game)), m_Stub(stub), m_Key(key), m_Strict(strict)
+    Doctor(const std::string& game, const std::string& stub, const uint8_t* key, bool strict,
+           const InstallerPolicy& policy)
+        : m_Game(game), m_GameFull(FullPath(game)), m_Stub(stub), m_Key(key), m_Strict(strict), m_Policy(policy)
     {
         while (m_Game.size() > 1 && (m_Game.back() == '/' || m_Game.back() == '\\'))
             m_Game.pop_back();
@@ -181,6 +183,15 @@ class Doctor
     // The installer for the store front, when there is one: its name as the
     // stub runs it, and whether it is there.
     void CheckInstaller(TitleMetadata& metadata);
+    // Who signed the installer at FOUND, and whether the asked-for policy runs
+    // it; a refused installer ends the launch as a missing one does.
+    void ReportTrust(const std::string& found)
+    {
+        DiagnosticList trust;
+        if (ReportInstallerTrust(found, m_Policy, QuoteMessage(kPrerequisitesFailed), trust))
+            m_InstallerFound = false;
+        m_Report.diags.Append(trust, Shown(found));
+    }
     void Conclude();
 
     std::string m_Game;     // as the user named it
@@ -189,6 +200,7 @@ class Doctor
     std::string m_StubFolderFull;
     const uint8_t* m_Key;
     bool m_Strict;
+    InstallerPolicy m_Policy;
     Report m_Report;
 
     std::string m_MetadataFull; // the title.kvo the stub loads; empty when none
@@ -475,6 +487,7 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
         m_InstallerFound = true;
         Add(Severity::Note, "installer", intro + "the stub runs " + m_Installer + " elevated " + when,
             Shown(found));
+        ReportTrust(found);
         return;
     }
     if (m_Platform != GamePlatform::Steam)
@@ -514,6 +527,7 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
             intro + relative + " is missing, so the stub runs " + m_Installer +
                 " ('steamInstallerPath') elevated " + when,
             Shown(found));
+        ReportTrust(found);
         return;
     }
     Add(Severity::Error, "installer",
@@ -606,8 +620,10 @@ int Doctor::Run()
 
 int RunDoctor(const std::vector<std::string>& args)
 {
-    const std::vector<OptionDef> defs = {{"stub", 0, true},   {"key", 0, true},      {"strict", 0, false},
-                                         {"format", 0, true}, {"output", 'o', true}, {"help", 'h', false}};
+    const std::vector<OptionDef> defs = {{"stub", 0, true},           {"key", 0, true},
+                                         {"strict", 0, false},        {"format", 0, true},
+                                         {"output", 'o', true},       {"help", 'h', false},
+                                         {"installer-signer", 0, true}, {"installer-keys", 0, true}};
     ParsedArguments parsed;
     uint8_t key[32];
     const uint8_t* keyPtr = nullptr;
@@ -637,7 +653,15 @@ int RunDoctor(const std::vector<std::string>& args)
                      ec.message().c_str());
         return ExitUsage;
     }
-    Doctor doctor(game, stub, keyPtr, parsed.Has("strict"));
+    InstallerPolicy policy;
+    std::string policyError;
+    for (const std::string& certificate : parsed.repeated["installer-signer"])
+        if (!AddPolicySigner(certificate, policy, policyError))
+            return UsageError("doctor", policyError);
+    for (const std::string& keys : parsed.repeated["installer-keys"])
+        if (!AddPolicyKeys(keys, policy, policyError))
+            return UsageError("doctor", policyError);
+    Doctor doctor(game, stub, keyPtr, parsed.Has("strict"), policy);
     const int status = doctor.Run();
     return EmitReports("doctor", {doctor.GetReport()}, status, format, parsed);
 }

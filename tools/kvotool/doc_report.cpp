@@ -40,6 +40,9 @@ const Rule kRules[] = {
     {"stub", "The launch stub executable and its version resource"},
     {"installer", "The store front's installer that the launch stub runs"},
     {"game-executable", "The game's own executable named by principalFileName"},
+    {"installer-signature", "Who signed the installer that the launch stub elevates"},
+    {"installer-policy", "A launch stub with the given installer signer policy runs the installer"},
+    {"installer-refused", "A launch stub with the given installer signer policy refuses the installer"},
 };
 
 size_t RuleIndex(const Diagnostic& d)
