@@ -36,7 +36,7 @@ def windows_path(path):
 def doctor(args, folder, policy):
     command = ["doctor", "--format", "json", *policy, folder]
     if args.runner == "wine":
-        command = [windows_path(a) if os.path.exists(a) else a for a in command]
+        command = [windows_path(a) if "/" in a and os.path.exists(a) else a for a in command]
         done = wine_stub.run(args.kvotool, command, timeout=120)
     else:
         done = subprocess.run([args.kvotool, *command], capture_output=True, timeout=120)
