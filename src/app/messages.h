@@ -17,12 +17,17 @@ uint32_t WarningTextId(LaunchError warning);
 // the first "~" together with the ten characters after it becomes titleName.
 std::wstring ApplyMessageTextRules(std::wstring text, const std::wstring& titleName);
 
-// The string-table language for a player's UI language: the table has 13
+// The string-table language for a player's UI language: the table has 30
 // languages by exact locale, so a regional variant takes the one of its
 // primary language (Spanish: Spain es-ES, elsewhere es-MX; Chinese:
-// Traditional zh-TW, Simplified zh-CN; Portuguese pt-BR), and every other
-// language English.
+// Traditional zh-TW, Simplified zh-CN; Portuguese: Brazil pt-BR, elsewhere
+// pt-PT; every Norwegian nb-NO; every Arabic ar-SA), and every other language
+// English.
 uint16_t MessageLanguage(uint16_t uiLanguage);
+
+// Style bits a box adds for texts of the given table language: Arabic is read
+// right to left (MB_RTLREADING | MB_RIGHT), every other table left to right (0).
+uint32_t ReadingOrderStyle(uint16_t tableLanguage);
 
 // A text of the executable's string table in the player's language (falling
 // back to English); empty when the id is missing.
