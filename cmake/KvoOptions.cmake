@@ -25,13 +25,18 @@ endif()
 
 # A subsystem library made of every .cpp in the calling folder: files ending in
 # _win.cpp build only for Windows, files ending in _posix.cpp only natively.
-# kvo_add_glob_library(name [WINDOWS_ONLY] [DEPS ...] [WINDOWS_DEPS ...] [NATIVE_DEPS ...])
+# EXCLUDE leaves out the files whose names match a regular expression (a
+# library of their own in the same folder).
+# kvo_add_glob_library(name [WINDOWS_ONLY] [EXCLUDE regex] [DEPS ...] [WINDOWS_DEPS ...] [NATIVE_DEPS ...])
 function(kvo_add_glob_library name)
-  cmake_parse_arguments(ARG "WINDOWS_ONLY" "" "DEPS;WINDOWS_DEPS;NATIVE_DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "WINDOWS_ONLY" "EXCLUDE" "DEPS;WINDOWS_DEPS;NATIVE_DEPS" ${ARGN})
   if(ARG_WINDOWS_ONLY AND NOT KVO_WINDOWS)
     return()
   endif()
   file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  if(ARG_EXCLUDE)
+    list(FILTER srcs EXCLUDE REGEX "${ARG_EXCLUDE}")
+  endif()
   if(KVO_WINDOWS)
     list(FILTER srcs EXCLUDE REGEX "_posix\\.cpp$")
   else()

@@ -1,7 +1,8 @@
-/* A stand-in for a bcrypt.dll that someone placed in a game folder: when any
-   process loads it, it appends that process's file name to a marker file
-   beside itself. It exports the calls the control program imports, so that
-   a program which imports bcrypt.dll the ordinary way starts with it. */
+/* A stand-in for a system DLL (bcrypt.dll, wintrust.dll) that someone placed
+   in a game folder: when any process loads it, it appends that process's
+   file name to a marker file beside itself. It exports the calls the control
+   programs import, so that a program which imports the DLL the ordinary way
+   starts with it. */
 #include <windows.h>
 
 static void RecordLoad(HINSTANCE self)
@@ -44,4 +45,11 @@ __declspec(dllexport) LONG WINAPI BCryptGenRandom(void* a, unsigned char* b, ULO
 {
     (void)a, (void)b, (void)c, (void)d;
     return (LONG)0xC00000BBL;
+}
+
+/* As wintrust.dll: a forged "trusted" answer is what such a copy would give. */
+__declspec(dllexport) LONG WINAPI WinVerifyTrust(void* a, void* b, void* c)
+{
+    (void)a, (void)b, (void)c;
+    return 0;
 }
