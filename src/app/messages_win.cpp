@@ -16,7 +16,7 @@ constexpr size_t kPlaceholderLength = 11; // "~TitleName~"
 
 constexpr LANGID kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
 
-// The languages of the string table, each standing for its primary language
+// The languages of the message tables, each standing for its primary language
 // (Spanish, Chinese and Portuguese are chosen among two below).
 constexpr LANGID kTableLanguages[] = {
     kEnglish,
@@ -46,42 +46,42 @@ constexpr LANGID kTableLanguages[] = {
     MAKELANGID(LANG_VIETNAMESE, SUBLANG_VIETNAMESE_VIETNAM),
 };
 
-// One text of a string-table block in the given language, without the
-// loader's own choice of language; false when that language lacks the block.
-bool FindStringIn(LANGID language, uint32_t id, std::wstring& text)
-{
-    const HMODULE module = GetModuleHandleW(nullptr);
-    const HRSRC found =
-        FindResourceExW(module, RT_STRING, MAKEINTRESOURCEW(static_cast<WORD>((id >> 4) + 1)), language);
-    if (!found)
-        return false;
-    const HGLOBAL loaded = LoadResource(module, found);
-    const auto* entry = loaded ? static_cast<const WCHAR*>(LockResource(loaded)) : nullptr;
-    if (!entry)
-        return false;
-    // A block holds 16 counted texts one after the other.
-    const WCHAR* end = entry + SizeofResource(module, found) / sizeof(WCHAR);
-    for (uint32_t index = id & 15; entry < end; --index)
-    {
-        const size_t length = *entry++;
-        if (length > static_cast<size_t>(end - entry))
-            return false;
-        if (index == 0)
-        {
-            text.assign(entry, length);
-            return true;
-        }
-        entry += length;
-    }
-    return false;
-}
-
 // The table this player's texts come from.
 uint16_t PlayerTableLanguage()
 {
     return MessageLanguage(GetUserDefaultUILanguage());
 }
 } // namespace
+
+bool FindMessageText(const void* module, uint16_t language, uint32_t id, std::wstring& text)
+{
+    // FindResourceEx takes the language as asked, without the loader's own
+    // choice among the languages present.
+    const HMODULE handle = static_cast<HMODULE>(const_cast<void*>(module));
+    const HRSRC found = FindResourceExW(handle, RT_RCDATA, MAKEINTRESOURCEW(1), language);
+    const HGLOBAL loaded = found ? LoadResource(handle, found) : nullptr;
+    const auto* at = loaded ? static_cast<const uint8_t*>(LockResource(loaded)) : nullptr;
+    if (!at)
+        return false;
+    const uint8_t* const end = at + SizeofResource(handle, found);
+    while (end - at >= 4)
+    {
+        const uint32_t recordId = at[0] | at[1] << 8;
+        const int length = at[2] | at[3] << 8;
+        at += 4;
+        if (length > end - at)
+            return false;
+        if (recordId == id)
+        {
+            const char* utf8 = reinterpret_cast<const char*>(at);
+            const int wide = MultiByteToWideChar(CP_UTF8, 0, utf8, length, nullptr, 0);
+            text.resize(static_cast<size_t>(wide));
+            return length == 0 || (wide > 0 && MultiByteToWideChar(CP_UTF8, 0, utf8, length, &text[0], wide) == wide);
+        }
+        at += length;
+    }
+    return false;
+}
 
 uint16_t MessageLanguage(uint16_t uiLanguage)
 {
@@ -186,8 +186,9 @@ std::wstring ApplyMessageTextRules(std::wstring text, const std::wstring& titleN
 std::wstring LoadMessageText(uint32_t id)
 {
     std::wstring text;
-    if (!FindStringIn(PlayerTableLanguage(), id, text))
-        FindStringIn(kEnglish, id, text);
+    const HMODULE self = GetModuleHandleW(nullptr);
+    if (!FindMessageText(self, PlayerTableLanguage(), id, text))
+        FindMessageText(self, kEnglish, id, text);
     // A text is at most 511 characters, as the loader's fixed buffer gave.
     if (text.size() > 511)
         text.resize(511);

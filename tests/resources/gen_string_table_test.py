@@ -38,13 +38,12 @@ def read_string_blocks(res_path):
         if data_size:  # the empty leading entry has no numeric type and name
             marker1, rtype, marker2, name, _, _, language = struct.unpack_from("<HHHHIHH", data, offset + 8)
             assert marker1 == marker2 == 0xFFFF, "named resource"
-            if rtype == 6:
+            if rtype == 10 and name == 1:  # RT_RCDATA 1: the language's message table
                 at = 0
-                for index in range(16):
-                    (length,) = struct.unpack_from("<H", body, at)
-                    if length:
-                        texts[(language, (name - 1) * 16 + index)] = body[at + 2:at + 2 + 2 * length].decode("utf-16-le")
-                    at += 2 + 2 * length
+                while at + 4 <= len(body):
+                    sid, length = struct.unpack_from("<HH", body, at)
+                    texts[(language, sid)] = body[at + 4:at + 4 + length].decode("utf-8")
+                    at += 4 + length
         offset += (header_size + data_size + 3) & ~3
     return texts
 

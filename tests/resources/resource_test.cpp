@@ -91,25 +91,26 @@ std::vector<WORD> ResourceLanguages(HMODULE module, LPCWSTR type, WORD name)
     return languages;
 }
 
-// Every text of every language: block n holds ids (n - 1) * 16 to n * 16 - 1 as counted UTF-16 strings.
+// Every text of every language: each language's RCDATA resource 1 holds, per
+// text, its id and byte length (16 bits each, little-endian) and its UTF-8.
 StringTable ReadStringTable(HMODULE module)
 {
     StringTable table;
-    for (WORD block : ResourceNames(module, RT_STRING))
+    for (WORD language : ResourceLanguages(module, RT_RCDATA, 1))
     {
-        for (WORD language : ResourceLanguages(module, RT_STRING, block))
+        const std::vector<uint8_t> bytes = ResourceBytes(module, RT_RCDATA, MAKEINTRESOURCEW(1), language);
+        for (size_t offset = 0; offset + 4 <= bytes.size();)
         {
-            const std::vector<uint8_t> bytes =
-                ResourceBytes(module, RT_STRING, MAKEINTRESOURCEW(block), language);
-            for (size_t index = 0, offset = 0; index < 16 && offset + 2 <= bytes.size(); ++index)
-            {
-                const size_t length = bytes[offset] | bytes[offset + 1] << 8;
-                offset += 2;
-                if (length > 0 && offset + length * 2 <= bytes.size())
-                    table[language][UINT((block - 1) * 16 + index)] =
-                        std::wstring(reinterpret_cast<const wchar_t*>(bytes.data() + offset), length);
-                offset += length * 2;
-            }
+            const UINT id = bytes[offset] | bytes[offset + 1] << 8;
+            const size_t length = bytes[offset + 2] | bytes[offset + 3] << 8;
+            offset += 4;
+            if (offset + length > bytes.size())
+                break;
+            const char* utf8 = reinterpret_cast<const char*>(bytes.data() + offset);
+            std::wstring text(length, L'\0');
+            text.resize(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8, int(length), &text[0], int(length)));
+            table[language][id] = text;
+            offset += length;
         }
     }
     return table;
