@@ -5,6 +5,7 @@
 #include "resources/support_url.h"
 
 #include <windows.h>
+// shellapi.h needs windows.h first.
 #include <shellapi.h>
 
 std::wstring TitleNameText;
@@ -15,50 +16,72 @@ constexpr size_t kPlaceholderLength = 11; // "~TitleName~"
 
 constexpr LANGID kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
 
-// The languages of the string table, each standing for its primary language
-// (Spanish and Chinese are chosen among two below).
+// The languages of the message tables, each standing for its primary language
+// (Spanish, Chinese and Portuguese are chosen among two below).
 constexpr LANGID kTableLanguages[] = {
     kEnglish,
+    MAKELANGID(LANG_ARABIC, SUBLANG_ARABIC_SAUDI_ARABIA),
+    MAKELANGID(LANG_BULGARIAN, SUBLANG_BULGARIAN_BULGARIA),
+    MAKELANGID(LANG_CZECH, SUBLANG_CZECH_CZECH_REPUBLIC),
+    MAKELANGID(LANG_DANISH, SUBLANG_DANISH_DENMARK),
     MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN),
+    MAKELANGID(LANG_GREEK, SUBLANG_GREEK_GREECE),
+    MAKELANGID(LANG_FINNISH, SUBLANG_FINNISH_FINLAND),
     MAKELANGID(LANG_FRENCH, SUBLANG_FRENCH),
+    MAKELANGID(LANG_HUNGARIAN, SUBLANG_HUNGARIAN_HUNGARY),
     MAKELANGID(LANG_ITALIAN, SUBLANG_ITALIAN),
-    MAKELANGID(LANG_POLISH, SUBLANG_POLISH_POLAND),
-    MAKELANGID(LANG_PORTUGUESE, SUBLANG_PORTUGUESE_BRAZILIAN),
-    MAKELANGID(LANG_RUSSIAN, SUBLANG_RUSSIAN_RUSSIA),
     MAKELANGID(LANG_JAPANESE, SUBLANG_JAPANESE_JAPAN),
     MAKELANGID(LANG_KOREAN, SUBLANG_KOREAN),
+    MAKELANGID(LANG_DUTCH, SUBLANG_DUTCH),
+    // Bokmål, Nynorsk and the neutral "no" share one primary language.
+    MAKELANGID(LANG_NORWEGIAN, SUBLANG_NORWEGIAN_BOKMAL),
+    MAKELANGID(LANG_POLISH, SUBLANG_POLISH_POLAND),
+    MAKELANGID(LANG_ROMANIAN, SUBLANG_ROMANIAN_ROMANIA),
+    MAKELANGID(LANG_RUSSIAN, SUBLANG_RUSSIAN_RUSSIA),
+    MAKELANGID(LANG_SWEDISH, SUBLANG_SWEDISH),
+    MAKELANGID(LANG_THAI, SUBLANG_THAI_THAILAND),
+    MAKELANGID(LANG_TURKISH, SUBLANG_TURKISH_TURKEY),
+    MAKELANGID(LANG_INDONESIAN, SUBLANG_INDONESIAN_INDONESIA),
+    MAKELANGID(LANG_UKRAINIAN, SUBLANG_UKRAINIAN_UKRAINE),
+    MAKELANGID(LANG_VIETNAMESE, SUBLANG_VIETNAMESE_VIETNAM),
 };
 
-// One text of a string-table block in the given language, without the
-// loader's own choice of language; false when that language lacks the block.
-bool FindStringIn(LANGID language, uint32_t id, std::wstring& text)
+// The table this player's texts come from.
+uint16_t PlayerTableLanguage()
 {
-    const HMODULE module = GetModuleHandleW(nullptr);
-    const HRSRC found = FindResourceExW(module, RT_STRING,
-                                        MAKEINTRESOURCEW(static_cast<WORD>((id >> 4) + 1)), language);
-    if (!found)
+    return MessageLanguage(GetUserDefaultUILanguage());
+}
+} // namespace
+
+bool FindMessageText(const void* module, uint16_t language, uint32_t id, std::wstring& text)
+{
+    // FindResourceEx takes the language as asked, without the loader's own
+    // choice among the languages present.
+    const HMODULE handle = static_cast<HMODULE>(const_cast<void*>(module));
+    const HRSRC found = FindResourceExW(handle, RT_RCDATA, MAKEINTRESOURCEW(1), language);
+    const HGLOBAL loaded = found ? LoadResource(handle, found) : nullptr;
+    const auto* at = loaded ? static_cast<const uint8_t*>(LockResource(loaded)) : nullptr;
+    if (!at)
         return false;
-    const HGLOBAL loaded = LoadResource(module, found);
-    const auto* entry = loaded ? static_cast<const WCHAR*>(LockResource(loaded)) : nullptr;
-    if (!entry)
-        return false;
-    // A block holds 16 counted texts one after the other.
-    const WCHAR* end = entry + SizeofResource(module, found) / sizeof(WCHAR);
-    for (uint32_t index = id & 15; entry < end; --index)
+    const uint8_t* const end = at + SizeofResource(handle, found);
+    while (end - at >= 4)
     {
-        const size_t length = *entry++;
-        if (length > static_cast<size_t>(end - entry))
+        const uint32_t recordId = at[0] | at[1] << 8;
+        const int length = at[2] | at[3] << 8;
+        at += 4;
+        if (length > end - at)
             return false;
-        if (index == 0)
+        if (recordId == id)
         {
-            text.assign(entry, length);
-            return true;
+            const char* utf8 = reinterpret_cast<const char*>(at);
+            const int wide = MultiByteToWideChar(CP_UTF8, 0, utf8, length, nullptr, 0);
+            text.resize(static_cast<size_t>(wide));
+            return length == 0 || (wide > 0 && MultiByteToWideChar(CP_UTF8, 0, utf8, length, &text[0], wide) == wide);
         }
-        entry += length;
+        at += length;
     }
     return false;
 }
-} // namespace
 
 uint16_t MessageLanguage(uint16_t uiLanguage)
 {
@@ -69,8 +92,9 @@ uint16_t MessageLanguage(uint16_t uiLanguage)
     case LANG_SPANISH:
         // Spain, in either sort order; every other Spanish-speaking place
         // reads the Latin American text.
-        return sub == SUBLANG_SPANISH || sub == SUBLANG_SPANISH_MODERN ? MAKELANGID(LANG_SPANISH, SUBLANG_SPANISH_MODERN)
-                                                                       : MAKELANGID(LANG_SPANISH, SUBLANG_SPANISH_MEXICAN);
+        return sub == SUBLANG_SPANISH || sub == SUBLANG_SPANISH_MODERN
+                   ? MAKELANGID(LANG_SPANISH, SUBLANG_SPANISH_MODERN)
+                   : MAKELANGID(LANG_SPANISH, SUBLANG_SPANISH_MEXICAN);
     case LANG_CHINESE:
         // Taiwan, Hong Kong, Macau and the script-only "zh-Hant" (0x7C04)
         // write Traditional characters; the mainland, Singapore and "zh-Hans"
@@ -79,6 +103,10 @@ uint16_t MessageLanguage(uint16_t uiLanguage)
                        sub == SUBLANG_CHINESE_MACAU || sub == 0x1F
                    ? MAKELANGID(LANG_CHINESE, SUBLANG_CHINESE_TRADITIONAL)
                    : MAKELANGID(LANG_CHINESE, SUBLANG_CHINESE_SIMPLIFIED);
+    case LANG_PORTUGUESE:
+        // Brazil has its own text; Portugal's serves every other place.
+        return sub == SUBLANG_PORTUGUESE_BRAZILIAN ? MAKELANGID(LANG_PORTUGUESE, SUBLANG_PORTUGUESE_BRAZILIAN)
+                                                   : MAKELANGID(LANG_PORTUGUESE, SUBLANG_PORTUGUESE);
     default:
         for (const LANGID language : kTableLanguages)
         {
@@ -87,6 +115,11 @@ uint16_t MessageLanguage(uint16_t uiLanguage)
         }
         return kEnglish;
     }
+}
+
+uint32_t ReadingOrderStyle(uint16_t tableLanguage)
+{
+    return PRIMARYLANGID(tableLanguage) == LANG_ARABIC ? MB_RTLREADING | MB_RIGHT : 0;
 }
 
 void CALLBACK OpenSupportPage(LPHELPINFO /*helpInfo*/)
@@ -99,16 +132,26 @@ uint32_t ErrorTextId(LaunchError error)
 {
     switch (error)
     {
-    case LauncherNotFound: return IDS_LAUNCHER_NOT_FOUND;
-    case TargetPathNotFound: return IDS_TARGET_PATH_NOT_FOUND;
-    case LaunchFailed: return IDS_LAUNCH_FAILED;
-    case PrerequisitesFailed: return IDS_PREREQUISITES_FAILED;
-    case XpVistaUnsupported: return IDS_XP_VISTA_UNSUPPORTED;
-    case ServicePack1Required: return IDS_SERVICE_PACK_1_REQUIRED;
-    case Windows7And8Unsupported: return IDS_WINDOWS_7_8_UNSUPPORTED;
-    case LauncherOutOfDate: return IDS_LAUNCHER_OUT_OF_DATE;
-    case GameExecutableNotFound: return IDS_GAME_EXECUTABLE_NOT_FOUND;
-    default: return IDS_GENERIC_LAUNCH_FAILED;
+    case LauncherNotFound:
+        return IDS_LAUNCHER_NOT_FOUND;
+    case TargetPathNotFound:
+        return IDS_TARGET_PATH_NOT_FOUND;
+    case LaunchFailed:
+        return IDS_LAUNCH_FAILED;
+    case PrerequisitesFailed:
+        return IDS_PREREQUISITES_FAILED;
+    case XpVistaUnsupported:
+        return IDS_XP_VISTA_UNSUPPORTED;
+    case ServicePack1Required:
+        return IDS_SERVICE_PACK_1_REQUIRED;
+    case Windows7And8Unsupported:
+        return IDS_WINDOWS_7_8_UNSUPPORTED;
+    case LauncherOutOfDate:
+        return IDS_LAUNCHER_OUT_OF_DATE;
+    case GameExecutableNotFound:
+        return IDS_GAME_EXECUTABLE_NOT_FOUND;
+    default:
+        return IDS_GENERIC_LAUNCH_FAILED;
     }
 }
 
@@ -116,10 +159,14 @@ uint32_t WarningTextId(LaunchError warning)
 {
     switch (warning)
     {
-    case XpVistaUnsupported: return IDS_XP_VISTA_UNSUPPORTED_WARNING;
-    case ServicePack1Required: return IDS_SERVICE_PACK_1_REQUIRED;
-    case UninstallCanceled: return IDS_UNINSTALL_CANCELED;
-    default: return IDS_GENERIC_LAUNCH_FAILED;
+    case XpVistaUnsupported:
+        return IDS_XP_VISTA_UNSUPPORTED_WARNING;
+    case ServicePack1Required:
+        return IDS_SERVICE_PACK_1_REQUIRED;
+    case UninstallCanceled:
+        return IDS_UNINSTALL_CANCELED;
+    default:
+        return IDS_GENERIC_LAUNCH_FAILED;
     }
 }
 
@@ -139,8 +186,9 @@ std::wstring ApplyMessageTextRules(std::wstring text, const std::wstring& titleN
 std::wstring LoadMessageText(uint32_t id)
 {
     std::wstring text;
-    if (!FindStringIn(MessageLanguage(GetUserDefaultUILanguage()), id, text))
-        FindStringIn(kEnglish, id, text);
+    const HMODULE self = GetModuleHandleW(nullptr);
+    if (!FindMessageText(self, PlayerTableLanguage(), id, text))
+        FindMessageText(self, kEnglish, id, text);
     // A text is at most 511 characters, as the loader's fixed buffer gave.
     if (text.size() > 511)
         text.resize(511);
@@ -158,7 +206,8 @@ void ShowError(LaunchError error)
     params.cbSize = sizeof params;
     params.lpszText = text.c_str();
     params.lpszCaption = caption.c_str();
-    params.dwStyle = MB_OK | MB_ICONEXCLAMATION | MB_SYSTEMMODAL | MB_HELP | MB_TOPMOST;
+    params.dwStyle = MB_OK | MB_ICONEXCLAMATION | MB_SYSTEMMODAL | MB_HELP | MB_TOPMOST |
+                     ReadingOrderStyle(PlayerTableLanguage());
     params.lpfnMsgBoxCallback = OpenSupportPage;
     MessageBoxIndirectW(&params);
 }
@@ -169,5 +218,5 @@ void ShowWarning(LaunchError warning)
     const std::wstring text = LoadMessageText(WarningTextId(warning));
     StubLog::Printf("Warning: %ls", caption.c_str());
     StubLog::Printf("%ls", text.c_str());
-    MessageBoxW(nullptr, text.c_str(), caption.c_str(), MB_OK);
+    MessageBoxW(nullptr, text.c_str(), caption.c_str(), MB_OK | ReadingOrderStyle(PlayerTableLanguage()));
 }

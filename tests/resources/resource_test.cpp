@@ -24,7 +24,9 @@ namespace
 using Texts = std::map<UINT, std::wstring>;
 using StringTable = std::map<LANGID, Texts>;
 
-const std::set<LANGID> kLanguages = {1028, 1031, 1033, 1036, 1040, 1041, 1042, 1045, 1046, 1049, 2052, 2058, 3082};
+const std::set<LANGID> kLanguages = {1025, 1026, 1028, 1029, 1030, 1031, 1032, 1033, 1035, 1036,
+                                     1038, 1040, 1041, 1042, 1043, 1044, 1045, 1046, 1048, 1049,
+                                     1053, 1054, 1055, 1057, 1058, 1066, 2052, 2058, 2070, 3082};
 const std::set<UINT> kIds = {102, 103, 104, 105, 106, 107, 108, 109, 110, 111, 112, 113, 114, 115, 116, 117,
                              118, 202, 203, 204, 205, 206, 207, 208, 209, 210, 299, 300, 301, 302, 303};
 const std::set<UINT> kIdsWithAddress = {116, 117, 118, 206, 207, 208, 210, 299};
@@ -63,42 +65,52 @@ std::vector<uint8_t> ResourceBytes(HMODULE module, LPCWSTR type, LPCWSTR name, W
 std::vector<WORD> ResourceNames(HMODULE module, LPCWSTR type)
 {
     std::vector<WORD> names;
-    EnumResourceNamesW(module, type, [](HMODULE, LPCWSTR, LPWSTR name, LONG_PTR out) -> BOOL {
-        reinterpret_cast<std::vector<WORD>*>(out)->push_back(IS_INTRESOURCE(name) ? WORD(ULONG_PTR(name)) : 0);
-        return TRUE;
-    }, LONG_PTR(&names));
+    EnumResourceNamesW(
+        module, type,
+        [](HMODULE, LPCWSTR, LPWSTR name, LONG_PTR out) -> BOOL
+        {
+            reinterpret_cast<std::vector<WORD>*>(out)->push_back(IS_INTRESOURCE(name) ? WORD(ULONG_PTR(name))
+                                                                                      : 0);
+            return TRUE;
+        },
+        LONG_PTR(&names));
     return names;
 }
 
 std::vector<WORD> ResourceLanguages(HMODULE module, LPCWSTR type, WORD name)
 {
     std::vector<WORD> languages;
-    EnumResourceLanguagesW(module, type, MAKEINTRESOURCEW(name), [](HMODULE, LPCWSTR, LPCWSTR, WORD language,
-                                                                    LONG_PTR out) -> BOOL {
-        reinterpret_cast<std::vector<WORD>*>(out)->push_back(language);
-        return TRUE;
-    }, LONG_PTR(&languages));
+    EnumResourceLanguagesW(
+        module, type, MAKEINTRESOURCEW(name),
+        [](HMODULE, LPCWSTR, LPCWSTR, WORD language, LONG_PTR out) -> BOOL
+        {
+            reinterpret_cast<std::vector<WORD>*>(out)->push_back(language);
+            return TRUE;
+        },
+        LONG_PTR(&languages));
     return languages;
 }
 
-// Every text of every language: block n holds ids (n - 1) * 16 to n * 16 - 1 as counted UTF-16 strings.
+// Every text of every language: each language's RCDATA resource 1 holds, per
+// text, its id and byte length (16 bits each, little-endian) and its UTF-8.
 StringTable ReadStringTable(HMODULE module)
 {
     StringTable table;
-    for (WORD block : ResourceNames(module, RT_STRING))
+    for (WORD language : ResourceLanguages(module, RT_RCDATA, 1))
     {
-        for (WORD language : ResourceLanguages(module, RT_STRING, block))
+        const std::vector<uint8_t> bytes = ResourceBytes(module, RT_RCDATA, MAKEINTRESOURCEW(1), language);
+        for (size_t offset = 0; offset + 4 <= bytes.size();)
         {
-            const std::vector<uint8_t> bytes = ResourceBytes(module, RT_STRING, MAKEINTRESOURCEW(block), language);
-            for (size_t index = 0, offset = 0; index < 16 && offset + 2 <= bytes.size(); ++index)
-            {
-                const size_t length = bytes[offset] | bytes[offset + 1] << 8;
-                offset += 2;
-                if (length > 0 && offset + length * 2 <= bytes.size())
-                    table[language][UINT((block - 1) * 16 + index)] =
-                        std::wstring(reinterpret_cast<const wchar_t*>(bytes.data() + offset), length);
-                offset += length * 2;
-            }
+            const UINT id = bytes[offset] | bytes[offset + 1] << 8;
+            const size_t length = bytes[offset + 2] | bytes[offset + 3] << 8;
+            offset += 4;
+            if (offset + length > bytes.size())
+                break;
+            const char* utf8 = reinterpret_cast<const char*>(bytes.data() + offset);
+            std::wstring text(length, L'\0');
+            text.resize(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8, int(length), &text[0], int(length)));
+            table[language][id] = text;
+            offset += length;
         }
     }
     return table;
@@ -107,16 +119,24 @@ StringTable ReadStringTable(HMODULE module)
 // The English texts, word for word.
 Texts ExpectedEnglish()
 {
-    const std::wstring visit = L"Please visit Tavrin Games Support at " + kAddressInText + L" for more information.";
+    const std::wstring visit =
+        L"Please visit Tavrin Games Support at " + kAddressInText + L" for more information.";
     return {
         {102, L"Unable to locate the Tavrin Games Launcher, please verify your game data and complete the "
               L"Tavrin Games Launcher installation."},
         {103, L"Unable to locate target path, please verify your game data."},
         {104, L"Unable to launch game, please verify your game data."},
-        {105, L"Uninstall has been canceled."}, {106, L"Are you sure you want to uninstall ~TitleName~?"},
-        {107, L"Uninstall"}, {108, L"Uninstall has been completed."}, {109, L"Deleting Game Files"},
-        {110, L"Deleted File"}, {111, L"Deleted Folder"}, {112, L"Not Found"}, {113, L"Deleting Registry Keys"},
-        {114, L"Are you sure you want to cancel?"}, {115, L"Are you sure you want to cancel?"},
+        {105, L"Uninstall has been canceled."},
+        {106, L"Are you sure you want to uninstall ~TitleName~?"},
+        {107, L"Uninstall"},
+        {108, L"Uninstall has been completed."},
+        {109, L"Deleting Game Files"},
+        {110, L"Deleted File"},
+        {111, L"Deleted Folder"},
+        {112, L"Not Found"},
+        {113, L"Deleting Registry Keys"},
+        {114, L"Are you sure you want to cancel?"},
+        {115, L"Are you sure you want to cancel?"},
         {116, L"Unable to launch uninstaller. " + visit},
         {117, L"~TitleName~ could not be uninstalled. " + visit},
         {118, L"Support for Windows\u00AE 7 and Windows\u00AE 8 has ended. " + visit},
@@ -128,21 +148,33 @@ Texts ExpectedEnglish()
         {207, L"Support for Windows\u00AE XP and Windows\u00AE Vista has ended. " + visit},
         {208, L"Windows\u00AE 7 Service Pack 1 is required in order to launch this title. " + visit},
         {209, L"The Tavrin Games Launcher is out of date, please verify your game data."},
-        {210, L"Unable to locate game executable. This game may not yet be available. If this issue persists, "
-              L"please verify your game data. \n\n" +
-                  visit},
-        {299, L"Unable to launch game. " + visit}, {300, L"Error"}, {301, L"Warning"}, {302, L"Failed to Delete"},
+        {210,
+         L"Unable to locate game executable. This game may not yet be available. If this issue persists, "
+         L"please verify your game data. \n\n" +
+             visit},
+        {299, L"Unable to launch game. " + visit},
+        {300, L"Error"},
+        {301, L"Warning"},
+        {302, L"Failed to Delete"},
         {303, L"Uninstall has been completed. Some files or folders failed to delete, these can be removed "
               L"manually. Uninstaller will now exit."},
     };
 }
 
 const std::tuple<LANGID, const wchar_t*, const wchar_t*> kCaptions[] = {
-    {1028, L"\u932F\u8AA4", L"\u8B66\u544A"}, {1031, L"Fehler", L"Warnung"}, {1033, L"Error", L"Warning"},
-    {1036, L"Erreur", L"Attention"}, {1040, L"Errore", L"Attenzione"}, {1041, L"\u30A8\u30E9\u30FC", L"\u8B66\u544A"},
-    {1042, L"\uC624\uB958", L"\uC8FC\uC758"}, {1045, L"B\u0142\u0105d", L"Ostrze\u017Cenie"}, {1046, L"Erro", L"Aviso"},
+    {1028, L"\u932F\u8AA4", L"\u8B66\u544A"},
+    {1031, L"Fehler", L"Warnung"},
+    {1033, L"Error", L"Warning"},
+    {1036, L"Erreur", L"Attention"},
+    {1040, L"Errore", L"Attenzione"},
+    {1041, L"\u30A8\u30E9\u30FC", L"\u8B66\u544A"},
+    {1042, L"\uC624\uB958", L"\uC8FC\uC758"},
+    {1045, L"B\u0142\u0105d", L"Ostrze\u017Cenie"},
+    {1046, L"Erro", L"Aviso"},
     {1049, L"\u041E\u0448\u0438\u0431\u043A\u0430", L"\u0412\u043D\u0438\u043C\u0430\u043D\u0438\u0435"},
-    {2052, L"\u9519\u8BEF", L"\u6CE8\u610F"}, {2058, L"Error", L"Advertencia"}, {3082, L"Error", L"Atenci\u00F3n"},
+    {2052, L"\u9519\u8BEF", L"\u6CE8\u610F"},
+    {2058, L"Error", L"Advertencia"},
+    {3082, L"Error", L"Atenci\u00F3n"},
 };
 
 // A text that landed under the wrong language id, or was left in English,
@@ -150,25 +182,34 @@ const std::tuple<LANGID, const wchar_t*, const wchar_t*> kCaptions[] = {
 bool WrittenInScriptOf(LANGID language, const std::wstring& text)
 {
     const std::map<LANGID, std::pair<wchar_t, wchar_t>> scripts = {
-        {1049, {0x0400, 0x04FF}}, {1041, {0x3040, 0x30FF}}, {1042, {0xAC00, 0xD7A3}},
-        {1028, {0x4E00, 0x9FFF}}, {2052, {0x4E00, 0x9FFF}}};
+        {1025, {0x0600, 0x06FF}}, {1026, {0x0400, 0x04FF}}, {1032, {0x0370, 0x03FF}},
+        {1049, {0x0400, 0x04FF}}, {1054, {0x0E00, 0x0E7F}}, {1058, {0x0400, 0x04FF}},
+        {1041, {0x3040, 0x30FF}}, {1042, {0xAC00, 0xD7A3}}, {1028, {0x4E00, 0x9FFF}},
+        {2052, {0x4E00, 0x9FFF}}, {1066, {0x1EA0, 0x1EF9}}, // Vietnamese: the letters with two marks
+    };
     const auto script = scripts.find(language);
     if (script == scripts.end())
-        return std::all_of(text.begin(), text.end(), [](wchar_t c) {
-            return c < 0x0180 || c == 0x2013 || c == 0x2014 || c == 0x2019;
-        });
+        return std::all_of(text.begin(), text.end(),
+                           [language](wchar_t c)
+                           {
+                               const bool romanianComma =
+                                   language == 1048 && c >= 0x0218 && c <= 0x021B; // Ș ș Ț ț
+                               return c < 0x0180 || romanianComma || c == 0x2013 || c == 0x2014 ||
+                                      c == 0x2019 || (c >= 0x201C && c <= 0x201E) || c == 0x2026;
+                           });
     const auto [first, last] = script->second;
     return std::any_of(text.begin(), text.end(), [=](wchar_t c) { return c >= first && c <= last; });
 }
 
 class ModuleResources : public ::testing::TestWithParam<const wchar_t*>
 {
-protected:
+  protected:
     void SetUp() override
     {
         path_ = ExeFolder() + L"\\" + GetParam();
         module_.reset(LoadLibraryExW(path_.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
-        ASSERT_TRUE(module_) << "cannot load " << Narrow(path_) << " as a data file, error " << GetLastError();
+        ASSERT_TRUE(module_) << "cannot load " << Narrow(path_) << " as a data file, error "
+                             << GetLastError();
         table_ = ReadStringTable(module_.get());
         ASSERT_EQ(table_.count(1033), 1u) << "no English texts";
     }
@@ -179,7 +220,7 @@ protected:
     StringTable table_;
 };
 
-TEST_P(ModuleResources, StringTableHoldsTheSameIdsInEachOfTheThirteenLanguages)
+TEST_P(ModuleResources, StringTableHoldsTheSameIdsInEachOfTheThirtyLanguages)
 {
     std::set<LANGID> languages;
     for (const auto& [language, texts] : table_)
@@ -217,13 +258,15 @@ TEST_P(ModuleResources, EveryTextKeepsPlaceholderLineFeedsAddressAndMarks)
     {
         for (const auto& [id, text] : texts)
         {
-            SCOPED_TRACE(testing::Message() << "language " << language << ", id " << id << ": " << Narrow(text));
+            SCOPED_TRACE(testing::Message()
+                         << "language " << language << ", id " << id << ": " << Narrow(text));
             EXPECT_FALSE(text.empty());
             EXPECT_LT(text.size(), 512u);
 
             const size_t placeholders = Count(text, L"~TitleName~");
             EXPECT_EQ(placeholders, kIdsWithPlaceholder.count(id) ? 1u : 0u);
-            EXPECT_EQ(Count(text, L"~"), 2 * placeholders) << "a stray ~ would swallow the ten characters after it";
+            EXPECT_EQ(Count(text, L"~"), 2 * placeholders)
+                << "a stray ~ would swallow the ten characters after it";
             EXPECT_EQ(text.find(L'\u00B5'), std::wstring::npos) << "U+00B5 is shown as a no-break space";
 
             EXPECT_EQ(Count(text, L"\n"), id == kIdWithLineFeeds ? 2u : 0u);
@@ -233,7 +276,8 @@ TEST_P(ModuleResources, EveryTextKeepsPlaceholderLineFeedsAddressAndMarks)
             EXPECT_EQ(text.find(L'\uFFFD'), std::wstring::npos);
 
             EXPECT_EQ(Count(text, kSupportUrlW), kIdsWithAddress.count(id) ? 1u : 0u);
-            EXPECT_EQ(Count(text, kAddressInText), kIdsWithAddress.count(id) ? 1u : 0u) << "address and closing slash";
+            EXPECT_EQ(Count(text, kAddressInText), kIdsWithAddress.count(id) ? 1u : 0u)
+                << "address and closing slash";
             EXPECT_EQ(Count(text, L"\u00AE"), Count(English().at(id), L"\u00AE"));
         }
     }
@@ -247,7 +291,8 @@ TEST_P(ModuleResources, TranslationsAreInTheirLanguagesScript)
         {
             if (language == 1033 || id == IDS_CAPTION_ERROR || id == IDS_CAPTION_WARNING)
                 continue; // captions are checked word for word
-            SCOPED_TRACE(testing::Message() << "language " << language << ", id " << id << ": " << Narrow(text));
+            SCOPED_TRACE(testing::Message()
+                         << "language " << language << ", id " << id << ": " << Narrow(text));
             EXPECT_TRUE(WrittenInScriptOf(language, text));
             EXPECT_NE(text, English().at(id)) << "left in English";
         }
@@ -263,16 +308,19 @@ TEST_P(ModuleResources, TranslationsAreInTheirLanguagesScript)
 
 TEST_P(ModuleResources, ManifestDeclaresWhatTheStubNeeds)
 {
-    ASSERT_EQ(ResourceNames(module_.get(), RT_MANIFEST), std::vector<WORD>{1}) << "one manifest, CREATEPROCESS_MANIFEST_RESOURCE_ID";
+    ASSERT_EQ(ResourceNames(module_.get(), RT_MANIFEST), std::vector<WORD>{1})
+        << "one manifest, CREATEPROCESS_MANIFEST_RESOURCE_ID";
     const std::vector<WORD> languages = ResourceLanguages(module_.get(), RT_MANIFEST, 1);
     ASSERT_EQ(languages.size(), 1u);
-    const std::vector<uint8_t> bytes = ResourceBytes(module_.get(), RT_MANIFEST, MAKEINTRESOURCEW(1), languages[0]);
+    const std::vector<uint8_t> bytes =
+        ResourceBytes(module_.get(), RT_MANIFEST, MAKEINTRESOURCEW(1), languages[0]);
     const std::string xml =
         std::regex_replace(std::string(bytes.begin(), bytes.end()), std::regex("<!--[\\s\\S]*?-->"), "");
 
     const std::pair<const char*, const char*> expectations[] = {
         {"execution level asInvoker", R"(<requestedExecutionLevel\s[^>]*level\s*=\s*"asInvoker")"},
-        {"Windows 10 supportedOS", R"(<supportedOS\s[^>]*Id\s*=\s*"\{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a\}")"},
+        {"Windows 10 supportedOS",
+         R"(<supportedOS\s[^>]*Id\s*=\s*"\{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a\}")"},
         {"per-monitor DPI awareness (Windows 10 1607 and later)",
          R"(<dpiAwareness\s[^>]*>\s*PerMonitorV2\s*,\s*PerMonitor\s*</dpiAwareness>)"},
         {"per-monitor DPI awareness (older systems)", R"(<dpiAware\s[^>]*>\s*true/pm\s*</dpiAware>)"},
@@ -297,7 +345,10 @@ struct GroupIconEntry
 };
 #pragma pack(pop)
 
-uint32_t BigEndian32(const uint8_t* p) { return uint32_t(p[0]) << 24 | p[1] << 16 | p[2] << 8 | p[3]; }
+uint32_t BigEndian32(const uint8_t* p)
+{
+    return uint32_t(p[0]) << 24 | p[1] << 16 | p[2] << 8 | p[3];
+}
 
 TEST_P(ModuleResources, IconGroupHoldsSevenPngImages)
 {
@@ -337,8 +388,9 @@ TEST_P(ModuleResources, IconGroupHoldsSevenPngImages)
         EXPECT_EQ(image[25], 6) << "RGBA";
 
         // The system can make an icon of it.
-        HICON icon = CreateIconFromResourceEx(const_cast<uint8_t*>(image.data()), static_cast<DWORD>(image.size()),
-                                              TRUE, 0x00030000, size, size, LR_DEFAULTCOLOR);
+        HICON icon =
+            CreateIconFromResourceEx(const_cast<uint8_t*>(image.data()), static_cast<DWORD>(image.size()),
+                                     TRUE, 0x00030000, size, size, LR_DEFAULTCOLOR);
         EXPECT_NE(icon, nullptr);
         DestroyIcon(icon);
     }
@@ -376,8 +428,8 @@ TEST_P(ModuleResources, VersionResourceNamesTheStub)
 
     WORD* translations = nullptr; // language, code page
     UINT translationLength = 0;
-    ASSERT_TRUE(VerQueryValueW(info.data(), L"\\VarFileInfo\\Translation", reinterpret_cast<void**>(&translations),
-                               &translationLength));
+    ASSERT_TRUE(VerQueryValueW(info.data(), L"\\VarFileInfo\\Translation",
+                               reinterpret_cast<void**>(&translations), &translationLength));
     ASSERT_EQ(translationLength, 2 * sizeof(WORD));
     EXPECT_EQ(translations[0], 0x0409);
     EXPECT_EQ(translations[1], 1200);

@@ -1,5 +1,6 @@
 // End-to-end runs of the real stub under Wine: each case builds a game folder with
 // recording stand-ins and judges what they recorded and what stub.log says.
+#include "app/messages.h"
 #include "metadata/metadata_container.h"
 #include "util/text_convert.h"
 #include "util/win_handle.h"
@@ -231,9 +232,9 @@ std::wstring LoadStubText(unsigned id)
 {
     static HMODULE stub = LoadLibraryExW((BinFolder() + L"\\" + kStubExeName).c_str(), nullptr,
                                          LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
-    wchar_t buffer[512] = {};
-    const int length = LoadStringW(stub, id, buffer, 512);
-    return length > 0 ? std::wstring(buffer, static_cast<size_t>(length)) : std::wstring();
+    std::wstring text;
+    FindMessageText(stub, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), id, text);
+    return text;
 }
 
 // The stand-ins' records: "key=value" lines (program, commandLine, cwd,

@@ -1,7 +1,13 @@
 #!/usr/bin/env python3
-"""The stub's message boxes in English, German and Japanese (through LANG) under
-Wine on a private Xvfb: the error box, its Help, OK; the warning box, then the
-flow going on. Every box is saved as a screenshot in the work folder."""
+"""The stub's message boxes in several languages (through LANG) under Wine on a
+private Xvfb: in English, German and Japanese the error box, its Help, OK, the
+warning box, then the flow going on; the error box in Arabic, Thai, Greek and
+Vietnamese (and the warning box in Arabic, which reads right to left). Every
+box is saved as a screenshot in the work folder.
+
+Wine's boxes do not show the right-to-left style bits in their window styles,
+so a message hook that the probe sets records the style each box was asked
+for, and how many characters of its text its font has no glyph for."""
 import argparse
 import json
 import os
@@ -15,8 +21,22 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
 from wine_stub import read_support_url, read_texts  # noqa: E402
 
-LANGUAGES = [("en", "en_US.UTF-8", 1033), ("de", "de_DE.UTF-8", 1031), ("ja", "ja_JP.UTF-8", 1041)]
+# (tag, locale, table, boxes to drive: "all" = error box with Help, warning box;
+# "error" = the error box alone; "error+warning" = both without Help)
+LANGUAGES = [
+    ("en", "en_US.UTF-8", 1033, "all"),
+    ("de", "de_DE.UTF-8", 1031, "all"),
+    ("ar", "ar_SA.UTF-8", 1025, "error+warning"),
+    ("th", "th_TH.UTF-8", 1054, "error"),
+    ("el", "el_GR.UTF-8", 1032, "error"),
+    ("vi", "vi_VN.UTF-8", 1066, "error"),
+    ("ja", "ja_JP.UTF-8", 1041, "all"),  # last: its font stand-in stays in the prefix
+]
 IDOK, IDHELP = 1, 9
+# MB_OK | MB_ICONEXCLAMATION | MB_SYSTEMMODAL | MB_HELP | MB_TOPMOST; the warning box is a plain MB_OK.
+ERROR_STYLE, WARNING_STYLE = 0x45030, 0x0
+RIGHT_TO_LEFT = 0x100000 | 0x80000  # MB_RTLREADING | MB_RIGHT
+ARABIC = 1025
 TITLE_KVO = {"metadataVersion": 1, "titleId": "windowtest", "friendlyName": "Window Test",
              "principalFileName": "WindowTest.exe", "appdataFolderName": "Window Test",
              "installFolderRegKey": "SOFTWARE\\Window Test Studio\\Window Test",
@@ -43,6 +63,7 @@ class Session:
         self.xvfb = None
         self.display = None
         self.stubs = []
+        self.hook = None
 
     def env(self, lang="en_US.UTF-8"):
         env = dict(os.environ, WINEPREFIX=self.prefix, WINEARCH="win64", WINEDLLOVERRIDES="mscoree,mshtml=",
@@ -71,7 +92,7 @@ class Session:
         # Wine takes the player's language from the C library's locale: build those privately.
         locales = os.path.join(self.work, "locales")
         os.makedirs(locales)
-        for _, lang, _ in LANGUAGES:
+        for _, lang, _, _ in LANGUAGES:
             self.run(["localedef", "-i", lang.split(".")[0], "-f", "UTF-8", os.path.join(locales, lang)])
 
         # A private prefix reporting Windows 10. A persistent server with detached
@@ -88,6 +109,11 @@ class Session:
         self.reg_add(r"HKCU\Software\Wine\WineBrowser", "Browsers", recorder)
         # Without a window manager, Wine draws the title bars so that screenshots show captions.
         self.reg_add(r"HKCU\Software\Wine\X11 Driver", "Decorated", "N")
+        # The hook that records each box's requested style, held for the whole session.
+        self.hook = subprocess.Popen(["wine", self.args.probe, "--hold-hook"], env=self.env(), stdin=subprocess.PIPE,
+                                     stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        if not check(self.hook.stdout.readline().strip() == b"hooked", "message-box hook set"):
+            raise SystemExit("the probe could not set its hook")
 
     def use_cjk_font(self):
         # Wine's Japanese font is missing on Linux: stand in one of the system
@@ -101,6 +127,12 @@ class Session:
     def stop(self):
         for stub in self.stubs:
             stub.kill()
+        if self.hook:
+            self.hook.stdin.close()
+            try:
+                self.hook.wait(30)
+            except subprocess.TimeoutExpired:
+                self.hook.kill()
         if self.display is not None:
             self.run(["wineserver", "-k"], timeout=60)
         if self.xvfb:
@@ -174,12 +206,21 @@ def wait_exit(stub):
         return None
 
 
-def expect_box(session, tag, texts, caption_id, text_id, what, shot):
+def expect_box(session, tag, texts, caption_id, text_id, what, shot, style):
     box = session.wait_for_box(texts[caption_id])
     if check(box is not None, f"{what} with caption {texts[caption_id]!r} appears"):
         check(box_text(box) == texts[text_id], f"{what} shows text {text_id} in {tag}: {box_text(box)!r}")
+        check(box["boxStyle"] == style, f"{what} in {tag} has style {style:#x} (got {box['boxStyle']:#x})")
+        check(box["missingGlyphs"] == 0,
+              f"{what} in {tag}: its font has a glyph for every character ({box['missingGlyphs']} missing)")
         session.screenshot(box, f"{tag}-{shot}")
     return box
+
+
+def box_styles(language):
+    """The error and the warning box's styles for a table language."""
+    extra = RIGHT_TO_LEFT if language == ARABIC else 0
+    return ERROR_STYLE | extra, WARNING_STYLE | extra
 
 
 def click_ok(session, box):
@@ -187,15 +228,15 @@ def click_ok(session, box):
         session.click(buttons(box)[IDOK])
 
 
-def error_box_case(session, tag, lang, texts, support_url, folder):
+def error_box_case(session, tag, lang, language, texts, support_url, folder, help_too):
     print(f"[{tag}] error box: no title.kvo beside the stub")
     stub = session.start_stub(folder, lang)
-    box = expect_box(session, tag, texts, 300, 299, "error box", "error")
+    box = expect_box(session, tag, texts, 300, 299, "error box", "error", box_styles(language)[0])
     if box is not None:
         found = buttons(box)
         check(sorted(found) == [IDOK, IDHELP], f"error box has OK and Help buttons (ids {sorted(found)})")
         check(box["topmost"], "error box is topmost")
-
+    if box is not None and help_too:
         # Wine 8's box ignores clicks on Help but runs the help callback on F1
         # (WM_HELP), as the button does on Windows. Wine's shell may add the
         # slash that closes an empty path.
@@ -208,23 +249,25 @@ def error_box_case(session, tag, lang, texts, support_url, folder):
         still = session.wait_for_box(texts[300], timeout=5)
         check(still is not None and still["pid"] == box["pid"], "error box stays open after help")
         check(stub.poll() is None, "stub still waits on the box after help")
+    if box is not None:
         click_ok(session, box)
     code = wait_exit(stub)
     check(code == 0, f"stub ends with exit code 0 after OK (got {code})")
     check(session.wait_for_box(texts[300], timeout=2) is None, "no box left open")
 
 
-def warning_box_case(session, tag, lang, texts, folder):
+def warning_box_case(session, tag, lang, language, texts, folder):
     print(f"[{tag}] warning box: -forceXpVistaFailure, then the flow goes on")
+    error_style, warning_style = box_styles(language)
     stub = session.start_stub(folder, lang, "-forceXpVistaFailure")
-    box = expect_box(session, tag, texts, 301, 207, "warning box", "warning")
+    box = expect_box(session, tag, texts, 301, 207, "warning box", "warning", warning_style)
     if box is None:
         return
     found = buttons(box)
     check(sorted(found) == [IDOK], f"warning box has only an OK button (ids {sorted(found)})")
     click_ok(session, box)
     # With no launcher installed the flow's next stop is text 202.
-    after = expect_box(session, tag, texts, 300, 202, "the next box after OK", "warning-then-error")
+    after = expect_box(session, tag, texts, 300, 202, "the next box after OK", "warning-then-error", error_style)
     if after is not None:
         click_ok(session, after)
     code = wait_exit(stub)
@@ -250,13 +293,13 @@ def main():
         with open(os.path.join(game, "title.kvo"), "w", encoding="utf-8") as f:
             json.dump(TITLE_KVO, f)
 
-        # Japanese last: its font stand-in stays in the prefix.
-        for tag, lang, language in LANGUAGES:
+        for tag, lang, language, boxes in LANGUAGES:
             texts = read_texts(args.strings, language, support_url)
             if language == 1041:
                 session.use_cjk_font()
-            error_box_case(session, tag, lang, texts, support_url, bare)
-            warning_box_case(session, tag, lang, texts, game)
+            error_box_case(session, tag, lang, language, texts, support_url, bare, help_too=boxes == "all")
+            if boxes != "error":
+                warning_box_case(session, tag, lang, language, texts, game)
     finally:
         session.stop()
     print(f"screenshots in {session.shots}")
