@@ -91,9 +91,8 @@ def check_policy_stub(args, env):
     folder, stub = wine_stub.game_folder(args.work, args.policy_stub, name="PolicyGame")
     for dll in ("bcrypt.dll", "wintrust.dll"):
         shutil.copy2(args.dll, os.path.join(folder, dll))
-    with open(os.path.join(folder, "title.kvo"), "w") as f:
-        f.write('{"metadataVersion":1,"titleId":"T1","friendlyName":"Game","principalFileName":"Game.exe",'
-                '"gamePlatform":"epic","epicSdkVersion":3,"epicProductId":"P","languages":["en"]}')
+    shutil.copyfile(os.path.join(os.path.dirname(__file__), "..", "signature", "epic-title.json"),
+                    os.path.join(folder, "title.kvo"))
     os.makedirs(os.path.join(folder, "Redistributables"))
     installer = os.path.join(folder, "Redistributables", "Tavrin-Games-Epic.exe")
     for source, refused in (("signed.exe", False), ("unsigned.exe", True)):

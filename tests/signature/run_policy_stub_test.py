@@ -7,6 +7,7 @@ and stub.log names the installer and the reason. While the accepted installer
 runs, no other process can rename it; with the development stub (no policy)
 the same rename works, which shows the attempt is a real one."""
 import argparse
+import json
 import os
 import shutil
 import subprocess
@@ -18,8 +19,8 @@ import wine_stub  # noqa: E402
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 INSTALLER = os.path.join("Redistributables", "Tavrin-Games-Epic.exe")
-TITLE = ('{"metadataVersion":1,"titleId":"T1","friendlyName":"Game","principalFileName":"Game.exe",'
-         '"gamePlatform":"epic","epicSdkVersion":3,"epicProductId":"P","languages":["en"]}')
+# A complete "epic" title, shared with the DLL-planting test.
+TITLE = os.path.join(HERE, "epic-title.json")
 check = wine_stub.Checks()
 
 
@@ -39,8 +40,7 @@ class Game:
 
     def __init__(self, root, stub, recorder, installer_source, layout="plain"):
         self.folder, self.stub = wine_stub.game_folder(root, stub)
-        with open(os.path.join(self.folder, "title.kvo"), "w") as f:
-            f.write(TITLE)
+        shutil.copyfile(TITLE, os.path.join(self.folder, "title.kvo"))
         launcher_folder = os.path.join(self.folder, "LauncherHome")
         os.makedirs(launcher_folder)
         self.launcher = os.path.join(launcher_folder, "Launcher.exe")
@@ -71,6 +71,62 @@ class Game:
         wine_stub.clear_stub_log()
         wine_stub.run(os.path.basename(self.stub), self.args(), cwd=self.folder, env=self.env())
         return read_record(self.record), (wine_stub.read_stub_log() or b"").decode("utf-8", "replace")
+
+
+def probe(args, action, target, cwd, env):
+    shutil.copy2(args.probe, os.path.join(args.work, "probe.exe"))
+    return subprocess.run(["wine", windows_path(os.path.join(args.work, "probe.exe")), action, target], cwd=cwd,
+                          env=env, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          timeout=120)
+
+
+def check_paths_never_searched(args, files, message_205):
+    """In every build: an installer that is not where the title says is not
+    looked for elsewhere, and a network location is not even looked up."""
+    # Only a folder on the search path holds Redistributables\Tavrin-Games-Epic.exe.
+    elsewhere = os.path.join(args.work, "on-path")
+    os.makedirs(os.path.join(elsewhere, "Redistributables"), exist_ok=True)
+    shutil.copy2(os.path.join(files, "unsigned.exe"), os.path.join(elsewhere, INSTALLER))
+    for stub, kind in ((args.dev_stub, "development stub"), (args.policy_stub, "policy stub")):
+        game = Game(os.path.join(args.work, "game"), stub, args.recorder, None)
+        os.rmdir(os.path.dirname(game.installer))
+        env = game.env(WINEPATH=windows_path(elsewhere))
+        if kind == "development stub":
+            # Control: the relative name handed to the shell as it is finds the file on the path.
+            probe(args, "elevate", INSTALLER, game.folder, env)
+            check(any(r.endswith("Tavrin-Games-Epic.exe") for r in read_record(game.record)),
+                  "control: the shell given the relative name starts the copy on the search path")
+            os.remove(game.record)
+        wine_stub.clear_stub_log()
+        wine_stub.run(os.path.basename(game.stub), game.args(), cwd=game.folder, env=env)
+        runs, log = read_record(game.record), (wine_stub.read_stub_log() or b"").decode("utf-8", "replace")
+        check(not runs and message_205 in log,
+              "%s: the installer on the search path is not started, message 205 (ran %s)" % (kind, runs))
+
+    # A network share on a host name that cannot resolve: Wine's file trace
+    # shows every path opened, so the share's name must not appear in it.
+    share = "\\\\nohost-kvo.invalid\\share"
+    with open(TITLE, encoding="utf-8") as f:
+        title = json.load(f)
+    for key in ("epicSdkVersion", "epicProductId"):
+        title.pop(key)
+    title.update(gamePlatform="steam", steamInstallerPath=share)
+    for stub, kind in ((args.dev_stub, "development stub"), (args.policy_stub, "policy stub")):
+        game = Game(os.path.join(args.work, "game"), stub, args.recorder, None)
+        with open(os.path.join(game.folder, "title.kvo"), "w", encoding="utf-8") as f:
+            json.dump(title, f)
+        env = game.env(WINEDEBUG="trace+file")
+        if kind == "development stub":
+            traced = probe(args, "elevate", share + "\\Tavrin-Games-Launcher.exe", game.folder, env)
+            check(b"nohost-kvo" in traced.stderr, "control: the file trace shows a start from the share")
+        wine_stub.clear_stub_log()
+        # No launcher given: a Steam title runs its installer only while the launcher is not installed.
+        done = wine_stub.run(os.path.basename(game.stub), ["-stub_log"], cwd=game.folder, env=env)
+        log = (wine_stub.read_stub_log() or b"").decode("utf-8", "replace")
+        check(b"nohost-kvo" not in done.stderr, "%s: the share is never opened" % kind)
+        refused = [l for l in log.splitlines() if l.endswith(": names a network or device location")]
+        check(len(refused) == 1 and share + "\\Tavrin-Games-Launcher.exe" in refused[0] and message_205 in log,
+              "%s: refused as a network location, message 205" % kind)
 
 
 def main():
@@ -112,6 +168,8 @@ def main():
         check(len(lines) == 1, "%s: stub.log names the installer and the reason \"%s\"" % (label, reason))
         for line in lines:
             print("     logged: " + line.split("] ", 1)[-1])
+
+    check_paths_never_searched(args, files, message_205)
 
     # While the accepted installer runs, another process tries to rename it.
     for stub, held in ((args.policy_stub, True), (args.dev_stub, False)):
