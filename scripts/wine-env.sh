@@ -10,7 +10,9 @@ kvo_wine_start() {
   mkdir -p "$WINEPREFIX"
   # Background services must not inherit the caller's pipes, or ctest waits for them.
   wineserver -p >/dev/null 2>&1 </dev/null || true
-  wine wineboot -i >/dev/null 2>&1 </dev/null || true
+  # Plain wineboot: "-i" on a prefix that the first start already made runs
+  # a second service manager, and services (RpcSs) then fail to start.
+  wine wineboot >/dev/null 2>&1 </dev/null || true
   if [ ! -f "$WINEPREFIX/.kvo-win10" ]; then
     wine winecfg -v win10 >/dev/null 2>&1 </dev/null
     touch "$WINEPREFIX/.kvo-win10"

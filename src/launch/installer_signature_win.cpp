@@ -145,7 +145,10 @@ bool OpenAndReadInstallerSignature(const std::wstring& absolutePath, InstallerSi
     trustData.pFile = &fileInfo;
     trustData.dwStateAction = WTD_STATEACTION_VERIFY;
     GUID action = WINTRUST_ACTION_GENERIC_VERIFY_V2;
-    const LONG result = trust.verifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &trustData);
+    // No window at all (null, not INVALID_HANDLE_VALUE): with no UI nothing
+    // is shown either way, and Wine turns INVALID_HANDLE_VALUE into the
+    // desktop window, whose start costs 10 s where no desktop runs.
+    const LONG result = trust.verifyTrust(nullptr, &action, &trustData);
     out.status = static_cast<uint32_t>(result);
     out.verdict = VerdictOf(out.status);
     if (trustData.hWVTStateData)
@@ -153,7 +156,7 @@ bool OpenAndReadInstallerSignature(const std::wstring& absolutePath, InstallerSi
         if (out.verdict == InstallerSignature::Verdict::Signed)
             ReadSigner(trust, trustData.hWVTStateData, out);
         trustData.dwStateAction = WTD_STATEACTION_CLOSE;
-        trust.verifyTrust(static_cast<HWND>(INVALID_HANDLE_VALUE), &action, &trustData);
+        trust.verifyTrust(nullptr, &action, &trustData);
     }
     // A signature whose signer cannot be read cannot be matched to a key.
     if (out.verdict == InstallerSignature::Verdict::Signed && out.signerKeySha256.empty())

@@ -101,7 +101,7 @@ def main():
             if not built:
                 raise SystemExit(f"localedef could not build {locale}.UTF-8 (package 'locales')")
     base = wine_stub.wine_env(WINEPREFIX=wine_prefix, WINEDEBUG="-all", WINEDLLOVERRIDES="mscoree,mshtml=")
-    subprocess.run(["wineboot", "-i"], env=base, check=False, timeout=300,
+    subprocess.run(["wine", "wineboot"], env=base, check=False, timeout=300,
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     subprocess.run(["wine", "winecfg", "-v", "win10"], env=base, check=False, timeout=120,
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

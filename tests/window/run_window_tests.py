@@ -99,7 +99,7 @@ class Session:
         # descriptors: one that a later wine call started would hold its pipe open.
         os.makedirs(self.prefix)
         self.run(["wineserver", "-p"])
-        self.run(["wineboot", "-i"], timeout=300)
+        self.run(["wine", "wineboot"], timeout=300)  # "-i" would start a second service manager
         self.run(["wine", "winecfg", "-v", "win10"])
         recorder = os.path.join(self.work, "record-browser.sh")
         with open(recorder, "w") as f:
