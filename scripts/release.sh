@@ -7,8 +7,10 @@ set -euo pipefail
 
 usage() {
   cat <<'EOF'
-Usage: scripts/release.sh (--key HEX | --dev-key) [--sign CERT.p12] [--name NAME]
-                          [--product TEXT] [--company TEXT] [--icon FILE.ico] [--out DIR]
+Usage: scripts/release.sh (--key HEX | --dev-key) [--sign CERT.p12 [--timestamp URL]]
+                          [--installer-signer CERT]... [--no-installer-check]
+                          [--name NAME] [--product TEXT] [--company TEXT]
+                          [--icon FILE.ico] [--out DIR]
 
 Builds the launch stub and kvotool from clean build folders and writes DIR
 (default dist/ in the repository): NAME.exe, kvotool.exe, kvotool (Linux),
@@ -18,7 +20,19 @@ title.kvo.schema.json, README.txt and SHA256SUMS over all of them.
   --dev-key        use the repository's development key (not for shipping)
   --sign CERT.p12  Authenticode-sign every .exe with this certificate and key;
                    the password is read from the environment variable
-                   KVO_SIGN_PASSWORD (set it, empty when there is none)
+                   KVO_SIGN_PASSWORD (set it, empty when there is none).
+                   The stub then elevates only store-front installers signed
+                   with this certificate's key (see --installer-signer)
+  --timestamp URL  RFC 3161 time-stamp server: the signatures stay valid
+                   after the certificate expires. Without it they do not
+  --installer-signer CERT
+                   also trust installers signed with this certificate's key
+                   (PEM or DER; repeatable), e.g. a renewed certificate with
+                   a new key, or a second signing identity
+  --no-installer-check
+                   build a stub that elevates installers without checking
+                   their signature. One of --sign, --installer-signer and
+                   --no-installer-check is required
   --name NAME      file name of the stub without .exe (default PlayGame)
   --product TEXT   product name in the stub's version resource
   --company TEXT   company name in the stub's version resource
@@ -42,25 +56,28 @@ cd "$(dirname "$0")/.."
 ROOT=$(pwd)
 absolute() { case "$1" in /*) echo "$1" ;; *) echo "$caller_dir/$1" ;; esac; }
 
-key="" dev_key=0 cert="" name="" product="" company="" icon="" out=""
+key="" dev_key=0 cert="" name="" product="" company="" icon="" out="" timestamp="" no_check=0
+installer_signers=()
 have_name=0 have_product=0 have_company=0
 while [ $# -gt 0 ]; do
   opt=$1
   case "$opt" in
     -h | --help) usage; exit 0 ;;
     --dev-key) dev_key=1; shift; continue ;;
-    --key | --sign | --name | --product | --company | --icon | --out)
+    --no-installer-check) no_check=1; shift; continue ;;
+    --key | --sign | --name | --product | --company | --icon | --out | --timestamp | --installer-signer)
       [ $# -ge 2 ] || bad "$opt needs a value"
       val=$2
       shift 2 ;;
-    --key=* | --sign=* | --name=* | --product=* | --company=* | --icon=* | --out=*)
+    --key=* | --sign=* | --name=* | --product=* | --company=* | --icon=* | --out=* | --timestamp=* | \
+      --installer-signer=*)
       val=${opt#*=}
       opt=${opt%%=*}
       shift ;;
     *) bad "unknown argument '$opt'" ;;
   esac
   case "$opt" in
-    --key | --sign | --icon | --out) [ -n "$val" ] || bad "$opt needs a value" ;;
+    --key | --sign | --icon | --out | --timestamp | --installer-signer) [ -n "$val" ] || bad "$opt needs a value" ;;
   esac
   case "$opt" in
     --key) key=$val ;;
@@ -70,6 +87,8 @@ while [ $# -gt 0 ]; do
     --company) company=$val; have_company=1 ;;
     --icon) icon=$val ;;
     --out) out=$val ;;
+    --timestamp) timestamp=$val ;;
+    --installer-signer) installer_signers+=("$(absolute "$val")") ;;
   esac
 done
 
@@ -125,6 +144,34 @@ if [ -n "$cert" ]; then
   command -v openssl >/dev/null || die "openssl is missing (Debian package openssl)"
 fi
 
+# The installer policy: a release never elevates unchecked installers by accident.
+if [ "$no_check" -eq 1 ] && [ ${#installer_signers[@]} -gt 0 ]; then
+  bad "give either --installer-signer or --no-installer-check, not both"
+elif [ "$no_check" -eq 0 ] && [ -z "$cert" ] && [ ${#installer_signers[@]} -eq 0 ]; then
+  bad "refusing to build a stub that elevates any store-front installer: give --sign CERT.p12 (installers signed with its key run), --installer-signer CERT, or --no-installer-check for the unchecked stub"
+fi
+if [ -n "$timestamp" ]; then
+  [ -n "$cert" ] || bad "--timestamp needs --sign: there is no signature to time-stamp"
+  [[ "$timestamp" =~ ^https?://[^[:space:]]+$ ]] || bad "--timestamp must be an http:// or https:// address; got '$timestamp'"
+fi
+if [ -n "$cert" ] && [ -z "$timestamp" ]; then
+  echo "release.sh: warning: no --timestamp: the signatures turn invalid on the day the certificate expires" >&2
+fi
+# The SHA-256 of a certificate's public key (SubjectPublicKeyInfo, DER) from a
+# PEM or DER certificate file: what the stub compares an installer's signer with.
+public_key_sha256() {
+  local pem
+  pem=$(openssl x509 -noout -pubkey 2>/dev/null <"$1") || pem=$(openssl x509 -inform DER -noout -pubkey 2>/dev/null <"$1") ||
+    return 1
+  printf '%s\n' "$pem" | openssl pkey -pubin -outform DER | sha256sum | cut -d' ' -f1
+}
+signer_keys=()
+for signer in "${installer_signers[@]}"; do
+  [ -f "$signer" ] && [ -r "$signer" ] || bad "--installer-signer: no readable file $signer"
+  signer_key=$(public_key_sha256 "$signer") || bad "--installer-signer: $signer is not a certificate (PEM or DER)"
+  signer_keys+=("$signer_key")
+done
+
 # The release folder: empty, new, or an earlier release (its listed files go).
 out=$(absolute "${out:-$ROOT/dist}")
 if [ -e "$out" ] && [ ! -d "$out" ]; then
@@ -145,7 +192,11 @@ if [ -n "$cert" ]; then
   }
   p12 -nokeys -out "$tmp/chain.pem" ||
     bad "--sign: $cert does not open with the password in KVO_SIGN_PASSWORD"
-  leaf_hash=$(p12 -nokeys -clcerts | openssl x509 -outform DER | sha256sum | cut -d' ' -f1)
+  p12 -nokeys -clcerts | openssl x509 -out "$tmp/leaf.pem"
+  leaf_hash=$(openssl x509 -in "$tmp/leaf.pem" -outform DER | sha256sum | cut -d' ' -f1)
+  if [ "$no_check" -eq 0 ]; then
+    signer_keys=("$(public_key_sha256 "$tmp/leaf.pem")" "${signer_keys[@]}")
+  fi
   # The signer's own chain is trusted for the check, so a self-signed
   # certificate verifies too; the leaf hash pins the signature to it.
   cat "$tmp/chain.pem" >"$tmp/trusted.pem"
@@ -161,6 +212,9 @@ fi
 
 key_args=()
 [ -n "$key" ] && key_args=("-DKVO_CONTAINER_KEY=$key")
+# Each key once, in the order given.
+mapfile -t signer_keys < <(printf '%s\n' "${signer_keys[@]}" | awk 'NF && !seen[$0]++')
+policy_args=("-DKVO_INSTALLER_SIGNER_KEYS=$(IFS=';'; echo "${signer_keys[*]}")")
 brand_args=()
 [ "$have_name" -eq 1 ] && brand_args+=("-DKVO_STUB_NAME=$name")
 [ "$have_product" -eq 1 ] && brand_args+=("-DKVO_STUB_PRODUCT_NAME=$product")
@@ -186,11 +240,12 @@ mkdir -p build
 log=$ROOT/build/release.log
 : >"$log"
 step "building $stub_name.exe and kvotool.exe ($win)"
-run "$log" cmake --preset windows -B "$win" -DKVO_BUILD_TESTS=OFF "${key_args[@]}" "${brand_args[@]}"
+run "$log" cmake --preset windows -B "$win" -DKVO_BUILD_TESTS=OFF "${key_args[@]}" "${brand_args[@]}" \
+  "${policy_args[@]}"
 run "$log" cmake --build "$win" --target kvo_stub kvotool
 step "building the Linux kvotool ($lin)"
 run "$log" cmake --preset native -B "$lin" -DCMAKE_BUILD_TYPE=Release -DKVO_BUILD_TESTS=OFF \
-  -DKVO_BUILD_BENCH=OFF -DCMAKE_EXE_LINKER_FLAGS=-s "${key_args[@]}"
+  -DKVO_BUILD_BENCH=OFF "${key_args[@]}"
 run "$log" cmake --build "$lin" --target kvotool
 
 stage=$ROOT/build/release-stage
@@ -216,10 +271,25 @@ fi
     echo "Container key: the DEVELOPMENT key. This release is for testing: do not"
     echo "ship it, since every development build opens its containers."
   fi
-  if [ -n "$cert" ]; then
-    echo "$stub_name.exe and kvotool.exe carry an Authenticode signature."
+  if [ -n "$cert" ] && [ -n "$timestamp" ]; then
+    echo "$stub_name.exe and kvotool.exe carry a time-stamped Authenticode signature"
+    echo "(time stamp from $timestamp): it stays valid after the certificate expires."
+  elif [ -n "$cert" ]; then
+    echo "$stub_name.exe and kvotool.exe carry an Authenticode signature WITHOUT a time"
+    echo "stamp: it turns invalid on the day the signing certificate expires."
   else
     echo "The executables are not signed."
+  fi
+  echo
+  if [ ${#signer_keys[@]} -gt 0 ]; then
+    echo "Store-front installers: $stub_name.exe elevates only an installer whose"
+    echo "Authenticode signature is valid and whose signer has one of these public keys"
+    echo "(SHA-256 of the SubjectPublicKeyInfo, as kvotool doctor prints them):"
+    printf '  %s\n' "${signer_keys[@]}"
+    echo "Check an installer with: kvotool doctor GAME_FOLDER --installer-keys KEY"
+  else
+    echo "Store-front installers: $stub_name.exe elevates them WITHOUT checking their"
+    echo "signature (built with --no-installer-check)."
   fi
   cat <<EOF
 
@@ -246,6 +316,8 @@ EOF
 } >"$stage/README.txt"
 
 if [ -n "$cert" ]; then
+  ts_opts=()
+  [ -z "$timestamp" ] || ts_opts=(-ts "$timestamp")
   for exe in "$stage"/*.exe; do
     base=$(basename "$exe")
     step "signing $base"
@@ -253,10 +325,10 @@ if [ -n "$cert" ]; then
     # The password goes through a pipe, never onto a command line.
     if [ -n "$KVO_SIGN_PASSWORD" ]; then
       run "$log" osslsigncode sign -pkcs12 "$cert" -readpass <(printf '%s' "$KVO_SIGN_PASSWORD") \
-        -h sha256 -n "$desc" -in "$exe" -out "$tmp/$base"
+        -h sha256 -n "$desc" "${ts_opts[@]}" -in "$exe" -out "$tmp/$base"
     else
       run "$log" osslsigncode sign -pkcs12 "$cert" -pass "" -h sha256 -n "$desc" \
-        -in "$exe" -out "$tmp/$base"
+        "${ts_opts[@]}" -in "$exe" -out "$tmp/$base"
     fi
     mv "$tmp/$base" "$exe"
     run "$log" osslsigncode verify -CAfile "$tmp/trusted.pem" "${verify_opts[@]}" \

@@ -1,4 +1,5 @@
 #include "launch/external_platform.h"
+#include "launch/launcher_switches.h"
 
 #include "app/launcher_location.h"
 #include "app/title_metadata_access.h"
@@ -24,6 +25,14 @@ std::wstring ToDecimal(uint64_t value)
     } while (value != 0);
     return std::wstring(digits + at, digits + sizeof digits / sizeof digits[0]);
 }
+// " -switch=titleId", the switch taken from the table kvotool checks with.
+void AppendTitleId(std::wstring& commandLine, uint32_t platform)
+{
+    commandLine += L' ';
+    for (const char* c = TitleIdSwitch(platform); *c; ++c)
+        commandLine += static_cast<wchar_t>(*c);
+    commandLine += GetTitleIdText();
+}
 } // namespace
 
 void AppendExternalPlatformArgs(std::wstring& commandLine, const std::wstring& targetFolder)
@@ -32,8 +41,7 @@ void AppendExternalPlatformArgs(std::wstring& commandLine, const std::wstring& t
     switch (metadata.GetGamePlatform())
     {
     case GamePlatform::Default:
-        commandLine += L" -minmodeApp=";
-        commandLine += GetTitleIdText();
+        AppendTitleId(commandLine, metadata.GetGamePlatform());
         break;
     case GamePlatform::Steam:
     {
@@ -53,21 +61,18 @@ void AppendExternalPlatformArgs(std::wstring& commandLine, const std::wstring& t
         break;
     }
     case GamePlatform::Viveport:
-        commandLine += L" -viveportApp=";
-        commandLine += GetTitleIdText();
+        AppendTitleId(commandLine, metadata.GetGamePlatform());
         commandLine += L" -viveportLocation \"";
         commandLine += targetFolder;
         commandLine += L"\"";
         SetEnvironmentVariableW(L"ViveportLocation", targetFolder.c_str());
         break;
     case GamePlatform::Oculus:
-        commandLine += L" -oculusApp=";
-        commandLine += GetTitleIdText();
+        AppendTitleId(commandLine, metadata.GetGamePlatform());
         break;
     case GamePlatform::Epic:
         StubLog::Printf("Preparing Epic launch");
-        commandLine += L" -epicAppId=";
-        commandLine += GetTitleIdText();
+        AppendTitleId(commandLine, metadata.GetGamePlatform());
         break;
     default: // disk and anything unknown
         StubLog::Printf("Unknown External Platform Launch");

@@ -87,9 +87,11 @@ CHECK_CASES = [
       "the launch stub does not load this file: status 5 (RequiredFieldMissing)"]),
     ("required field invalid", doc(languages=["x" * 260]), [], 1,
      [":10:", "element 0 of 'languages' is 260 bytes long", "status 1 (FieldInvalid)"]),
-    ("not strict JSON", doc()[:-2] + ",\n}", [], 1,
-     ["t.json:13:2: error: JSON Validation Error: line 13 char 2, expected '\"' and got '}'",
-      "the launch stub loads it"]),
+    ("trailing comma warns where it is", doc()[:-2] + ",\n}", [], 0,
+     ["t.json:12:27: warning: a comma after the last element", "0 errors, 1 warning; the launch stub loads it"]),
+    ("a comment is one error, not a cascade", doc().replace('\n "titleId"', '\n // the id\n "titleId"'), [], 1,
+     ["t.json:3:2: error: a comment: JSON has none", "2 errors, 0 warnings; the launch stub refuses it"]),
+    ("not strict JSON", doc()[:-2] + "\n}}", [], 1, ["error: JSON Validation Error"]),
     ("integer that does not parse", doc(crashpadSamplingPercent="many"), [], 1,
      ["error: 'crashpadSamplingPercent' must be an integer; got the text \"many\""]),
     ("keyword with wrong case", doc(gamePlatform="Steam"), [], 1,
@@ -112,9 +114,25 @@ CHECK_CASES = [
       "the launch stub loads it"]),
     ("every prerequisite key is known", prereq(commandline="/q", locKey="K", ignoreExitCodes=[3010]), [], 0,
      ["no problems"]),
-    ("steam without app ids warns", doc(gamePlatform="steam"), [], 0,
-     ["warning: 'gamePlatform' is \"steam\" but 'steamAppIds' is missing", "1 warning"]),
-    ("warnings fail under --strict", doc(gamePlatform="steam"), ["--strict"], 1, ["1 warning"]),
+    ("steam without app ids is an error", doc(gamePlatform="steam"), [], 1,
+     ["error: 'gamePlatform' is \"steam\" but 'steamAppIds' is missing",
+      "the launch stub loads it, but not as meant: fix the errors"]),
+    ("steam app ids as a text is an error", doc(gamePlatform="steam", steamAppIds="1234560"), [], 1,
+     ["'steamAppIds' should be an array", "error: 'gamePlatform' is \"steam\" but 'steamAppIds' is empty"]),
+    ("warnings fail under --strict", doc(languages="en"), ["--strict"], 1, ["1 warning"]),
+    ("a number written as a text warns", doc(metadataVersion="1"), [], 0,
+     ["'metadataVersion' is a number written as a text (\"1\"); the stub reads 1; the schema wants a number"]),
+    ("Latin-1 byte is an error at its offset", doc(friendlyName="Caf\u00e9").replace("\\u00e9", "\u00e9").encode(
+        "latin-1"), [], 1, ["t.json:4:22: error: byte 0xE9 at offset 68 is not UTF-8"]),
+    ("title id with a blank adds an argument", doc(titleId="my game"), [], 1,
+     ["'titleId' holds a blank: the launcher gets -minmodeApp=my and \"game\" as an argument of its own"]),
+    ("title id with a quote", doc(gamePlatform="epic", titleId='a"b'), [], 1,
+     ["'titleId' holds a double quote: the launcher gets -epicAppId=a and the quote"]),
+    ("title id with a tab", doc(titleId="a\tb\u0001"), [], 1, ["'titleId' holds a blank"]),
+    ("title id with a control character", doc(titleId="ab\u0001"), [], 1,
+     ["'titleId' holds the control character U+0001: the launcher gets -minmodeApp=ab"]),
+    ("title id of a steam title is not on the command line", doc(gamePlatform="steam", steamAppIds=[1],
+                                                                 titleId="my game"), [], 0, ["no problems"]),
     ("octal-looking integer warns", doc(noxTitleId="010"), [], 0, ["'noxTitleId' is written as '010' but reads as 8"]),
     ("languages as a text warns", doc(languages="en"), [], 0,
      ["'languages' should be an array of texts; the stub reads the text \"en\" as an empty list"]),
@@ -420,6 +438,9 @@ LAUNCHER_SETUP = "Redistributables/Tavrin-Games-Launcher.exe"
 # is a/b/game; "../" climbs out of it. Every folder has MyGame.exe and the
 # stub unless the row says otherwise.
 DOCTOR_CASES = [
+    ("stub named like the game", [], doc(principalFileName="playgame.EXE"), "title.kvo", [], 1,
+     ["error: 'principalFileName' 'playgame.EXE' is the stub's own name: a launcher starting the game starts "
+      "the stub"], ["game-executable"], "starts-launcher", "shows-message 0"),
     ("steam with the launcher installer", [LAUNCHER_SETUP], doc(**STEAM), "title.kvo", [], 0,
      ["note: store front \"steam\": the stub runs Redistributables\\Tavrin-Games-Launcher.exe /s /t elevated "
       "when the launcher is not installed", "stub: version 1.0.0.0, product \"Tavrin Games Launch Stub\", "
@@ -595,7 +616,8 @@ class Reports(Base):
         bad, good = report["reports"]
         self.assertEqual([(f["severity"], f["line"], f["column"], f["suggestion"]) for f in bad["findings"]],
                          [("warning", 9, 15, '["en"]'), ("error", 11, 2, "gamePlatform")])
-        self.assertEqual(bad["verdict"], {"text": "the launch stub loads it", "stubLoads": True, "status": 0,
+        self.assertEqual(bad["verdict"], {"text": "the launch stub loads it, but not as meant: fix the errors",
+                                          "stubLoads": True, "status": 0,
                                           "statusName": "Ok"})
         self.assertEqual((good["file"], good["findings"]), ("good.json", []))
         self.put("bad.json", doc(titleId=None))
@@ -666,7 +688,52 @@ class Pipes(Base):
         self.assertIn(b"load: 0 Ok", self.get("shown.txt"))
 
 
+class MakerMistakes(Base):
+    """What a build engineer's pipeline relies on: quiet success, no file the
+    stub cannot read, and container errors in the user's terms."""
+
+    def test_quiet_check_of_a_clean_file_is_silent_success(self):
+        self.put("t.json", doc())
+        for fmt in ([], ["--format", "text"]):
+            self.assertEqual(self.kvo("check", "-q", *fmt, "t.json"), (0, b"", ""))
+
+    def test_no_writer_writes_more_than_the_stub_reads(self):
+        limit = 8 * 1024 * 1024
+        # Just under the limit as text: the container adds its header and padding.
+        text = doc(_pad="")[:-2] + ',\n "_pad2": "' + "x" * (limit - len(doc()) - 40) + '"\n}'
+        self.assertLessEqual(len(text), limit)
+        self.put("big.json", text)
+        for args, what in [(["pack", "big.json", "-o", "out.kvo"], "out.kvo"),
+                           (["fmt", "big.json", "--equals", "-o", "out.txt"], "out.txt")]:
+            with self.subTest(args[0]):
+                rc, _, err = self.kvo(*args)
+                if args[0] == "fmt" and rc == 0:
+                    self.assertLessEqual(os.path.getsize(os.path.join(self.dir, what)), limit)
+                    continue
+                self.assertEqual(rc, 1, err)
+                self.assertIn("'%s' not written: it would be" % what, err)
+                self.assertIn("the stub reads at most 8,388,608 bytes (TooLarge)", err)
+                self.assertFalse(self.exists(what))
+
+    def test_container_errors_name_the_container_not_the_crypto_library(self):
+        self.pack_with_key(KEY)
+        data = bytearray(self.get("own.kvo"))
+        data[len(data) // 2] ^= 0x01
+        self.put("damaged.kvo", bytes(data))
+        for name, args in [("own.kvo", []), ("damaged.kvo", ["--key", KEY])]:
+            with self.subTest(name):
+                rc, _, err = self.kvo("check", *args, name)
+                self.assertEqual(rc, 1, err)
+                self.assertRegex(err, "damaged or was packed with another key|does not decrypt with")
+                self.assertNotIn("rror:1C8", err)
+                self.assertNotIn("Crypto library", err)
+                self.assertNotIn("transform", err)
+                self.assertNotRegex(err, r"\.kvo:\d+:\d+:")  # no position in text nobody wrote
+
+
 WINDOWS_SUBSET = [
+    "MakerMistakes.test_quiet_check_of_a_clean_file_is_silent_success",
+    "MakerMistakes.test_container_errors_name_the_container_not_the_crypto_library",
     "CheckCommand.test_each_problem_class",
     "PackUnpack.test_round_trip_plain_and_container",
     "PackUnpack.test_refused_pack_leaves_old_file_untouched",

@@ -29,18 +29,39 @@ CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
         CheckOptions checkOptions;
         checkOptions.equalsSyntax = options.equalsSyntax;
         result = CheckDocument(doc, checkOptions, diags);
+        // Positions in decrypted text that no one wrote mean nothing to the
+        // reader: a container that is not our encoder's and does not load
+        // is damaged or under another key.
+        if (doc.kind == InputKind::Container && doc.foreignIv && (result.stubStatus != 0 || diags.Errors() > 0))
+        {
+            if (options.verbose)
+                for (const Diagnostic& d : diags.Items())
+                    report.extraLines.push_back(shown + ": in the decrypted text: " + d.message);
+            diags = DiagnosticList();
+            diags.Error(std::string("the container is damaged or was packed with another key: its decrypted "
+                                    "text is not the text it was made from") +
+                        (result.stubStatus ? std::string(" (") + MetadataStatusName(result.stubStatus) + ")"
+                                           : std::string()));
+        }
     }
     diags.SortByPosition();
     if (options.verbose)
+    {
+        for (const auto& line : doc.log)
+            report.extraLines.push_back(shown + ": library: " + line);
         for (const auto& line : result.stubLog)
             report.extraLines.push_back(shown + ": stub log: " + line);
+    }
 
     const bool loads = input == InputResult::Ok && result.stubStatus == 0;
     const uint32_t status =
         input == InputResult::Ok ? result.stubStatus : 6; // BadFormat, as the stub sees it
+    // Errors are what pack refuses; the stub may still load such a file, not
+    // as meant, and the verdict says both.
     report.verdict = input != InputResult::Ok ? "not readable as title metadata"
-                     : loads                  ? "the launch stub loads it"
-                                              : "the launch stub refuses it";
+                     : !loads                 ? "the launch stub refuses it"
+                     : diags.Errors() > 0     ? "the launch stub loads it, but not as meant: fix the errors"
+                                              : "the launch stub loads it";
     report.verdictMembers = [loads, status, input](JsonWriter& w)
     {
         w.Write("stubLoads", loads);
@@ -94,7 +115,8 @@ int EmitReports(const std::string& command, const std::vector<Report>& reports, 
     else
         for (const auto& report : reports)
             out += FormatText(report);
-    if (out.empty())
+    // Quiet text of clean files is empty, and that is a report too.
+    if (out.empty() && format != OutputFormat::Text)
     {
         std::fprintf(stderr, "kvotool %s: the report could not be written\n", command.c_str());
         return ExitUsage;

@@ -427,6 +427,19 @@ void Doctor::CheckGameExecutable(TitleMetadata& metadata)
         Add(Severity::Error, "game-executable", "'principalFileName' is empty" + consequence);
         return;
     }
+    // The stub under the game's name: the stub resolves the game's path to
+    // itself, so -launchDirectly starts it again and again, and so does a
+    // launcher starting the game by that name.
+    const std::string stubName = m_Stub.substr(m_Stub.find_last_of("/\\") + 1);
+    if (SameNameIgnoringCase(name, stubName))
+    {
+        Add(Severity::Error, "game-executable",
+            "'principalFileName' '" + name +
+                "' is the stub's own name: a launcher starting the game starts the stub, and -launchDirectly "
+                "makes the stub start itself again and again; give the stub another name (release.sh --name)",
+            Shown(m_StubFolderFull + kPathSeparator + name));
+        return;
+    }
     std::string found;
     if (FindFile(m_StubFolderFull, name, found))
     {

@@ -207,6 +207,8 @@ int RunFmt(const std::vector<std::string>& args)
         return ExitProblems;
     }
     out += '\n';
+    if (RefuseUnreadableOutput("fmt", parsed.Value("output", "-"), out.size()))
+        return ExitProblems;
     std::string error;
     if (!WriteFileAtomically(parsed.Value("output", "-"), out, error))
     {

@@ -51,6 +51,8 @@ int RunPack(const std::vector<std::string>& args)
         std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());
         return ExitProblems;
     }
+    if (RefuseUnreadableOutput("pack", out, container.size()))
+        return ExitProblems;
     if (!WriteFileAtomically(out, container, error))
     {
         std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());

@@ -28,6 +28,8 @@ int RunUnpack(const std::vector<std::string>& args)
     if (result != InputResult::Ok)
         return ExitProblems;
     std::string error;
+    if (RefuseUnreadableOutput("unpack", parsed.Value("output", "-"), doc.text.size()))
+        return ExitProblems;
     if (!WriteFileAtomically(parsed.Value("output", "-"), doc.text, error))
     {
         std::fprintf(stderr, "kvotool unpack: %s\n", error.c_str());

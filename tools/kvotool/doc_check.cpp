@@ -1,4 +1,5 @@
 #include "doc_check.h"
+#include "launch/launcher_switches.h"
 
 #include "doc_log.h"
 #include "doc_reader.h"
@@ -22,6 +23,84 @@ namespace kvotool
 namespace
 {
 using KeywordFunction = const char* (*)(uint32_t);
+
+// Offsets of what only a relaxed reader takes, outside strings: commas before
+// a closing '}' or ']', and comments ("//" or "/*").
+struct RelaxedOnly
+{
+    std::vector<size_t> trailingCommas;
+    std::vector<size_t> comments;
+};
+
+RelaxedOnly FindRelaxedOnly(const std::string& text)
+{
+    RelaxedOnly found;
+    bool inString = false;
+    for (size_t i = 0; i < text.size(); ++i)
+    {
+        const char c = text[i];
+        if (inString)
+        {
+            if (c == '\\')
+                ++i;
+            else if (c == '"')
+                inString = false;
+        }
+        else if (c == '"')
+            inString = true;
+        else if (c == '/' && i + 1 < text.size() && (text[i + 1] == '/' || text[i + 1] == '*'))
+        {
+            found.comments.push_back(i);
+            const size_t end = text[i + 1] == '/' ? text.find('\n', i) : text.find("*/", i + 2);
+            i = end == std::string::npos ? text.size() : end;
+        }
+        else if (c == ',')
+        {
+            const size_t next = text.find_first_not_of(" \t\r\n", i + 1);
+            if (next != std::string::npos && (text[next] == '}' || text[next] == ']'))
+                found.trailingCommas.push_back(i);
+        }
+    }
+    return found;
+}
+
+// Offset of the first byte that does not start a well-formed UTF-8 sequence
+// (no overlong forms, surrogates or values above U+10FFFF), or npos.
+size_t FirstInvalidUtf8(const std::string& text)
+{
+    const auto byte = [&](size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
+    for (size_t i = 0; i < text.size();)
+    {
+        const unsigned lead = byte(i);
+        size_t length = 0;
+        unsigned low = 0x80, high = 0xBF; // the allowed range of the second byte
+        if (lead < 0x80)
+            length = 1;
+        else if (lead >= 0xC2 && lead <= 0xDF)
+            length = 2;
+        else if (lead >= 0xE0 && lead <= 0xEF)
+        {
+            length = 3;
+            low = lead == 0xE0 ? 0xA0 : 0x80;
+            high = lead == 0xED ? 0x9F : 0xBF;
+        }
+        else if (lead >= 0xF0 && lead <= 0xF4)
+        {
+            length = 4;
+            low = lead == 0xF0 ? 0x90 : 0x80;
+            high = lead == 0xF4 ? 0x8F : 0xBF;
+        }
+        else
+            return i;
+        if (length > 1 && (byte(i + 1) < low || byte(i + 1) > high))
+            return i;
+        for (size_t k = 2; k < length; ++k)
+            if (byte(i + k) < 0x80 || byte(i + k) > 0xBF)
+                return i;
+        i += length;
+    }
+    return std::string::npos;
+}
 
 std::vector<std::string> Keywords(KeywordFunction keyword, uint32_t count)
 {
@@ -140,7 +219,7 @@ class Checker
     void ErrorAt(const JsonReader& e, const std::string& m) { At(Severity::Error, e, m); }
     void WarnAt(const JsonReader& e, const std::string& m) { At(Severity::Warning, e, m); }
 
-    bool Validate(const CheckOptions& options);
+    bool Validate(const CheckOptions& options, const std::string& text);
     void CheckRootMembers();
     void CheckFields();
     void ExplainInvalid(MetadataField& field, const JsonReader& member);
@@ -165,12 +244,13 @@ class Checker
     std::vector<std::string> m_Features = FeatureKeywords();
 };
 
-bool Checker::Validate(const CheckOptions& options)
+// Validates TEXT, the document with what is reported already blanked out.
+bool Checker::Validate(const CheckOptions& options, const std::string& text)
 {
     if (options.equalsSyntax)
         return true;
     TakeLoggedLines();
-    bool ok = JsonValidator::Validate(m_Text.c_str(), static_cast<int32_t>(m_Text.size()));
+    bool ok = JsonValidator::Validate(text.c_str(), static_cast<int32_t>(text.size()));
     for (const auto& line : TakeLoggedLines())
     {
         int lineNo = 0, column = 0;
@@ -468,9 +548,13 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
     if (auto* intField = dynamic_cast<IntField*>(&field))
     {
         std::string raw = RawValue(member);
+        const std::string number = std::to_string(intField->Value());
+        const std::string asNumber = quoted ? "; the schema wants a number: write " + number : "";
         if (!ReadsAsWritten(raw, intField->Value(), true))
-            WarnAt(member, "'" + name + "' is written as '" + Shorten(raw) + "' but reads as " +
-                               std::to_string(intField->Value()));
+            WarnAt(member, "'" + name + "' is written as '" + Shorten(raw) + "' but reads as " + number + asNumber);
+        else if (quoted)
+            WarnAt(member, "'" + name + "' is a number written as a text (\"" + Shorten(raw) +
+                               "\"); the stub reads " + number + asNumber);
     }
     else if (dynamic_cast<TextListField*>(&field))
     {
@@ -574,24 +658,30 @@ void Checker::CheckFields()
 void Checker::CheckCombinations()
 {
     const auto& t = m_Table;
-    auto warnField = [&](const char* key, const std::string& message)
+    auto fieldDiag = [&](Severity severity, const char* key, const std::string& message)
     {
         auto it = m_Members.find(key);
         if (it != m_Members.end())
-            WarnAt(it->second, message);
+            At(severity, it->second, message);
+        else if (severity == Severity::Error)
+            m_Diags.Error(message);
         else
             m_Diags.Warning(message);
     };
+    auto warnField = [&](const char* key, const std::string& message)
+    { fieldDiag(Severity::Warning, key, message); };
+    auto errorField = [&](const char* key, const std::string& message)
+    { fieldDiag(Severity::Error, key, message); };
     if (t.metadataVersion.IsPresent() && t.metadataVersion.Value() < 0)
         warnField("metadataVersion",
                   "'metadataVersion' is negative: the stub then skips reading the other fields "
                   "at load time, so missing required fields do not stop it");
     if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Steam &&
         t.steamAppIds.Value().Count() == 0)
-        warnField("gamePlatform",
+        errorField("gamePlatform",
                   std::string("'gamePlatform' is \"steam\" but ") +
                       (t.steamAppIds.IsPresent() ? "'steamAppIds' is empty" : "'steamAppIds' is missing") +
-                      ": the launcher gets no Steam app id");
+                      ": the launcher gets no Steam app id, and Steam cannot start the game");
     const bool epicEnabled = t.epicSdkVersion.Value() > 0;
     if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Epic && !epicEnabled)
         warnField("gamePlatform",
@@ -625,6 +715,45 @@ void Checker::CheckCombinations()
     if (t.languages.IsPresent() && t.languages.Value().Count() == 0 && languages != m_Members.end() &&
         IsListLike(languages->second))
         warnField("languages", "'languages' lists no language");
+    // The title id goes unquoted after its switch: a blank, a quote or a
+    // control character in it would change the launcher's arguments.
+    const char* titleSwitch = t.gamePlatform.IsPresent() ? TitleIdSwitch(t.gamePlatform.Value()) : nullptr;
+    if (titleSwitch && t.titleId.IsPresent())
+    {
+        const std::string id = t.titleId.Value();
+        const size_t blank = id.find_first_of(" \t");
+        const size_t quote = id.find('"');
+        size_t control = std::string::npos;
+        for (size_t i = 0; i < id.size() && control == std::string::npos; ++i)
+            if (static_cast<unsigned char>(id[i]) < 0x20 || id[i] == 0x7f)
+                control = i;
+        const size_t first = std::min({blank, quote, control});
+        if (first != std::string::npos)
+        {
+            const std::string given = titleSwitch + id.substr(0, first);
+            std::string message = "'titleId' holds ";
+            if (first == blank)
+            {
+                const size_t start = id.find_first_not_of(" \t", blank);
+                const std::string extra =
+                    start == std::string::npos ? "" : id.substr(start, id.find_first_of(" \t", start) - start);
+                message += "a blank: the launcher gets " + given +
+                           (extra.empty() ? std::string(" cut short there")
+                                          : " and \"" + extra + "\" as an argument of its own");
+            }
+            else if (first == quote)
+                message += "a double quote: the launcher gets " + given +
+                           " and the quote changes how the rest of its command line is split";
+            else
+            {
+                char code[8];
+                std::snprintf(code, sizeof code, "U+%04X", static_cast<unsigned char>(id[control]));
+                message += std::string("the control character ") + code + ": the launcher gets " + given +
+                           " and the rest of the value garbled or as further arguments";
+            }
+            errorField("titleId", message + " (letters, digits, '-', '_' and '.' are safe)");
+        }
+    }
     for (const TextField* f : {&t.titleId, &t.friendlyName, &t.principalFileName, &t.appdataFolderName,
                                &t.installFolderRegKey, &t.installFolderRegValueName})
         if (f->IsPresent() && f->Value().empty())
@@ -638,7 +767,37 @@ void Checker::Run(const CheckOptions& options)
             if (std::find(m_Keys.begin(), m_Keys.end(), f->GetName()) == m_Keys.end())
                 m_Keys.emplace_back(f->GetName());
 
-    Validate(options);
+    // The stub takes any bytes as text and shows them garbled: a file saved in
+    // a legacy code page is an error, at the first byte that is not UTF-8.
+    const size_t invalid = FirstInvalidUtf8(m_Text);
+    if (invalid != std::string::npos)
+    {
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "0x%02X", static_cast<unsigned char>(m_Text[invalid]));
+        AddAtOffset(Severity::Error, invalid,
+                    std::string("byte ") + hex + " at offset " + std::to_string(invalid) +
+                        " is not UTF-8 (a file saved in a legacy code page such as Latin-1?): players see "
+                        "garbled text; save the file as UTF-8");
+    }
+    const RelaxedOnly relaxed = options.equalsSyntax ? RelaxedOnly() : FindRelaxedOnly(m_Text);
+    if (!relaxed.comments.empty())
+    {
+        // The stub stops reading at a comment: everything else found after
+        // it would only repeat that, so the comments are the report.
+        for (size_t at : relaxed.comments)
+            AddAtOffset(Severity::Error, at,
+                        "a comment: JSON has none, and the stub stops reading the document here and misses "
+                        "every member after it (write notes as members whose names start with '_')");
+        return;
+    }
+    for (size_t at : relaxed.trailingCommas)
+        AddAtOffset(Severity::Warning, at,
+                    "a comma after the last element: the stub reads it, strict JSON readers (editors, the "
+                    "schema, other tools) refuse it; remove it");
+    std::string strict = m_Text;
+    for (size_t at : relaxed.trailingCommas)
+        strict[at] = ' ';
+    Validate(options, strict);
     TakeLoggedLines();
     if (!m_Root.Parse(m_Text.c_str(), static_cast<uint32_t>(m_Text.size())))
     {

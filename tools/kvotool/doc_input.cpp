@@ -69,11 +69,16 @@ std::string WhyUnknown(const std::string& bytes)
 // the IV from the text, which settles it for containers it made, and for
 // others the text must start as a document does: with printable ASCII or
 // blanks, as the recognition of plain text demands.
-bool DecryptedAsText(const std::string& container, const std::string& text)
+bool DerivedIv(const std::string& container, const std::string& text)
 {
     uint8_t iv[kContainerIvSize];
-    if (Sha256Prefix(Bytes(text), static_cast<uint32_t>(text.size()), iv) &&
-        std::memcmp(iv, Bytes(container) + kContainerHeaderSize, kContainerIvSize) == 0)
+    return Sha256Prefix(Bytes(text), static_cast<uint32_t>(text.size()), iv) &&
+           std::memcmp(iv, Bytes(container) + kContainerHeaderSize, kContainerIvSize) == 0;
+}
+
+bool DecryptedAsText(const std::string& container, const std::string& text)
+{
+    if (DerivedIv(container, text))
         return true;
     const size_t n = text.size() < 16 ? text.size() : 16;
     for (size_t i = 0; i < n; ++i)
@@ -85,12 +90,18 @@ bool DecryptedAsText(const std::string& container, const std::string& text)
     return true;
 }
 
-void AddLoggedLinesAsNotes(DiagnosticList& diags)
-{
-    for (const auto& line : TakeLoggedLines())
-        diags.Note(line);
-}
 } // namespace
+
+bool RefuseUnreadableOutput(const char* command, const std::string& out, size_t bytes)
+{
+    if (bytes <= kMaxMetadataSize)
+        return false;
+    std::fprintf(stderr,
+                 "kvotool %s: %s not written: it would be %zu bytes long; the stub reads at most 8,388,608 "
+                 "bytes (TooLarge)\n",
+                 command, out == "-" ? "standard output" : ("'" + out + "'").c_str(), bytes);
+    return true;
+}
 
 bool MakeContainer(const std::string& text, const uint8_t* key, std::string& container, std::string& error)
 {
@@ -170,8 +181,8 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
                                 : OpenContainer(Bytes(doc.bytes), size, doc.text);
     if (opened != MetadataStatus::Ok)
     {
-        diags.Error("the container cannot be opened (BadFormat)");
-        AddLoggedLinesAsNotes(diags);
+        diags.Error("the container cannot be opened: it is damaged or was packed with another key (BadFormat)");
+        doc.log = TakeLoggedLines();
         return InputResult::Problems;
     }
     if (doc.text.empty() || !DecryptedAsText(doc.bytes, doc.text))
@@ -180,9 +191,10 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
         diags.Error(std::string("the container does not decrypt with ") +
                     (key ? "the given key" : "kvotool's built-in key (try --key)") +
                     ": wrong key or damaged data");
-        AddLoggedLinesAsNotes(diags);
+        doc.log = TakeLoggedLines();
         return InputResult::Problems;
     }
+    doc.foreignIv = !DerivedIv(doc.bytes, doc.text);
     TakeLoggedLines();
     if (!key)
     {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace kvotool
 {
@@ -27,6 +28,12 @@ struct InputDocument
     // was given another key, the text in a container under the built-in key,
     // so the load runs exactly the stub's path.
     std::string stubBytes;
+    // What the metadata library logged while opening the file: internals
+    // (crypto library errors and the like), shown with -v only.
+    std::vector<std::string> log;
+    // A container whose IV is not the one the encoder derives from its text:
+    // made by another tool, or damaged.
+    bool foreignIv = false;
 };
 
 enum class InputResult
@@ -42,6 +49,10 @@ enum class InputResult
 // the packed file.
 InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument& doc, DiagnosticList& diags,
                       bool payloadText = false);
+
+// True (and says so on standard error) when BYTES, to be written to OUT by
+// COMMAND, are more than the stub reads: nothing is written then.
+bool RefuseUnreadableOutput(const char* command, const std::string& out, size_t bytes);
 
 // Makes the container of a text with the library's own encoder, under `key`
 // (32 bytes) or, when it is null, the built-in key. False, with a message,
