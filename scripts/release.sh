@@ -254,6 +254,7 @@ cp "$win/bin/$stub_name.exe" "$win/bin/kvotool.exe" "$lin/bin/kvotool" docs/titl
 "$stage/kvotool" --help >/dev/null || die "the Linux kvotool does not run"
 
 product=$(sed -n 's/^KVO_STUB_PRODUCT_NAME:STRING=//p' "$win/CMakeCache.txt")
+fingerprint=$(sed -n 's/^KVO_CONTAINER_KEY_FINGERPRINT:INTERNAL=//p' "$win/CMakeCache.txt")
 version=$(sed -n 's/^project([A-Za-z]* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 commit=$(git rev-parse HEAD 2>/dev/null || echo unknown)
 if [ "$commit" != unknown ] && [ -n "$(git status --porcelain --untracked-files=no)" ]; then
@@ -271,6 +272,9 @@ fi
     echo "Container key: the DEVELOPMENT key. This release is for testing: do not"
     echo "ship it, since every development build opens its containers."
   fi
+  echo "Key fingerprint: $fingerprint (the stub's file properties show it as"
+  echo "KeyFingerprint, kvotool show prints it for a container it opens, and"
+  echo "kvotool doctor compares the two)."
   if [ -n "$cert" ] && [ -n "$timestamp" ]; then
     echo "$stub_name.exe and kvotool.exe carry a time-stamped Authenticode signature"
     echo "(time stamp from $timestamp): it stays valid after the certificate expires."

@@ -57,6 +57,27 @@ const uint8_t* GetContainerKey()
     return kContainerKey.data();
 }
 
+std::string ContainerKeyFingerprint(const uint8_t* key)
+{
+    static const char kHex[] = "0123456789abcdef";
+    std::string text = "KVOM key fingerprint ";
+    for (uint32_t i = 0; i < kContainerKeySize; ++i)
+    {
+        text += kHex[key[i] >> 4];
+        text += kHex[key[i] & 15];
+    }
+    uint8_t digest[16];
+    if (!Sha256Prefix(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()), digest))
+        return std::string();
+    std::string fingerprint;
+    for (uint32_t i = 0; i < 8; ++i)
+    {
+        fingerprint += kHex[digest[i] >> 4];
+        fingerprint += kHex[digest[i] & 15];
+    }
+    return fingerprint;
+}
+
 MetadataFormat DetectMetadataFormat(const uint8_t* data, uint32_t size)
 {
     if (!data)

@@ -44,3 +44,9 @@ uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, const uint8_t* key
 
 // The 32 key bytes compiled into the program.
 const uint8_t* GetContainerKey();
+
+// 16 lowercase hexadecimal digits naming a 32-byte key without revealing it:
+// the first 8 bytes of SHA-256 over "KVOM key fingerprint " and the key's
+// lowercase hexadecimal digits. The build writes the same value into the
+// stub's version resource ("KeyFingerprint"). Empty when hashing failed.
+std::string ContainerKeyFingerprint(const uint8_t* key);

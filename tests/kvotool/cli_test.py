@@ -399,7 +399,7 @@ class Usage(Base):
 
 
 def pe_with_version(version=(1, 0, 0, 0), product="Tavrin Games Launch Stub", company="Tavrin Games",
-                    original="PlayGame.exe"):
+                    original="PlayGame.exe", fingerprint=None):
     """A minimal 64-bit PE whose only section holds a version resource, laid
     out as resource compilers do (key, value and children aligned to 4)."""
     def pad4(b):
@@ -414,7 +414,8 @@ def pe_with_version(version=(1, 0, 0, 0), product="Tavrin Games Launch Stub", co
     fixed = struct.pack("<13I", 0xFEEF04BD, 0x10000, ms, ls, ms, ls, 0x3F, 0, 0x40004, 1, 0, 0, 0)
     strings = b"".join(pad4(block(k, (v + "\0").encode("utf-16-le"), text=True)) for k, v in
                        [("CompanyName", company), ("FileVersion", "%d.%d.%d.%d" % version),
-                        ("OriginalFilename", original), ("ProductName", product)])
+                        ("OriginalFilename", original), ("ProductName", product)]
+                       + ([("KeyFingerprint", fingerprint)] if fingerprint else []))
     info = block("VS_VERSION_INFO", fixed, pad4(block("StringFileInfo", children=pad4(block("040904B0", children=strings)))))
     rva = 0x1000
     directory = lambda entry_id, target: struct.pack("<IIHHHH", 0, 0, 0, 0, 0, 1) + struct.pack("<II", entry_id, target)
@@ -553,6 +554,31 @@ class Doctor(Base):
         places = ", ".join(os.path.join(d, "title.kvo") for d in folders)
         self.assertIn("it searched " + places + ", and shows", missing)
 
+    def test_container_under_another_key_than_the_stub_s(self):
+        fingerprint = lambda key: hashlib.sha256(b"KVOM key fingerprint " + key.lower().encode()).hexdigest()[:16]
+        self.put("in.json", doc())
+        self.assertEqual(self.kvo("pack", "--key", KEY, "in.json", "-o", "own.kvo")[0], 0)
+        rc, out, _ = self.kvo("show", "--key", KEY, "own.kvo")
+        self.assertIn(("key fingerprint: " + fingerprint(KEY)).encode(), out)
+        self.assertEqual(self.kvo("pack", "in.json", "-o", "built-in.kvo")[0], 0)
+        built_in = self.kvo("show", "built-in.kvo")[1].decode().split("key fingerprint: ")[1][:16]
+        for stub_key, title, key_args, status, text in [
+                (KEY, (doc(), None), [], 1, "the stub was built with the container key of fingerprint %s, but "
+                 "this container opens with the key of fingerprint %s (kvotool's built-in key): the stub "
+                 "refuses it" % (fingerprint(KEY), built_in)),
+                (None, (doc(), KEY), ["--key", KEY], 1, "opens with the key of fingerprint %s (the given key)"
+                 % fingerprint(KEY)),
+                (KEY, (doc(), KEY), ["--key", KEY], 1, "note: the stub's container key (fingerprint %s) opens"
+                 % fingerprint(KEY))]:
+            with self.subTest(stub_key=stub_key, key_args=key_args):
+                shutil.rmtree(os.path.join(self.dir, "a"), ignore_errors=True)
+                game = self.make_game([], title, "title.kvo")
+                with open(os.path.join(game, "PlayGame.exe"), "wb") as f:
+                    f.write(pe_with_version(fingerprint=fingerprint(stub_key) if stub_key else built_in))
+                rc, _, err = self.doctor(game, *key_args)
+                self.assertEqual(rc, status, err)
+                self.assertIn(text, err)
+
     def test_renamed_stub_warns_and_strict_fails(self):
         game = self.make_game([], doc(), "title.kvo")
         with open(os.path.join(game, "PlayGame.exe"), "wb") as f:
@@ -596,6 +622,12 @@ class Doctor(Base):
         if ARGS.real_stub:
             self.assertIn("stub: version %s, product \"%s\", company \"%s\"" % (
                 ARGS.real_stub_version, ARGS.real_stub_product, ARGS.real_stub_company), err)
+            # The build's fingerprint of its key is the one kvotool computes for the same key.
+            self.put("in.json", doc())
+            self.assertEqual(self.kvo("pack", "in.json", "-o", os.path.join(game, "title.kvo"))[0], 0)
+            rc, _, err = self.kvo("doctor", shown + sep, "--stub", "bin\\x\\PlayGame.exe")
+            self.assertEqual(rc, 0, err)
+            self.assertRegex(err, r"note: the stub's container key \(fingerprint [0-9a-f]{16}\) opens this container")
         os.remove(os.path.join(game, "title.kvo"))
         rc, _, err = self.kvo("doctor", shown, "--stub", "bin\\x\\PlayGame.exe")
         self.assertEqual(rc, 1)

@@ -131,6 +131,8 @@ if "$dist/kvotool" unpack "$work/title.kvo" --key "$dev_key" -o "$work/dev.json"
 else
   ok "the container does not open with the development key"
 fi
+check "README.txt gives the key's fingerprint, as kvotool show does" grep -q \
+  "^Key fingerprint: $("$dist/kvotool" show "$work/title.kvo" | sed -n 's/^key fingerprint: //p') " "$dist/README.txt"
 
 # Signing leaves the header's time stamp as the build chose it.
 if [ -n "${SOURCE_DATE_EPOCH:-}" ]; then want=$SOURCE_DATE_EPOCH; else want=$(git log -1 --format=%ct); fi

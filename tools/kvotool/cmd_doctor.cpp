@@ -10,6 +10,7 @@
 #include "file_io.h"
 #include "game_folder.h"
 #include "installer_trust.h"
+#include "metadata/metadata_container.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/title_metadata.h"
 #include "pe_version.h"
@@ -206,6 +207,7 @@ class Doctor
     std::string m_MetadataFull; // the title.kvo the stub loads; empty when none
     bool m_StubLoads = false;   // the stub's load of it succeeds
     bool m_OpenedWithKey = false;
+    std::string m_StubKeyFingerprint; // from the stub's version resource; empty for older stubs
     uint32_t m_Platform = kMetadataUnset;
     std::string m_Installer;       // as the stub runs it, with parameters; empty: none for the platform
     bool m_InstallerFound = false; // it exists (or cannot be checked here)
@@ -291,6 +293,7 @@ void Doctor::CheckStub()
     case PeVersionResult::Ok:
         break;
     }
+    m_StubKeyFingerprint = info.keyFingerprint;
     Add(Severity::Note, "stub",
         "stub: version " + FormatVersion(info.fileVersion) + ", product \"" + info.productName +
             "\", company \"" + info.companyName + "\"",
@@ -403,6 +406,26 @@ void Doctor::CheckMetadata()
                 doc = keyDoc;
             }
         }
+    }
+    // The stub names its key by a fingerprint: a container under another
+    // key is one it refuses, whatever kvotool's own key opens.
+    if (doc.kind == InputKind::Container && !doc.text.empty() && !m_StubKeyFingerprint.empty())
+    {
+        const std::string opened = ContainerKeyFingerprint(m_OpenedWithKey ? m_Key : GetContainerKey());
+        if (opened != m_StubKeyFingerprint)
+        {
+            Add(Severity::Error, "container-key",
+                "the stub was built with the container key of fingerprint " + m_StubKeyFingerprint +
+                    ", but this container opens with the key of fingerprint " + opened +
+                    (m_OpenedWithKey ? " (the given key)" : " (kvotool's built-in key)") +
+                    ": the stub refuses it and shows " + QuoteMessage(kMetadataLoadFailed),
+                shown);
+            m_StubLoads = false;
+            m_OpenedWithKey = false;
+            return;
+        }
+        Add(Severity::Note, "container-key",
+            "the stub's container key (fingerprint " + opened + ") opens this container", shown);
     }
     if (doc.stubBytes.empty() || result.stubStatus != 0)
         return;

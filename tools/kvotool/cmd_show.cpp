@@ -3,6 +3,7 @@
 #include "doc_check.h"
 #include "doc_log.h"
 #include "file_io.h"
+#include "metadata/metadata_container.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/title_metadata.h"
 
@@ -231,6 +232,9 @@ int RunShow(const std::vector<std::string>& args)
         metadata->LoadFromMemory(doc.stubBytes.data(), static_cast<uint32_t>(doc.stubBytes.size()));
     Out(out, "file: %s (%s)\n", path == "-" ? "<stdin>" : path.c_str(),
         doc.kind == InputKind::Container ? "container" : "plain JSON");
+    // The fingerprint the stub's file properties show for the key it opens.
+    if (doc.kind == InputKind::Container)
+        Out(out, "key fingerprint: %s\n", ContainerKeyFingerprint(keyPtr ? keyPtr : GetContainerKey()).c_str());
     Out(out, "load: %u %s%s\n", status, MetadataStatusName(status),
         status ? " - the launch stub stops here; below is what its getters would answer" : "");
     for (const auto& line : TakeLoggedLines())

@@ -203,6 +203,8 @@ void ReadStrings(const Bytes& b, uint64_t base, const Block& parent, int depth, 
                 info.companyName = value;
             else if (child.key == "OriginalFilename")
                 info.originalFilename = value;
+            else if (child.key == "KeyFingerprint")
+                info.keyFingerprint = value;
         }
         const uint64_t next = Align4(child.end, base);
         if (next <= offset)

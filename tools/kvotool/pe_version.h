@@ -17,6 +17,7 @@ struct PeVersionInfo
     std::string productName;
     std::string companyName;
     std::string originalFilename;
+    std::string keyFingerprint; // of the container key the stub was built with
 };
 
 enum class PeVersionResult
