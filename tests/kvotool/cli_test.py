@@ -5,6 +5,7 @@ made here, the JSON and SARIF reports and pipes (--runner wine: Windows build)."
 import argparse
 import hashlib
 import json
+import re
 import os
 import shutil
 import struct
@@ -747,6 +748,25 @@ class MakerMistakes(Base):
                 self.assertIn("the stub reads at most 8,388,608 bytes (TooLarge)", err)
                 self.assertFalse(self.exists(what))
 
+    def test_help_version_and_positions(self):
+        root = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+        with open(os.path.join(root, "CMakeLists.txt"), encoding="utf-8") as f:
+            version = re.search(r"project\(\w+ VERSION ([0-9.]+)", f.read()).group(1)
+        rc, out, _ = self.kvo("--version")
+        self.assertEqual(rc, 0)
+        self.assertRegex(out.decode(), r"^kvotool %s( \(commit [0-9a-f]{12}\))?\r?\n$" % re.escape(version))
+        for args in (["help", "--help"], ["--help"]):
+            rc, out, _ = self.kvo(*args)
+            self.assertEqual(rc, 0)
+            self.assertIn(b"kvotool --version", out)
+        # A finding about the whole file carries no line 0, column 0.
+        self.put("t.json", doc(titleId=None))
+        report = json.loads(self.kvo("check", "--format", "json", "t.json")[1])
+        findings = report["reports"][0]["findings"]
+        self.assertEqual(report["version"], version)
+        self.assertTrue(any("line" not in f for f in findings))
+        self.assertTrue(all(f.get("line", 1) > 0 and f.get("column", 1) > 0 for f in findings))
+
     def test_container_errors_name_the_container_not_the_crypto_library(self):
         self.pack_with_key(KEY)
         data = bytearray(self.get("own.kvo"))
@@ -765,6 +785,7 @@ class MakerMistakes(Base):
 
 WINDOWS_SUBSET = [
     "MakerMistakes.test_quiet_check_of_a_clean_file_is_silent_success",
+    "MakerMistakes.test_help_version_and_positions",
     "MakerMistakes.test_container_errors_name_the_container_not_the_crypto_library",
     "CheckCommand.test_each_problem_class",
     "PackUnpack.test_round_trip_plain_and_container",

@@ -2,6 +2,7 @@
 
 #include "doc_writer.h"
 #include "file_io.h"
+#include "version.h"
 
 #include <algorithm>
 
@@ -9,7 +10,6 @@ namespace kvotool
 {
 namespace
 {
-const char kToolVersion[] = "1.0.0";
 
 const char* SeverityName(Severity s)
 {
@@ -112,7 +112,7 @@ std::string FormatJson(const std::string& command, const std::vector<Report>& re
         {
             w.Begin(nullptr);
             w.WriteString("tool", "kvotool");
-            w.WriteString("version", kToolVersion);
+            w.WriteString("version", ToolVersion());
             w.WriteString("command", command.c_str());
             w.BeginArray("reports");
             for (const auto& r : reports)
@@ -125,8 +125,12 @@ std::string FormatJson(const std::string& command, const std::vector<Report>& re
                     w.Begin(nullptr);
                     w.WriteString("file", FileOf(r, d).c_str());
                     w.WriteString("severity", SeverityName(d.severity));
-                    w.Write("line", int32_t(d.line));
-                    w.Write("column", int32_t(d.column));
+                    // A finding about the whole file has no position.
+                    if (d.line > 0)
+                    {
+                        w.Write("line", int32_t(d.line));
+                        w.Write("column", int32_t(std::max(d.column, 1)));
+                    }
                     w.WriteString("message", d.message.c_str());
                     w.WriteString("suggestion", d.suggestion.c_str());
                     w.WriteString("rule", kRules[RuleIndex(d)].id);
@@ -164,7 +168,7 @@ std::string FormatSarif(const std::string& command, const std::vector<Report>& r
             w.Begin("tool");
             w.Begin("driver");
             w.WriteString("name", "kvotool");
-            w.WriteString("version", kToolVersion);
+            w.WriteString("version", ToolVersion());
             w.BeginArray("rules");
             for (const Rule& rule : kRules)
             {

@@ -183,7 +183,8 @@ const char* GeneralHelp()
            "  new -o FILE                write a template with every required field\n"
            "  help [COMMAND]             show this text or a command's text\n"
            "\n"
-           "'kvotool COMMAND --help' describes a command and its options. A file\n"
+           "'kvotool COMMAND --help' describes a command and its options;\n"
+           "'kvotool --version' prints the version. A file\n"
            "named '-' is standard input, and '-o -' writes standard output.\n"
            "Messages go to standard error. Exit status: 0 all is well, 1 the input\n"
            "has problems, 2 bad command line or a file could not be read or written.\n";

@@ -4,6 +4,7 @@
 #include "doc_log.h"
 #include "file_io.h"
 #include "help.h"
+#include "version.h"
 #include "suggest.h"
 
 #include <cstdio>
@@ -73,12 +74,12 @@ int main(int argc, char** argv)
     }
     if (command == "--version")
     {
-        std::puts("kvotool 1.0.0");
+        std::puts(ToolVersionLine());
         return ExitOk;
     }
     if (command == "help")
     {
-        if (rest.empty())
+        if (rest.empty() || rest[0] == "--help" || rest[0] == "-h")
         {
             std::fputs(GeneralHelp(), stdout);
             return ExitOk;
