@@ -3,7 +3,7 @@
 set -euo pipefail
 PACKAGES=(
   cmake ninja-build g++ clang libclang-rt-14-dev
-  g++-mingw-w64-x86-64 lld wine wine64 xvfb xdotool x11-utils imagemagick icoutils locales fonts-wqy-zenhei
+  g++-mingw-w64-x86-64 lld wine wine64 xvfb xdotool x11-utils imagemagick icoutils zopfli librsvg2-bin locales fonts-wqy-zenhei
   fonts-dejavu-core fonts-tlwg-loma-ttf
   libgtest-dev libgmock-dev googletest libssl-dev openssl
   libbenchmark-dev rapidjson-dev libsimdjson-dev python3 python3-jsonschema python3-pefile

@@ -63,6 +63,15 @@ test-pass|--key $key --sign $work/signer.p12 --out $work/not-a-release|no --time
 -|--key $key --sign ''|--sign needs a value
 EOF
 
+# The icon maker names what it takes, before any slow work.
+out=$(scripts/make-icon.sh "$work/not-an-icon.ico" "$work/out.ico" 2>&1)
+rc=$?
+if [ $rc -eq 1 ] && [[ "$out" == *"is neither an SVG nor a PNG image"* ]] && [ ! -e "$work/out.ico" ]; then
+  ok "make-icon refuses a file that is neither SVG nor PNG"
+else
+  bad "make-icon on a text file: exit $rc, said: $out"
+fi
+
 # An earlier release in the folder: its listed files are replaced.
 dist="$work/dist with blanks"
 mkdir -p "$dist" && echo old >"$dist/Old Name.exe"
