@@ -783,6 +783,31 @@ class MakerMistakes(Base):
                 self.assertNotRegex(err, r"\.kvo:\d+:\d+:")  # no position in text nobody wrote
 
 
+    def test_readable_by_default_and_no_binary_onto_a_terminal(self):
+        if ARGS.runner:
+            self.skipTest("a pseudo-terminal is a Linux matter here")
+        self.put("t.json", doc())
+        rc, out, _ = self.kvo("fmt", "t.json")
+        self.assertEqual(rc, 0)
+        self.assertIn(b"\n\t\"titleId\"", out)
+        rc, compact, _ = self.kvo("fmt", "--compact", "t.json")
+        self.assertEqual((rc, compact.count(b"\n")), (0, 1))
+        self.assertEqual(json.loads(out), json.loads(compact))
+        # Onto a terminal the container would be noise; into a pipe it is wanted.
+        import pty
+        master, slave = pty.openpty()
+        try:
+            p = subprocess.run([ARGS.kvotool, "pack", "--key", KEY, "t.json", "-o", "-"], cwd=self.dir,
+                               stdout=slave, stderr=subprocess.PIPE, timeout=60)
+        finally:
+            os.close(slave)
+            os.close(master)
+        self.assertEqual(p.returncode, 2, p.stderr)
+        self.assertIn(b"standard output is a terminal", p.stderr)
+        rc, piped, _ = self.kvo("pack", "--key", KEY, "t.json", "-o", "-")
+        self.assertEqual(rc, 0)
+        self.assertGreater(len(piped), 16)
+
 WINDOWS_SUBSET = [
     "MakerMistakes.test_quiet_check_of_a_clean_file_is_silent_success",
     "MakerMistakes.test_help_version_and_positions",

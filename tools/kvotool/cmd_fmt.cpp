@@ -156,6 +156,7 @@ int RunFmt(const std::vector<std::string>& args)
     const std::vector<OptionDef> defs = {{"output", 'o', true},
                                          {"equals", 0, false},
                                          {"pretty", 0, false},
+                                         {"compact", 0, false},
                                          {"key", 0, true},
                                          {"help", 'h', false}};
     ParsedArguments parsed;
@@ -190,7 +191,8 @@ int RunFmt(const std::vector<std::string>& args)
     Copier copier(doc.text, equals);
     std::string out;
     bool written = WriteDocumentText(
-        equals, parsed.Has("pretty"),
+        // Readable unless asked otherwise; --pretty is the default kept for old scripts.
+        equals, !parsed.Has("compact"),
         [&](JsonWriter& w)
         {
             copier.problems = DiagnosticList();

@@ -53,6 +53,12 @@ int RunPack(const std::vector<std::string>& args)
     }
     if (RefuseUnreadableOutput("pack", out, container.size()))
         return ExitProblems;
+    if (out == "-" && IsTerminal(stdout))
+    {
+        std::fprintf(stderr, "kvotool pack: not written: standard output is a terminal, and the container is "
+                             "binary (redirect it, or give -o FILE)\n");
+        return ExitUsage;
+    }
     if (!WriteFileAtomically(out, container, error))
     {
         std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());

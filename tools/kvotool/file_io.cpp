@@ -101,6 +101,15 @@ bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& err
     return ok;
 }
 
+bool IsTerminal(std::FILE* stream)
+{
+#ifdef _WIN32
+    return _isatty(_fileno(stream)) != 0;
+#else
+    return isatty(fileno(stream)) != 0;
+#endif
+}
+
 bool WriteFileAtomically(const std::string& path, const std::string& bytes, std::string& error)
 {
     if (path == "-")

@@ -1,6 +1,7 @@
 // Whole-file reads and all-or-nothing writes for the tool's inputs and outputs.
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,9 @@ bool ReadWholeFile(const std::string& path, std::string& bytes, std::string& err
 // half-written file and an existing file is replaced only on success. "-"
 // writes to standard output instead.
 bool WriteFileAtomically(const std::string& path, const std::string& bytes, std::string& error);
+
+// Whether the stream goes to a terminal (a console window on Windows).
+bool IsTerminal(std::FILE* stream);
 
 // Arguments of the process as UTF-8 (on Windows from the wide command line,
 // so that names outside the ANSI code page survive).
