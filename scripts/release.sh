@@ -7,7 +7,9 @@ set -euo pipefail
 
 usage() {
   cat <<'EOF'
-Usage: scripts/release.sh (--key HEX | --dev-key) [--sign CERT.p12 [--timestamp URL]]
+Usage: scripts/release.sh (--key-file FILE | --key HEX | --dev-key)
+                          [(--sign CERT.p12 | --pkcs11-module MODULE.so --pkcs11-cert CERT
+                            --pkcs11-key KEY) [--timestamp URL]]
                           [--installer-signer CERT]... [--no-installer-check]
                           [--name NAME] [--product TEXT] [--company TEXT]
                           [--icon FILE.ico] [--out DIR]
@@ -16,13 +18,26 @@ Builds the launch stub and kvotool from clean build folders and writes DIR
 (default dist/ in the repository): NAME.exe, kvotool.exe, kvotool (Linux),
 title.kvo.schema.json, README.txt and SHA256SUMS over all of them.
 
-  --key HEX        container key of this release, 64 hexadecimal digits
+  --key-file FILE  file holding the container key of this release as 64
+                   hexadecimal digits (make one: openssl rand -hex 32 >FILE;
+                   chmod 600 FILE). Without --key-file, --key and --dev-key
+                   the key is read from the environment variable KVOTOOL_KEY,
+                   the one kvotool reads too
+  --key HEX        the key on the command line (other users see it in the
+                   process list; shell history keeps it)
   --dev-key        use the repository's development key (not for shipping)
-  --sign CERT.p12  Authenticode-sign every .exe with this certificate and key;
-                   the password is read from the environment variable
-                   KVO_SIGN_PASSWORD (set it, empty when there is none).
+  --sign CERT.p12  Authenticode-sign every .exe with this certificate and key
+                   (a file: for test certificates; public code-signing keys
+                   live on hardware tokens, see --pkcs11-module).
                    The stub then elevates only store-front installers signed
                    with this certificate's key (see --installer-signer)
+  --pkcs11-module MODULE.so --pkcs11-cert CERT --pkcs11-key KEY
+                   sign with a key on a PKCS#11 token instead: the token's
+                   module, its certificate (a pkcs11: URI or a certificate
+                   file) and its private key (a pkcs11: URI)
+                   The password of --sign and the PIN of the token are read
+                   from the environment variable KVO_SIGN_PASSWORD (set it,
+                   empty when there is none); only the signing tool gets it
   --timestamp URL  RFC 3161 time-stamp server: the signatures stay valid
                    after the certificate expires. Without it they do not
   --installer-signer CERT
@@ -51,12 +66,18 @@ bad() {
 die() { echo "release.sh: $*" >&2; exit 1; }
 step() { echo "=== $*"; }
 
+# The signing password stays in this shell: no child but the signing step
+# sees it (apt-get, cmake and the compilers run with it out of the environment).
+sign_password=${KVO_SIGN_PASSWORD-}
+have_password=${KVO_SIGN_PASSWORD+set}
+unset KVO_SIGN_PASSWORD
+
 caller_dir=$(pwd)
 cd "$(dirname "$0")/.."
 ROOT=$(pwd)
 absolute() { case "$1" in /*) echo "$1" ;; *) echo "$caller_dir/$1" ;; esac; }
 
-key="" dev_key=0 cert="" name="" product="" company="" icon="" out="" timestamp="" no_check=0
+key="" key_file="" dev_key=0 cert="" p11_module="" p11_cert="" p11_key="" name="" product="" company="" icon="" out="" timestamp="" no_check=0
 installer_signers=()
 have_name=0 have_product=0 have_company=0
 while [ $# -gt 0 ]; do
@@ -65,22 +86,28 @@ while [ $# -gt 0 ]; do
     -h | --help) usage; exit 0 ;;
     --dev-key) dev_key=1; shift; continue ;;
     --no-installer-check) no_check=1; shift; continue ;;
-    --key | --sign | --name | --product | --company | --icon | --out | --timestamp | --installer-signer)
+    --key | --key-file | --sign | --name | --product | --company | --icon | --out | --timestamp | \
+      --installer-signer | --pkcs11-module | --pkcs11-cert | --pkcs11-key)
       [ $# -ge 2 ] || bad "$opt needs a value"
       val=$2
       shift 2 ;;
-    --key=* | --sign=* | --name=* | --product=* | --company=* | --icon=* | --out=* | --timestamp=* | \
-      --installer-signer=*)
+    --key=* | --key-file=* | --sign=* | --name=* | --product=* | --company=* | --icon=* | --out=* | \
+      --timestamp=* | --installer-signer=* | --pkcs11-module=* | --pkcs11-cert=* | --pkcs11-key=*)
       val=${opt#*=}
       opt=${opt%%=*}
       shift ;;
     *) bad "unknown argument '$opt'" ;;
   esac
   case "$opt" in
-    --key | --sign | --icon | --out | --timestamp | --installer-signer) [ -n "$val" ] || bad "$opt needs a value" ;;
+    --name | --product | --company) ;;
+    *) [ -n "$val" ] || bad "$opt needs a value" ;;
   esac
   case "$opt" in
-    --key) key=$val ;;
+    --key) key=$val; key_from="--key" ;;
+    --key-file) key_file=$(absolute "$val") ;;
+    --pkcs11-module) p11_module=$val ;;
+    --pkcs11-cert) p11_cert=$val ;;
+    --pkcs11-key) p11_key=$val ;;
     --sign) cert=$val ;;
     --name) name=$val; have_name=1 ;;
     --product) product=$val; have_product=1 ;;
@@ -94,15 +121,29 @@ done
 
 # The container key: a release never gets the development key by accident.
 dev_key_value=$(sed -n 's/^set(KVO_CONTAINER_KEY "\([0-9A-Fa-f]*\)".*/\1/p' CMakeLists.txt)
-if [ -n "$key" ] && [ "$dev_key" -eq 1 ]; then
-  bad "give either --key or --dev-key, not both"
-elif [ -n "$key" ]; then
-  [[ "$key" =~ ^[0-9A-Fa-f]{64}$ ]] || bad "--key must be 64 hexadecimal digits; got ${#key} characters"
+if [ $(( ${#key} > 0 )) -eq 1 ] && [ -n "$key_file" ]; then
+  bad "give either --key or --key-file, not both"
+elif [ "$dev_key" -eq 1 ] && { [ -n "$key" ] || [ -n "$key_file" ]; }; then
+  bad "give either --dev-key or the release's own key, not both"
+fi
+if [ -n "$key_file" ]; then
+  [ -f "$key_file" ] && [ -r "$key_file" ] || bad "--key-file: no readable file $key_file"
+  key=$(tr -d ' \t\r\n' <"$key_file")
+  key_from="--key-file $key_file"
+elif [ -z "$key" ] && [ "$dev_key" -eq 0 ] && [ -n "${KVOTOOL_KEY:-}" ]; then
+  key=$KVOTOOL_KEY
+  key_from="KVOTOOL_KEY"
+fi
+if [ -n "$key" ]; then
+  [[ "$key" =~ ^[0-9A-Fa-f]{64}$ ]] || bad "$key_from: the key must be 64 hexadecimal digits; got ${#key} characters"
   if [ -n "$dev_key_value" ] && [ "${key,,}" = "${dev_key_value,,}" ]; then
-    bad "--key is the repository's development key: give --dev-key to build a release with it anyway"
+    bad "$key_from: that is the repository's development key: give --dev-key to build a release with it anyway"
+  fi
+  if [ "$key_from" = "--key" ]; then
+    echo "release.sh: warning: --key on the command line shows in the process list and shell history; --key-file FILE or KVOTOOL_KEY keep it out" >&2
   fi
 elif [ "$dev_key" -eq 0 ]; then
-  bad "refusing to build a release with the development container key: give the release's own key with --key HEX (64 hexadecimal digits), or --dev-key for a release that is not to be shipped"
+  bad "refusing to build a release with the development container key: give the release's own key with --key-file FILE (64 hexadecimal digits; make one with: openssl rand -hex 32), KVOTOOL_KEY or --key HEX, or --dev-key for a release that is not to be shipped"
 fi
 
 # Branding: what Windows accepts in a file name, what the version resource can carry.
@@ -136,10 +177,26 @@ if [ -n "$icon" ]; then
 fi
 
 # Signing: check the certificate and password before spending time on the build.
+p11_given=$([ -n "$p11_module$p11_cert$p11_key" ] && echo 1 || echo 0)
+if [ "$p11_given" -eq 1 ]; then
+  [ -z "$cert" ] || bad "give either --sign or --pkcs11-module, not both"
+  [ -n "$p11_module" ] && [ -n "$p11_cert" ] && [ -n "$p11_key" ] ||
+    bad "signing with a token needs all three of --pkcs11-module, --pkcs11-cert and --pkcs11-key"
+  p11_module=$(absolute "$p11_module")
+  [ -f "$p11_module" ] && [ -r "$p11_module" ] || bad "--pkcs11-module: no readable file $p11_module"
+  case "$p11_cert" in
+    pkcs11:*) ;;
+    *) p11_cert=$(absolute "$p11_cert"); [ -f "$p11_cert" ] || bad "--pkcs11-cert: neither a pkcs11: URI nor a file: $p11_cert" ;;
+  esac
+  [ -n "$have_password" ] || bad "--pkcs11-module needs the token's PIN in KVO_SIGN_PASSWORD (set it empty when there is none)"
+fi
+signing=$([ -n "$cert" ] || [ "$p11_given" -eq 1 ] && echo 1 || echo 0)
 if [ -n "$cert" ]; then
   cert=$(absolute "$cert")
   [ -f "$cert" ] && [ -r "$cert" ] || bad "--sign: no readable file $cert"
-  [ -n "${KVO_SIGN_PASSWORD+set}" ] || bad "--sign needs the certificate's password in KVO_SIGN_PASSWORD (set it empty when there is none)"
+  [ -n "$have_password" ] || bad "--sign needs the certificate's password in KVO_SIGN_PASSWORD (set it empty when there is none)"
+fi
+if [ "$signing" -eq 1 ]; then
   command -v osslsigncode >/dev/null || die "osslsigncode is missing (Debian package osslsigncode; scripts/deps.sh installs it)"
   command -v openssl >/dev/null || die "openssl is missing (Debian package openssl)"
 fi
@@ -147,14 +204,14 @@ fi
 # The installer policy: a release never elevates unchecked installers by accident.
 if [ "$no_check" -eq 1 ] && [ ${#installer_signers[@]} -gt 0 ]; then
   bad "give either --installer-signer or --no-installer-check, not both"
-elif [ "$no_check" -eq 0 ] && [ -z "$cert" ] && [ ${#installer_signers[@]} -eq 0 ]; then
+elif [ "$no_check" -eq 0 ] && [ "$signing" -eq 0 ] && [ ${#installer_signers[@]} -eq 0 ]; then
   bad "refusing to build a stub that elevates any store-front installer: give --sign CERT.p12 (installers signed with its key run), --installer-signer CERT, or --no-installer-check for the unchecked stub"
 fi
 if [ -n "$timestamp" ]; then
-  [ -n "$cert" ] || bad "--timestamp needs --sign: there is no signature to time-stamp"
+  [ "$signing" -eq 1 ] || bad "--timestamp needs --sign or --pkcs11-module: there is no signature to time-stamp"
   [[ "$timestamp" =~ ^https?://[^[:space:]]+$ ]] || bad "--timestamp must be an http:// or https:// address; got '$timestamp'"
 fi
-if [ -n "$cert" ] && [ -z "$timestamp" ]; then
+if [ "$signing" -eq 1 ] && [ -z "$timestamp" ]; then
   echo "release.sh: warning: no --timestamp: the signatures turn invalid on the day the certificate expires" >&2
 fi
 # The SHA-256 of a certificate's public key (SubjectPublicKeyInfo, DER) from a
@@ -181,18 +238,66 @@ if [ -d "$out" ] && [ -n "$(ls -A "$out")" ] && [ ! -f "$out/SHA256SUMS" ]; then
   bad "--out: $out is neither empty nor an earlier release (no SHA256SUMS): choose another folder"
 fi
 
-tmp=$(mktemp -d "${TMPDIR:-/tmp}/kvo-release.XXXXXX")
+tmp=$(umask 077 && mktemp -d "${TMPDIR:-/tmp}/kvo-release.XXXXXX")
 trap 'rm -rf "$tmp"' EXIT
+
+# sign_file IN OUT [osslsigncode options]: Authenticode-signs with the file
+# or the token; the password goes through a pipe, never onto a command line
+# or into the environment.
+sign_file() {
+  local in=$1 out=$2
+  shift 2
+  local how=()
+  if [ -n "$cert" ]; then
+    how=(-pkcs12 "$cert")
+  else
+    how=(-pkcs11module "$p11_module" -key "$p11_key")
+    case "$p11_cert" in
+      pkcs11:*) how+=(-pkcs11cert "$p11_cert") ;;
+      *) how+=(-certs "$p11_cert") ;;
+    esac
+  fi
+  if [ -n "$sign_password" ]; then
+    osslsigncode sign "${how[@]}" -readpass <(printf '%s' "$sign_password") -h sha256 "$@" -in "$in" -out "$out"
+  elif [ -n "$cert" ]; then
+    osslsigncode sign "${how[@]}" -pass "" -h sha256 "$@" -in "$in" -out "$out"
+  else
+    osslsigncode sign "${how[@]}" -h sha256 "$@" -in "$in" -out "$out"
+  fi
+}
+
 if [ -n "$cert" ]; then
   # Reads the PKCS#12 file with the given password; newer OpenSSL needs
   # -legacy for files made with the older ciphers.
   p12() {
-    openssl pkcs12 -in "$cert" -passin env:KVO_SIGN_PASSWORD "$@" 2>/dev/null ||
-      openssl pkcs12 -legacy -in "$cert" -passin env:KVO_SIGN_PASSWORD "$@" 2>/dev/null
+    openssl pkcs12 -in "$cert" -passin file:<(printf '%s\n' "$sign_password") "$@" 2>/dev/null ||
+      openssl pkcs12 -legacy -in "$cert" -passin file:<(printf '%s\n' "$sign_password") "$@" 2>/dev/null
   }
   p12 -nokeys -out "$tmp/chain.pem" ||
     bad "--sign: $cert does not open with the password in KVO_SIGN_PASSWORD"
   p12 -nokeys -clcerts | openssl x509 -out "$tmp/leaf.pem"
+elif [ "$p11_given" -eq 1 ]; then
+  # The token signs a small script first: that proves module, PIN and key
+  # before the build, and gives the certificate that signed.
+  printf 'Write-Output "signing probe"\r\n' >"$tmp/probe.ps1"
+  sign_file "$tmp/probe.ps1" "$tmp/probe-signed.ps1" >"$tmp/probe.log" 2>&1 ||
+    bad "the token did not sign (module $p11_module, certificate $p11_cert, key $p11_key; is KVO_SIGN_PASSWORD its PIN?): $(grep -v '^Engine' "$tmp/probe.log" | tail -n 3 | tr '\n' ' ')"
+  osslsigncode extract-signature -pem -in "$tmp/probe-signed.ps1" -out "$tmp/probe-sig.pem" >/dev/null 2>&1 &&
+    openssl pkcs7 -in "$tmp/probe-sig.pem" -print_certs -out "$tmp/chain.pem" ||
+    die "could not read the certificate the token signed with"
+  # The signer is the certificate named by the signature's issuer and serial.
+  serial=$(openssl pkcs7 -in "$tmp/probe-sig.pem" -print 2>/dev/null |
+    sed -n '/signer_info:/,$s/^ *serial: 0x\([0-9A-Fa-f]*\)$/\1/p' | head -n 1)
+  awk -v dir="$tmp" '/BEGIN CERTIFICATE/{n++} n{print > (dir "/cert" n ".pem")}' "$tmp/chain.pem"
+  for c in "$tmp"/cert*.pem; do
+    if [ -n "$serial" ] && [ "$(openssl x509 -in "$c" -noout -serial)" = "serial=${serial^^}" ]; then
+      cp "$c" "$tmp/leaf.pem"
+    fi
+  done
+  [ -f "$tmp/leaf.pem" ] || [ "$(ls "$tmp"/cert*.pem | wc -l)" -ne 1 ] || cp "$tmp"/cert*.pem "$tmp/leaf.pem"
+  [ -f "$tmp/leaf.pem" ] || die "could not tell which certificate the token signed with"
+fi
+if [ "$signing" -eq 1 ]; then
   leaf_hash=$(openssl x509 -in "$tmp/leaf.pem" -outform DER | sha256sum | cut -d' ' -f1)
   if [ "$no_check" -eq 0 ]; then
     signer_keys=("$(public_key_sha256 "$tmp/leaf.pem")" "${signer_keys[@]}")
@@ -211,7 +316,12 @@ if [ -n "$cert" ]; then
 fi
 
 key_args=()
-[ -n "$key" ] && key_args=("-DKVO_CONTAINER_KEY=$key")
+if [ -n "$key" ]; then
+  # The build reads the key from one private file, removed with $tmp; no build
+  # file, log or command line holds it.
+  (umask 077 && printf '"%s"\n' "${key,,}" >"$tmp/container-key.inc")
+  key_args=("-DKVO_CONTAINER_KEY_FILE=$tmp/container-key.inc")
+fi
 # Each key once, in the order given.
 mapfile -t signer_keys < <(printf '%s\n' "${signer_keys[@]}" | awk 'NF && !seen[$0]++')
 policy_args=("-DKVO_INSTALLER_SIGNER_KEYS=$(IFS=';'; echo "${signer_keys[*]}")")
@@ -275,10 +385,10 @@ fi
   echo "Key fingerprint: $fingerprint (the stub's file properties show it as"
   echo "KeyFingerprint, kvotool show prints it for a container it opens, and"
   echo "kvotool doctor compares the two)."
-  if [ -n "$cert" ] && [ -n "$timestamp" ]; then
+  if [ "$signing" -eq 1 ] && [ -n "$timestamp" ]; then
     echo "$stub_name.exe and kvotool.exe carry a time-stamped Authenticode signature"
     echo "(time stamp from $timestamp): it stays valid after the certificate expires."
-  elif [ -n "$cert" ]; then
+  elif [ "$signing" -eq 1 ]; then
     echo "$stub_name.exe and kvotool.exe carry an Authenticode signature WITHOUT a time"
     echo "stamp: it turns invalid on the day the signing certificate expires."
   else
@@ -319,21 +429,14 @@ file has problems and 2 for a bad command line.
 EOF
 } >"$stage/README.txt"
 
-if [ -n "$cert" ]; then
+if [ "$signing" -eq 1 ]; then
   ts_opts=()
   [ -z "$timestamp" ] || ts_opts=(-ts "$timestamp")
   for exe in "$stage"/*.exe; do
     base=$(basename "$exe")
     step "signing $base"
     desc=$([ "$base" = kvotool.exe ] && echo kvotool || echo "$product")
-    # The password goes through a pipe, never onto a command line.
-    if [ -n "$KVO_SIGN_PASSWORD" ]; then
-      run "$log" osslsigncode sign -pkcs12 "$cert" -readpass <(printf '%s' "$KVO_SIGN_PASSWORD") \
-        -h sha256 -n "$desc" "${ts_opts[@]}" -in "$exe" -out "$tmp/$base"
-    else
-      run "$log" osslsigncode sign -pkcs12 "$cert" -pass "" -h sha256 -n "$desc" \
-        "${ts_opts[@]}" -in "$exe" -out "$tmp/$base"
-    fi
+    run "$log" sign_file "$exe" "$tmp/$base" -n "$desc" "${ts_opts[@]}"
     mv "$tmp/$base" "$exe"
     run "$log" osslsigncode verify -CAfile "$tmp/trusted.pem" "${verify_opts[@]}" \
       -require-leaf-hash "sha256:$leaf_hash" -in "$exe"

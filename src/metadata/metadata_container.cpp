@@ -6,8 +6,8 @@
 #include <array>
 #include <cstring>
 
-#ifndef KVO_CONTAINER_KEY_HEX
-#error "KVO_CONTAINER_KEY_HEX must name the 64 hexadecimal digits of the container key"
+#if !defined(KVO_CONTAINER_KEY_HEX) && !defined(KVO_CONTAINER_KEY_INCLUDE)
+#error "KVO_CONTAINER_KEY_HEX or KVO_CONTAINER_KEY_INCLUDE must give the 64 hexadecimal digits of the container key"
 #endif
 
 namespace
@@ -30,7 +30,14 @@ constexpr std::array<uint8_t, kContainerKeySize> DecodeKey(const char (&hex)[2 *
 }
 
 // Decoded at compile time; a key of the wrong length does not compile.
+#ifdef KVO_CONTAINER_KEY_INCLUDE
+// A release reads its key from a private file, so no build file holds it.
+constexpr std::array<uint8_t, kContainerKeySize> kContainerKey = DecodeKey(
+#include KVO_CONTAINER_KEY_INCLUDE
+);
+#else
 constexpr std::array<uint8_t, kContainerKeySize> kContainerKey = DecodeKey(KVO_CONTAINER_KEY_HEX);
+#endif
 
 uint32_t ReadU32(const uint8_t* p)
 {

@@ -29,20 +29,48 @@ openssl x509 -in "$work/renewed.pem" -outform DER -out "$work/renewed.der"
 key_of() { openssl x509 -in "$1" -noout -pubkey | openssl pkey -pubin -outform DER | sha256sum | cut -d' ' -f1; }
 key=$(openssl rand -hex 32)
 dev_key=$(sed -n 's/^set(KVO_CONTAINER_KEY "\([0-9A-Fa-f]*\)".*/\1/p' CMakeLists.txt)
+(umask 077 && echo "$key" >"$work/release.key")
+printf 'not a key\n' >"$work/bad.key"
 mkdir -p "$work/not-a-release" && touch "$work/not-a-release/notes.txt"
+
+# A PKCS#11 token in software holding a throw-away signing key and its certificate.
+export SOFTHSM2_CONF=$work/softhsm2.conf
+mkdir -p "$work/tokens"
+printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' "$work/tokens" >"$SOFTHSM2_CONF"
+p11_module=$(find /usr/lib -name libsofthsm2.so -path '*softhsm*' 2>/dev/null | head -n 1)
+openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj "/CN=Release test token" \
+  -addext "keyUsage=critical,digitalSignature" -addext "extendedKeyUsage=codeSigning" \
+  -keyout "$work/token.key" -out "$work/token.pem" 2>/dev/null
+openssl pkcs8 -topk8 -nocrypt -in "$work/token.key" -out "$work/token.p8"
+openssl x509 -in "$work/token.pem" -outform DER -out "$work/token.der"
+{ softhsm2-util --init-token --free --label release-test --pin 1234 --so-pin 5678 &&
+  softhsm2-util --import "$work/token.p8" --token release-test --label signer --id 01 --pin 1234 &&
+  pkcs11-tool --module "$p11_module" --token-label release-test --login --pin 1234 \
+    --write-object "$work/token.der" --type cert --id 01 --label signer; } >"$work/token.log" 2>&1 ||
+  { cat "$work/token.log"; echo "could not set up the software token"; exit 1; }
+rm -f "$work/token.key" "$work/token.p8"
+p11_args="--pkcs11-module $p11_module --pkcs11-cert 'pkcs11:token=release-test;object=signer;type=cert' --pkcs11-key 'pkcs11:token=release-test;object=signer;type=private'"
 printf 'x\n' >"$work/not-an-icon.ico"
 
 # Refused command lines: exit status 2 and the reason, before any build.
 while IFS='|' read -r password args expect; do
   eval "set -- $args"
-  out=$( (if [ "$password" = - ]; then unset KVO_SIGN_PASSWORD; else export KVO_SIGN_PASSWORD=$password; fi
+  out=$( (unset KVO_SIGN_PASSWORD KVOTOOL_KEY
+          case "$password" in -) ;; env:*) export "${password#env:}" ;; *) export KVO_SIGN_PASSWORD=$password ;; esac
           scripts/release.sh "$@") 2>&1)
   rc=$?
   if [ $rc -eq 2 ] && [[ "$out" == *"$expect"* ]]; then ok "refused: $args"
   else bad "release.sh $args: exit $rc, expected 2 and '$expect'; said: $out"; fi
 done <<EOF
 -||refusing to build a release with the development container key
--|--key $key --dev-key|either --key or --dev-key
+-|--key $key --dev-key|either --dev-key or the release's own key
+-|--key $key --key-file $work/release.key|either --key or --key-file
+-|--key-file $work/missing.key|--key-file: no readable file
+-|--key-file $work/bad.key|--key-file $work/bad.key: the key must be 64 hexadecimal digits
+env:KVOTOOL_KEY=${key:1}|--no-installer-check|KVOTOOL_KEY: the key must be 64 hexadecimal digits
+-|--key-file $work/release.key --sign $work/signer.p12 $p11_args|either --sign or --pkcs11-module
+-|--key-file $work/release.key --pkcs11-module $p11_module|needs all three
+9999|--key-file $work/release.key $p11_args|the token did not sign
 -|--key ${key:0:63}|64 hexadecimal digits
 -|--key ${dev_key^^}|is the repository's development key
 -|--key $key --name 'a\\\\b'|not allowed in a file name
@@ -84,8 +112,26 @@ for _ in $(seq 100); do [ -s "$work/tsa.url" ] && break; sleep 0.1; done
 tsa_url=$(cat "$work/tsa.url")
 [ -n "$tsa_url" ] || { cat "$work/tsa.err"; echo "the time-stamp server did not start"; exit 1; }
 
-echo "=== scripts/release.sh --key ... --sign ... --timestamp ... (a full build)"
-if ! KVO_SIGN_PASSWORD=test-pass scripts/release.sh --key "$key" --sign "$work/signer.p12" \
+# Spies in front of the build and signing tools: whether the password reaches
+# their environment (an exported control variable must), and what the key
+# file the build reads looks like while it exists.
+mkdir -p "$work/spy"
+for tool in cmake osslsigncode apt-get; do
+  real=$(command -v "$tool" || echo /bin/false)
+  cat >"$work/spy/$tool" <<SPY
+#!/bin/sh
+env | grep -q '^KVO_SIGN_PASSWORD=' && echo "$tool" >>"$work/spy/password-seen"
+env | grep -q '^KVO_SPY_CONTROL=' && echo "$tool" >>"$work/spy/control-seen"
+for a in "\$@"; do
+  case "\$a" in -DKVO_CONTAINER_KEY_FILE=*) f=\${a#*=}; echo "\$f \$(stat -c %a "\$f")" >>"$work/spy/key-file" ;; esac
+done
+exec "$real" "\$@"
+SPY
+  chmod +x "$work/spy/$tool"
+done
+
+echo "=== scripts/release.sh --key-file ... --sign ... --timestamp ... (a full build)"
+if ! PATH="$work/spy:$PATH" KVO_SPY_CONTROL=1 KVO_SIGN_PASSWORD=test-pass scripts/release.sh --key-file "$work/release.key" --sign "$work/signer.p12" \
      --timestamp "$tsa_url" --installer-signer "$work/renewed.der" --installer-signer "$work/signer.pem" \
      --name "Star Harbor" --product "Star Harbor" --company "Nordlicht Spiele GmbH" \
      --icon src/resources/icon/playgame.ico --out "$dist" >"$work/release.log" 2>&1; then
@@ -95,6 +141,21 @@ if ! KVO_SIGN_PASSWORD=test-pass scripts/release.sh --key "$key" --sign "$work/s
   exit 1
 fi
 ok "release.sh with signing"
+
+# The password reached no tool's environment, while an exported variable did.
+check "the spies saw the environment (cmake and osslsigncode)" bash -c \
+  'grep -qx cmake "$1" && grep -qx osslsigncode "$1"' _ "$work/spy/control-seen"
+check "no build or signing tool saw KVO_SIGN_PASSWORD" test ! -e "$work/spy/password-seen"
+# The key: read from one private file that is gone afterwards, in no build file or log.
+key_file=$(cut -d' ' -f1 "$work/spy/key-file" | sort -u)
+check "the build read the key from one file, mode 600: $(sort -u "$work/spy/key-file" | tr '\n' ' ')" \
+  test "$(cut -d' ' -f2 "$work/spy/key-file" | sort -u)" = 600 -a "$(echo "$key_file" | wc -l)" = 1
+check "the key file is removed" test ! -e "$key_file"
+fingerprint=$(sed -n 's/^KVO_CONTAINER_KEY_FINGERPRINT:INTERNAL=//p' build/release-windows/CMakeCache.txt)
+check "the build files name the key's fingerprint ($fingerprint)" \
+  grep -rqiI -e "${fingerprint:-none}" build/release-windows build/release-native
+check "no build file or log holds the key" bash -c '! grep -rliI -e "$1" build/release-windows build/release-native build/release.log "$2"' \
+  _ "$key" "$work/release.log"
 
 listing=$(cd "$dist" && ls -A | tr '\n' ' ')
 check "listing: $listing" test "$listing" = "README.txt SHA256SUMS Star Harbor.exe kvotool kvotool.exe title.kvo.schema.json "
@@ -148,6 +209,22 @@ if [ -n "${SOURCE_DATE_EPOCH:-}" ]; then want=$SOURCE_DATE_EPOCH; else want=$(gi
 for exe in "Star Harbor.exe" kvotool.exe; do
   check "$exe: PE time stamp $want" test "$(python3 tests/release/pe_timestamp.py "$dist/$exe")" = "$want"
 done
+
+# A second release signed through the token, its key given in the environment.
+echo "=== scripts/release.sh --pkcs11-module ... (a full build)"
+eval "set -- $p11_args"
+if KVOTOOL_KEY=$key KVO_SIGN_PASSWORD=1234 scripts/release.sh "$@" --out "$work/token-dist" >"$work/token-release.log" 2>&1; then
+  ok "release.sh signing through a PKCS#11 token"
+  for exe in PlayGame.exe kvotool.exe; do
+    check "$exe: signed by the token's key" osslsigncode verify -CAfile "$work/token.pem" -in "$work/token-dist/$exe"
+  done
+  check "the stub trusts installers signed with the token's key" grep -qx "  $(key_of "$work/token.pem")" \
+    "$work/token-dist/README.txt"
+  check "the key from KVOTOOL_KEY is compiled in" "$work/token-dist/kvotool" unpack "$work/title.kvo" -o "$work/token.json"
+else
+  tail -n 40 "$work/token-release.log"
+  bad "release.sh signing through a PKCS#11 token failed"
+fi
 
 echo "release_test: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]
