@@ -7,7 +7,7 @@ PACKAGES=(
   fonts-dejavu-core fonts-tlwg-loma-ttf
   libgtest-dev libgmock-dev googletest libssl-dev openssl
   libbenchmark-dev rapidjson-dev libsimdjson-dev python3 python3-jsonschema python3-pefile
-  osslsigncode softhsm2 opensc libengine-pkcs11-openssl
+  osslsigncode softhsm2 opensc libengine-pkcs11-openssl clang-format
 )
 missing=()
 for p in "${PACKAGES[@]}"; do
