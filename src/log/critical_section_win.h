@@ -1,6 +1,9 @@
 // A process-wide critical section that lives from static initialisation until
-// exit; recursive like every critical section.
+// exit; recursive like every critical section. It is initialised and deleted
+// in place, at its own address, so it is not an owner of a movable value.
 #pragma once
+
+#include "util/win_handle.h"
 
 #include <windows.h>
 
@@ -18,14 +21,19 @@ private:
     CRITICAL_SECTION m_Section;
 };
 
+// Leaving is the close of a held section, so it goes through the one owner
+// (and keeps the last error like every other close).
+struct LeaveCriticalSectionTraits : NullIsEmpty<CriticalSection*>
+{
+    static void Close(CriticalSection* section) { section->Leave(); }
+};
+
+// Holds the section from construction to destruction.
 class CriticalSectionGuard
 {
 public:
-    explicit CriticalSectionGuard(CriticalSection& section) : m_Section(section) { m_Section.Enter(); }
-    ~CriticalSectionGuard() { m_Section.Leave(); }
-    CriticalSectionGuard(const CriticalSectionGuard&) = delete;
-    CriticalSectionGuard& operator=(const CriticalSectionGuard&) = delete;
+    explicit CriticalSectionGuard(CriticalSection& section) : m_Held((section.Enter(), &section)) {}
 
 private:
-    CriticalSection& m_Section;
+    ScopedHandle<LeaveCriticalSectionTraits> m_Held;
 };

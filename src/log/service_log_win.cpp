@@ -98,18 +98,15 @@ void ServiceLog::ScheduleFlush()
     // lock to cancel, so no wait is armed after that.
     if (m_Closed || g_FlushWait)
         return;
-    HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     if (!event)
         return;
     HANDLE wait = nullptr;
     // Nothing signals the event: the wait always ends by its time-out.
-    if (!RegisterWaitForSingleObject(&wait, event, &ServiceLog::OnFlushTimer, this, m_FlushDelayMs,
+    if (!RegisterWaitForSingleObject(&wait, event.Get(), &ServiceLog::OnFlushTimer, this, m_FlushDelayMs,
                                      WT_EXECUTEINWAITTHREAD | WT_EXECUTEONLYONCE))
-    {
-        CloseHandle(event);
         return;
-    }
-    g_FlushEvent = event;
+    g_FlushEvent = event.Release();
     g_FlushWait = wait;
 }
 
@@ -122,28 +119,23 @@ void ServiceLog::UnscheduleFlush()
         UnregisterWaitEx(g_FlushWait, nullptr);
         g_FlushWait = nullptr;
     }
-    if (g_FlushEvent)
-    {
-        CloseHandle(g_FlushEvent);
-        g_FlushEvent = nullptr;
-    }
+    KernelHandle(std::exchange(g_FlushEvent, nullptr)).Reset();
 }
 
 void ServiceLog::DrainFlushes()
 {
     HANDLE wait;
-    HANDLE event;
+    KernelHandle event;
     {
         CriticalSectionGuard guard(g_FlushScheduleLock);
         wait = std::exchange(g_FlushWait, nullptr);
-        event = std::exchange(g_FlushEvent, nullptr);
+        event.Reset(std::exchange(g_FlushEvent, nullptr));
     }
     // Outside the lock, since a running callback takes it: waits until the
     // callback of this wait, if it has started, has returned.
     if (wait)
         UnregisterWaitEx(wait, INVALID_HANDLE_VALUE);
-    if (event)
-        CloseHandle(event);
+    event.Reset();
     // A callback that unregistered its own wait before we looked is counted.
     while (g_CallbacksRunning.load() > 0)
         Sleep(1);

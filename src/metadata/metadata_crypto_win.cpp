@@ -62,51 +62,24 @@ const CngApi* Cng()
     return loaded ? &api : nullptr;
 }
 
-// One owner type per CNG handle kind; all of them are NULL-style handles.
-// A handle exists only once the library is loaded.
-template <typename Handle, typename Release>
-class CngHandle
+// The CNG handles are null when empty, and exist only once the library is
+// loaded: their close functions are reached through the table above. A close
+// that fails is logged.
+struct CngAlgorithmTraits : NullIsEmpty<BCRYPT_ALG_HANDLE>
 {
-public:
-    CngHandle() = default;
-    ~CngHandle() { Reset(); }
-    CngHandle(const CngHandle&) = delete;
-    CngHandle& operator=(const CngHandle&) = delete;
-
-    Handle Get() const { return m_Handle; }
-    Handle* Receive()
-    {
-        Reset();
-        return &m_Handle;
-    }
-    void Reset()
-    {
-        if (m_Handle)
-        {
-            CheckStatus(Release::Run(m_Handle));
-            m_Handle = nullptr;
-        }
-    }
-
-private:
-    Handle m_Handle = nullptr;
+    static void Close(BCRYPT_ALG_HANDLE handle) { CheckStatus(Cng()->CloseAlgorithmProvider(handle, 0)); }
 };
-
-struct CloseProvider
+struct CngKeyTraits : NullIsEmpty<BCRYPT_KEY_HANDLE>
 {
-    static NTSTATUS Run(BCRYPT_ALG_HANDLE handle) { return Cng()->CloseAlgorithmProvider(handle, 0); }
+    static void Close(BCRYPT_KEY_HANDLE handle) { CheckStatus(Cng()->DestroyKey(handle)); }
 };
-struct DestroyKey
+struct CngHashTraits : NullIsEmpty<BCRYPT_HASH_HANDLE>
 {
-    static NTSTATUS Run(BCRYPT_KEY_HANDLE handle) { return Cng()->DestroyKey(handle); }
+    static void Close(BCRYPT_HASH_HANDLE handle) { CheckStatus(Cng()->DestroyHash(handle)); }
 };
-struct DestroyHash
-{
-    static NTSTATUS Run(BCRYPT_HASH_HANDLE handle) { return Cng()->DestroyHash(handle); }
-};
-using CngAlgorithm = CngHandle<BCRYPT_ALG_HANDLE, CloseProvider>;
-using CngKey = CngHandle<BCRYPT_KEY_HANDLE, DestroyKey>;
-using CngHash = CngHandle<BCRYPT_HASH_HANDLE, DestroyHash>;
+using CngAlgorithm = ScopedHandle<CngAlgorithmTraits>;
+using CngKey = ScopedHandle<CngKeyTraits>;
+using CngHash = ScopedHandle<CngHashTraits>;
 
 constexpr ULONG kBlockSize = 16;
 constexpr ULONG kKeySize = 32;

@@ -3,13 +3,14 @@
 
 #include "log/stub_log.h"
 #include "util/text_convert.h"
+#include "util/win_handle.h"
 
 #include <windows.h>
 #include <shellapi.h>
 
 namespace
 {
-// Owns the array CommandLineToArgvW allocates.
+// The arguments CommandLineToArgvW splits out, in the array it allocates.
 class LocalArgv
 {
 public:
@@ -18,20 +19,13 @@ public:
         if (!m_Argv)
             m_Count = 0;
     }
-    ~LocalArgv()
-    {
-        if (m_Argv)
-            LocalFree(m_Argv);
-    }
-    LocalArgv(const LocalArgv&) = delete;
-    LocalArgv& operator=(const LocalArgv&) = delete;
 
     int Count() const { return m_Count; }
-    const wchar_t* At(int i) const { return m_Argv[i]; }
+    const wchar_t* At(int i) const { return m_Argv.Get()[i]; }
 
 private:
     int m_Count = 0;
-    LPWSTR* m_Argv;
+    LocalMemory<LPWSTR*> m_Argv;
 };
 } // namespace
 

@@ -3,48 +3,24 @@
 // the executable, in a folder players can often write to, must never run.
 #pragma once
 
-#include <utility>
+#include "util/win_handle.h"
 
 #include <windows.h>
 
 // Owns one module reference from LoadLibraryExW.
-class ModuleHandle
+class ModuleHandle : public ScopedHandle<ModuleTraits>
 {
 public:
-    ModuleHandle() = default;
-    explicit ModuleHandle(HMODULE module) : m_Module(module) {}
-    ~ModuleHandle() { Reset(); }
-    ModuleHandle(const ModuleHandle&) = delete;
-    ModuleHandle& operator=(const ModuleHandle&) = delete;
-    ModuleHandle(ModuleHandle&& other) noexcept : m_Module(std::exchange(other.m_Module, nullptr)) {}
-    ModuleHandle& operator=(ModuleHandle&& other) noexcept
-    {
-        if (this != &other)
-        {
-            Reset();
-            m_Module = std::exchange(other.m_Module, nullptr);
-        }
-        return *this;
-    }
-    void Reset()
-    {
-        if (m_Module)
-            FreeLibrary(std::exchange(m_Module, nullptr));
-    }
-    HMODULE Get() const { return m_Module; }
-    explicit operator bool() const { return m_Module != nullptr; }
+    using ScopedHandle::ScopedHandle;
 
     // The named export as a typed function pointer, null when it is missing.
     template <typename Function>
     bool Find(const char* name, Function& function) const
     {
-        function = m_Module ? reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(m_Module, name)))
-                            : nullptr;
+        function = Valid() ? reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(Get(), name)))
+                           : nullptr;
         return function != nullptr;
     }
-
-private:
-    HMODULE m_Module = nullptr;
 };
 
 // Loads NAME (a file name such as L"bcrypt.dll") from the system folder and

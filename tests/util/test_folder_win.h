@@ -2,6 +2,8 @@
 // is removed with everything in it, and small file utilities.
 #pragma once
 
+#include "util/win_handle.h"
+
 #include <windows.h>
 
 #include <string>
@@ -24,13 +26,13 @@ inline bool RemoveTree(const std::wstring& path)
     if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
         return SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL), DeleteFileW(path.c_str()) != 0;
     WIN32_FIND_DATAW data;
-    HANDLE find = (attributes & FILE_ATTRIBUTE_REPARSE_POINT) ? INVALID_HANDLE_VALUE
-                                                              : FindFirstFileW((path + L"\\*").c_str(), &data);
-    for (BOOL more = find != INVALID_HANDLE_VALUE; more; more = FindNextFileW(find, &data))
+    FindHandle find;
+    if (!(attributes & FILE_ATTRIBUTE_REPARSE_POINT))
+        find.Reset(FindFirstFileW((path + L"\\*").c_str(), &data));
+    for (BOOL more = find.Valid(); more; more = FindNextFileW(find.Get(), &data))
         if (std::wstring(data.cFileName) != L"." && std::wstring(data.cFileName) != L"..")
             RemoveTree(path + L"\\" + data.cFileName);
-    if (find != INVALID_HANDLE_VALUE)
-        FindClose(find);
+    find.Reset();
     return RemoveDirectoryW(path.c_str()) != 0;
 }
 

@@ -13,6 +13,8 @@
 // windows.h first: shellapi.h builds on its types.
 #include <windows.h>
 
+#include "util/win_handle.h"
+
 #include <fcntl.h>
 #include <io.h>
 #include <shellapi.h>
@@ -126,17 +128,18 @@ bool WriteFileAtomically(const std::string& path, const std::string& bytes, std:
     const std::wstring target = WidePath(path);
     static unsigned counter = 0;
     std::wstring temp;
-    HANDLE h = INVALID_HANDLE_VALUE;
+    FileHandle h;
     // CREATE_NEW never truncates someone else's file; retry with another name.
-    for (int attempt = 0; attempt < 100 && h == INVALID_HANDLE_VALUE; ++attempt)
+    for (int attempt = 0; attempt < 100 && !h; ++attempt)
     {
         temp = target + L".kvotool-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
                std::to_wstring(counter++) + L".tmp";
-        h = CreateFileW(temp.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (h == INVALID_HANDLE_VALUE && GetLastError() != ERROR_FILE_EXISTS)
+        h.Reset(
+            CreateFileW(temp.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!h && GetLastError() != ERROR_FILE_EXISTS)
             break;
     }
-    if (h == INVALID_HANDLE_VALUE)
+    if (!h)
     {
         error = "cannot create a file beside '" + path + "': " + SystemMessage(GetLastError());
         return false;
@@ -147,16 +150,16 @@ bool WriteFileAtomically(const std::string& path, const std::string& bytes, std:
     {
         DWORD chunk = static_cast<DWORD>(std::min<size_t>(bytes.size() - done, 1u << 30));
         DWORD written = 0;
-        ok = WriteFile(h, bytes.data() + done, chunk, &written, nullptr) && written == chunk;
+        ok = WriteFile(h.Get(), bytes.data() + done, chunk, &written, nullptr) && written == chunk;
         done += written;
     }
     DWORD code = ok ? 0 : GetLastError();
-    if (ok && !FlushFileBuffers(h))
+    if (ok && !FlushFileBuffers(h.Get()))
     {
         ok = false;
         code = GetLastError();
     }
-    CloseHandle(h);
+    h.Reset();
     if (ok && !MoveFileExW(temp.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
     {
         ok = false;
