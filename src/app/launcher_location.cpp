@@ -1,7 +1,7 @@
 #include "app/launcher_location.h"
 
 #include "app/title_metadata_access.h"
-#include "metadata/metadata_enums.h"
+#include "launch/launch_plan.h"
 #include "options/switches.h"
 #include "util/files.h"
 #include "util/process.h"
@@ -12,8 +12,6 @@
 namespace
 {
 constexpr const wchar_t* kLauncherExeSuffix = L"\\Launcher.exe";
-constexpr const wchar_t* kRedistributablesFolder = L"Redistributables";
-constexpr const wchar_t* kLauncherInstallerRelative = L"Redistributables\\Tavrin-Games-Launcher.exe";
 constexpr DWORD kRegistryBufferBytes = 2048;
 constexpr DWORD kModulePathUnits = 2048;
 } // namespace
@@ -75,18 +73,14 @@ bool GetGameExecutablePath(std::wstring& path)
 
 bool IsLauncherInstallNeeded()
 {
-    switch (TheTitleMetadata().GetGamePlatform())
+    switch (LaunchPlan::WhenInstallerRuns(TheTitleMetadata().GetGamePlatform()))
     {
-    case GamePlatform::Viveport:
-    case GamePlatform::Oculus:
-    case GamePlatform::Epic:
+    case LaunchPlan::InstallerRuns::WhileLauncherNotRunning:
         return true;
-    case GamePlatform::Steam: // only while the launcher is not installed
+    case LaunchPlan::InstallerRuns::WhileLauncherNotInstalled:
     {
         std::wstring launcher;
-        if (!LocateLauncher(launcher))
-            return true;
-        return !FileExists(launcher.c_str());
+        return !LocateLauncher(launcher) || !FileExists(launcher.c_str());
     }
     default:
         return false;
@@ -96,19 +90,4 @@ bool IsLauncherInstallNeeded()
 bool IsLauncherRunning(const std::wstring& launcherPath)
 {
     return FileExists(launcherPath.c_str()) && libutil::IsProcessRunning(launcherPath.c_str());
-}
-
-bool GetRedistributablesFolder(std::wstring& folder)
-{
-    // Relative to the working directory, which is the game's install folder.
-    if (FileExists(kLauncherInstallerRelative))
-        folder = kRedistributablesFolder;
-    else
-        folder = ToWide(TheTitleMetadata().GetSteamInstallerPath());
-    return true;
-}
-
-std::wstring GetTitleIdText()
-{
-    return ToWide(TheTitleMetadata().GetTitleId());
 }

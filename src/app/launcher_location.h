@@ -1,5 +1,6 @@
-// Where the launcher, the game and the launcher's installer are. Nothing here
-// shows a message; the main flow decides what a failure means.
+// Where the launcher and the game are, and whether the store front's installer
+// is due (by the launch plan's rule). Nothing here shows a message; the main
+// flow decides what a failure means.
 #pragma once
 
 #include <string>
@@ -13,5 +14,3 @@ bool GetTargetFolder(std::wstring& folder);
 bool GetGameExecutablePath(std::wstring& path);
 bool IsLauncherInstallNeeded();
 bool IsLauncherRunning(const std::wstring& launcherPath);
-bool GetRedistributablesFolder(std::wstring& folder);
-std::wstring GetTitleIdText();

@@ -5,7 +5,7 @@
 #include "app/messages.h"
 #include "app/system_checks.h"
 #include "app/title_metadata_access.h"
-#include "launch/external_platform.h"
+#include "launch/launch_plan.h"
 #include "launch/platform_installers.h"
 #include "launch/process_launch.h"
 #include "log/metadata_log_bridge.h"
@@ -13,7 +13,6 @@
 #include "options/switches.h"
 #include "util/files.h"
 #include "util/process.h"
-#include "util/text_convert.h"
 
 #include <windows.h>
 
@@ -22,21 +21,17 @@ namespace
 constexpr const char* kBuildName = "Quorin";
 
 // Loads title.kvo: the bare name first (which the loader refuses), then the
-// file beside the executable or in one of the folders above it.
+// places the launch plan names from the executable's folder.
 bool LoadTitleMetadata()
 {
     TitleMetadata& metadata = TheTitleMetadata();
-    const char* fileName = GetMetadataFileName();
-    if (metadata.LoadFromFile(fileName) == MetadataStatus::Ok)
+    if (metadata.LoadFromFile(GetMetadataFileName()) == MetadataStatus::Ok)
         return true;
     char folder[libutil::kProcessLocationSize] = {};
     if (!libutil::GetCurrentProcessLocation(folder))
         return false;
     // No length limit here: a deep install folder must still find its file.
-    std::string path(folder);
-    path += "\\";
-    path += fileName;
-    return metadata.LoadFromFile(path.c_str()) == MetadataStatus::Ok;
+    return metadata.LoadFromFile(LaunchPlan::MetadataRequest(folder).c_str()) == MetadataStatus::Ok;
 }
 
 // Shows a warning or an error for the Windows version; false ends the flow.
@@ -60,24 +55,19 @@ bool CheckWindowsVersion()
     return true;
 }
 
+// The plan's command line; its environment variable is set here, in the
+// environment the launcher inherits.
 std::wstring BuildLauncherCommandLine(const std::wstring& targetFolder)
 {
-    std::wstring commandLine = L"-skipPatcherCheck";
-    AppendExternalPlatformArgs(commandLine, targetFolder);
     std::wstring ownArguments;
-    if (GetOwnArgumentText(ownArguments))
-    {
-        commandLine += L" ";
-        commandLine += ownArguments;
-        TitleMetadata& metadata = TheTitleMetadata();
-        if (metadata.GetEnvironment() != kMetadataUnset)
-        {
-            commandLine += L" -vexilDomainEnv=";
-            commandLine += ToWide(metadata.GetEnvironmentName());
-        }
-    }
-    commandLine += L" @args.txt";
-    return commandLine;
+    const bool hasOwn = GetOwnArgumentText(ownArguments);
+    LaunchPlan::LauncherCall call =
+        LaunchPlan::PlanLauncherCall(TheTitleMetadata(), targetFolder, hasOwn ? &ownArguments : nullptr);
+    if (call.logLine)
+        StubLog::Printf("%s", call.logLine);
+    if (call.environmentName)
+        SetEnvironmentVariableW(call.environmentName, targetFolder.c_str());
+    return call.commandLine;
 }
 } // namespace
 

@@ -1,15 +1,16 @@
 #include "launch/platform_installers.h"
 
-#include "app/launcher_location.h"
 #include "app/messages.h"
 #include "app/title_metadata_access.h"
 #include "launch/installer_signature.h"
 #include "launch/installer_signature_win.h"
+#include "launch/launch_plan.h"
 #include "launch/process_launch.h"
 #include "log/stub_log.h"
-#include "metadata/metadata_enums.h"
 #include "options/switches.h"
+#include "util/files.h"
 #include "util/system_library.h"
+#include "util/text_convert.h"
 #include "util/win_handle.h"
 
 #include <windows.h>
@@ -18,14 +19,12 @@
 
 namespace
 {
-// "\\server\share", "\\?\UNC\server\share", "\\.\device" and the like: a
-// path there is fetched from another machine (offering the player's
-// credentials to it) or names a device, before anything could be checked.
-bool NamesNetworkOrDevice(const std::wstring& path)
+// The launch plan's view of the game folder: the working directory.
+class WorkingFolder final : public LaunchPlan::FolderProbe
 {
-    const auto separator = [](wchar_t c) { return c == L'\\' || c == L'/'; };
-    return path.size() >= 2 && separator(path[0]) && separator(path[1]);
-}
+  public:
+    bool FileExists(const std::string& path) override { return ::FileExists(ToWide(path)); }
+};
 
 // The installer's path made absolute against the working directory (the
 // game's folder), so that the file checked is the file started and no search
@@ -49,12 +48,11 @@ std::wstring AbsoluteInstallerPath(const std::wstring& program)
 
 // Why an installer must not be elevated, or empty when it may; HELDOPEN keeps
 // the checked file from being replaced until the installer has ended.
-std::string RefusalReason(const std::wstring& program, FileHandle& heldOpen)
+std::string RefusalReason(const std::wstring& program, LaunchPlan::InstallerCheck check, FileHandle& heldOpen)
 {
-    if (NamesNetworkOrDevice(program))
+    if (check == LaunchPlan::InstallerCheck::RefusedPath || LaunchPlan::NamesNetworkOrDevice(program))
         return "names a network or device location";
-    const std::vector<std::string>& keys = InstallerSignerKeys();
-    if (keys.empty())
+    if (check == LaunchPlan::InstallerCheck::None)
         return std::string(); // a build without a signer policy checks nothing
     // Where the DLL search cannot be kept to the system folder, the trust
     // provider itself could be a planted copy: elevate nothing.
@@ -62,7 +60,7 @@ std::string RefusalReason(const std::wstring& program, FileHandle& heldOpen)
         return "DLL search could not be restricted to the system folder";
     InstallerSignature signature;
     OpenAndReadInstallerSignature(program, signature, heldOpen);
-    return InstallerRefusalReason(signature, keys);
+    return InstallerRefusalReason(signature, InstallerSignerKeys());
 }
 } // namespace
 
@@ -71,39 +69,25 @@ bool RunPlatformInstallers()
     if (Switches::SkipInstallers.IsSet())
         return true;
 
-    std::wstring program;
-    const wchar_t* parameters = L"";
-    switch (TheTitleMetadata().GetGamePlatform())
-    {
-    case GamePlatform::Steam: // the launcher's own installer, silent
-        GetRedistributablesFolder(program);
-        program += L"\\Tavrin-Games-Launcher.exe";
-        parameters = L"/s /t";
-        break;
-    case GamePlatform::Viveport:
-        program = L"Installers\\Tavrin-Games-Vive.exe";
-        break;
-    case GamePlatform::Oculus:
-        program = L"Installers\\Tavrin-Games-Oculus.exe";
-        break;
-    case GamePlatform::Epic:
-        program = L"Redistributables\\Tavrin-Games-Epic.exe";
-        break;
-    default:
+    LaunchPlan::Installer installer;
+    WorkingFolder folder;
+    if (!LaunchPlan::PlanInstaller(TheTitleMetadata().GetGamePlatform(),
+                                   TheTitleMetadata().GetSteamInstallerPath(), !InstallerSignerKeys().empty(),
+                                   folder, installer))
         return true;
-    }
+    std::wstring program = ToWide(installer.program);
     // The network test comes first: not even the path is resolved for one.
-    if (!NamesNetworkOrDevice(program))
+    if (installer.check != LaunchPlan::InstallerCheck::RefusedPath)
         program = AbsoluteInstallerPath(program);
     FileHandle heldOpen;
-    const std::string refusal = RefusalReason(program, heldOpen);
+    const std::string refusal = RefusalReason(program, installer.check, heldOpen);
     if (!refusal.empty())
     {
         StubLog::Printf("Installer refused: %ls: %s", program.c_str(), refusal.c_str());
         ShowError(PrerequisitesFailed);
         return false;
     }
-    if (!LaunchProcess(program.c_str(), parameters, true, true))
+    if (!LaunchProcess(program.c_str(), ToWide(installer.parameters).c_str(), true, true))
     {
         ShowError(PrerequisitesFailed);
         return false;

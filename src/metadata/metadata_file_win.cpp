@@ -1,13 +1,11 @@
 #include "metadata/json_title_metadata.h"
+#include "metadata/metadata_search.h"
 
 #include "util/files.h"
 #include "util/text_convert.h"
 
 namespace
 {
-// The given folder and up to three above it.
-constexpr int kMaxFoldersAbove = 3;
-
 // Log text is UTF-8; the runtime's "%ls" would convert through the ANSI code page.
 std::string ForLog(const std::wstring& path)
 {
@@ -20,28 +18,26 @@ uint32_t JsonTitleMetadata::LoadFromFile(const char* fileName)
     if (!fileName)
         fileName = "";
     MetadataLog(Verbose, "Loading file from disk: %s", fileName);
-    std::wstring path = ToWide(fileName);
-    std::wstring folder;
-    std::wstring name;
-    if (!GetParentPath(path, folder) || !GetFileNamePart(path, name))
+    const std::wstring asked = ToWide(fileName);
+    if (asked.find(L'\\') == std::wstring::npos) // no folder part, so no place to look
     {
-        MetadataLog(Error, "No filename passed in: %s", ForLog(path).c_str());
+        MetadataLog(Error, "No filename passed in: %s", ForLog(asked).c_str());
         return MetadataStatus::NoMetadata;
     }
 
-    for (int attempt = 0;; ++attempt)
+    std::wstring path;
+    const auto tryPlace = [&path](const std::wstring& place)
     {
-        if (FileExists(path))
-            break;
-        MetadataLog(Error, "Metadata file does not exist: %s", ForLog(path).c_str());
-        if (attempt == kMaxFoldersAbove || folder.empty())
-            return MetadataStatus::NoMetadata;
-        std::wstring parent;
-        if (!GetParentPath(folder, parent) || parent.empty() || parent == folder)
-            return MetadataStatus::NoMetadata;
-        folder = parent;
-        JoinPath(folder, name, path);
-    }
+        if (FileExists(place))
+        {
+            path = place;
+            return true;
+        }
+        MetadataLog(Error, "Metadata file does not exist: %s", ForLog(place).c_str());
+        return false;
+    };
+    if (!VisitMetadataPlaces(asked, L'\\', tryPlace))
+        return MetadataStatus::NoMetadata;
 
     uint64_t size = 0;
     if (!QueryFileSize(path, size))

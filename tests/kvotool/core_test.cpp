@@ -269,20 +269,6 @@ TEST(PeVersion, DamagedFilesGiveNoVersionNeverACrash)
         }
 }
 
-TEST(GameFolder, SearchPlacesAreTheStubsFolderAndUpToThreeAbove)
-{
-    using Places = std::vector<std::string>;
-    for (auto [folder, separator, expected] : Rows<std::string, char, Places>{
-             {"C:\\Games\\Title\\bin\\x64",
-              '\\',
-              {"C:\\Games\\Title\\bin\\x64\\title.kvo", "C:\\Games\\Title\\bin\\title.kvo",
-               "C:\\Games\\Title\\title.kvo", "C:\\Games\\title.kvo"}},
-             {"C:\\Title", '\\', {"C:\\Title\\title.kvo", "C:\\title.kvo"}}, // the drive has no parent
-             {"Z:\\a/b", '\\', {"Z:\\a/b\\title.kvo", "Z:\\title.kvo"}},     // only "\" separates
-             {"/srv/game", '/', {"/srv/game/title.kvo", "/srv/title.kvo"}}})
-        EXPECT_EQ(MetadataSearchPlaces(folder, "title.kvo", separator), expected) << folder;
-}
-
 TEST(GameFolder, PathsBecomeUris)
 {
     for (auto [path, uri] :

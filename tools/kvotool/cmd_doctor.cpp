@@ -1,8 +1,9 @@
 // kvotool doctor: what the launch stub will do in a game's install folder,
-// worked out from the files there without running it. The stub's rules are
-// followed step by step: its executable's folder is where title.kvo is
-// searched and where the game's executable is expected; the installers are
-// found relative to its working directory, the game folder.
+// worked out from the files there without running it. The stub's rules come
+// from its launch plan (launch/launch_plan.h), asked about this folder: the
+// places title.kvo is searched from the stub's folder, the installer found
+// relative to its working directory (the game folder). The game's executable
+// is expected beside the stub.
 #include "cli.h"
 #include "commands.h"
 #include "doc_check.h"
@@ -10,6 +11,7 @@
 #include "file_io.h"
 #include "game_folder.h"
 #include "installer_trust.h"
+#include "launch/launch_plan.h"
 #include "metadata/metadata_container.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/title_metadata.h"
@@ -28,8 +30,6 @@ namespace
 {
 const char kDefaultStubName[] = "PlayGame.exe";
 const char kMetadataFileName[] = "title.kvo";
-const char kLauncherInstaller[] = "Tavrin-Games-Launcher.exe";
-const char kRedistributables[] = "Redistributables";
 const char kMinimumLauncherVersion[] = "1.0.3.0";
 // A stub is a few hundred kilobytes; a file far larger is not read whole.
 constexpr uintmax_t kMaxExecutableBytes = 64u << 20;
@@ -142,6 +142,22 @@ std::filesystem::path FsPath(const std::string& utf8)
     return std::filesystem::path(utf8);
 #endif
 }
+
+// The plan's view of the game folder, the stub's working directory: names
+// in any letter case, as on Windows.
+class GameFolderProbe final : public LaunchPlan::FolderProbe
+{
+  public:
+    explicit GameFolderProbe(const std::string& folder) : m_Folder(folder) {}
+    bool FileExists(const std::string& path) override
+    {
+        std::string found;
+        return FindFile(m_Folder, path, found);
+    }
+
+  private:
+    const std::string& m_Folder;
+};
 
 class Doctor
 {
@@ -313,7 +329,7 @@ void Doctor::CheckStub()
 
 bool Doctor::FindMetadata()
 {
-    const std::vector<std::string> places = MetadataSearchPlaces(m_StubFolderFull, kMetadataFileName);
+    const std::vector<std::string> places = LaunchPlan::MetadataPlaces(m_StubFolderFull, kPathSeparator);
     for (const auto& place : places)
     {
         std::string found;
@@ -479,25 +495,10 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
     const std::string platformName =
         m_Platform < GamePlatform::Count ? GamePlatformKeyword(m_Platform) : std::to_string(m_Platform);
     const std::string steamPath = metadata.GetSteamInstallerPath();
-    std::string relative, when;
-    std::string parameters;
-    switch (m_Platform)
+    GameFolderProbe folder(m_GameFull);
+    LaunchPlan::Installer plan;
+    if (!LaunchPlan::PlanInstaller(m_Platform, steamPath.c_str(), m_Policy.given, folder, plan))
     {
-    case GamePlatform::Steam:
-        relative = std::string(kRedistributables) + "\\" + kLauncherInstaller;
-        parameters = " /s /t";
-        when = "when the launcher is not installed";
-        break;
-    case GamePlatform::Viveport:
-        relative = "Installers\\Tavrin-Games-Vive.exe";
-        break;
-    case GamePlatform::Oculus:
-        relative = "Installers\\Tavrin-Games-Oculus.exe";
-        break;
-    case GamePlatform::Epic:
-        relative = "Redistributables\\Tavrin-Games-Epic.exe";
-        break;
-    default:
         Add(Severity::Note, "installer",
             "store front \"" + platformName +
                 "\": the stub runs no installer and needs the launcher installed");
@@ -507,17 +508,19 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
                     "\": the stub ignores it");
         return;
     }
-    if (when.empty())
-    {
-        when = "at every start while the launcher is not running";
-        if (!steamPath.empty())
-            Add(Severity::Warning, "installer",
-                "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName +
-                    "\": the stub ignores it");
-    }
+    const std::string relative = plan.inGameFolder;
+    const std::string parameters = *plan.parameters ? std::string(" ") + plan.parameters : std::string();
+    const std::string when =
+        LaunchPlan::WhenInstallerRuns(m_Platform) == LaunchPlan::InstallerRuns::WhileLauncherNotInstalled
+            ? "when the launcher is not installed"
+            : "at every start while the launcher is not running";
+    if (!plan.fallsBack && !steamPath.empty())
+        Add(Severity::Warning, "installer",
+            "'steamInstallerPath' is set but 'gamePlatform' is \"" + platformName +
+                "\": the stub ignores it");
     const std::string intro = "store front \"" + platformName + "\": ";
     std::string found;
-    if (FindFile(m_GameFull, relative, found))
+    if (plan.program == relative && FindFile(m_GameFull, relative, found))
     {
         m_Installer = relative + parameters;
         m_InstallerFound = true;
@@ -526,7 +529,7 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
         ReportTrust(found);
         return;
     }
-    if (m_Platform != GamePlatform::Steam)
+    if (!plan.fallsBack)
     {
         m_Installer = relative;
         Add(Severity::Error, "installer",
@@ -535,9 +538,9 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
             InGame(relative));
         return;
     }
-    // Steam: without the installer in Redistributables, the stub takes the
-    // folder named by steamInstallerPath, and always adds a backslash.
-    const std::string fallback = steamPath + "\\" + kLauncherInstaller;
+    // Without the installer in the game folder, the plan takes the folder
+    // named by steamInstallerPath.
+    const std::string& fallback = plan.program;
     m_Installer = fallback + parameters;
 #ifndef _WIN32
     if (IsAbsoluteStubPath(steamPath))
@@ -585,9 +588,9 @@ void Doctor::Conclude()
     }
     else
     {
-        const bool always = m_Platform == GamePlatform::Viveport || m_Platform == GamePlatform::Oculus ||
-                            m_Platform == GamePlatform::Epic;
-        const bool never = !always && m_Platform != GamePlatform::Steam;
+        const LaunchPlan::InstallerRuns runs = LaunchPlan::WhenInstallerRuns(m_Platform);
+        const bool always = runs == LaunchPlan::InstallerRuns::WhileLauncherNotRunning;
+        const bool never = runs == LaunchPlan::InstallerRuns::Never;
         Outcome install;
         if (m_InstallerFound)
         {
@@ -607,7 +610,7 @@ void Doctor::Conclude()
         }
         else
             notInstalled = install;
-        if (m_Platform == GamePlatform::Steam || always)
+        if (!never)
             Add(Severity::Note, "installer",
                 std::string("the launcher must be version ") + kMinimumLauncherVersion +
                     " or later for this store front, or the stub shows " + QuoteMessage(kLauncherOutOfDate));

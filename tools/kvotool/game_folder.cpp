@@ -60,28 +60,6 @@ bool FindEntry(const fs::path& dir, const std::string& name, fs::path& entry)
 #endif
 } // namespace
 
-std::vector<std::string> MetadataSearchPlaces(const std::string& folder, const std::string& fileName,
-                                              char separator)
-{
-    std::vector<std::string> places;
-    std::string current = folder;
-    for (int attempt = 0;; ++attempt)
-    {
-        places.push_back(current.empty() || current.back() == separator ? current + fileName
-                                                                        : current + separator + fileName);
-        if (attempt == 3 || current.empty())
-            break;
-        const size_t cut = current.rfind(separator);
-        if (cut == std::string::npos)
-            break;
-        const std::string parent = current.substr(0, cut);
-        if (parent.empty() || parent == current)
-            break;
-        current = parent;
-    }
-    return places;
-}
-
 std::string FullPath(const std::string& path)
 {
     std::error_code ec;

@@ -1,10 +1,10 @@
-// Looking at a game's install folder as the launch stub will: which places it
-// searches for title.kvo, and which files exist under the names it uses.
+// Looking at a game's install folder as the launch stub will: which files
+// exist under the names it uses (the places themselves come from the launch
+// plan).
 // Paths are UTF-8; on Windows "\" separates their parts, elsewhere "/".
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace kvotool
 {
@@ -13,14 +13,6 @@ constexpr char kPathSeparator = '\\';
 #else
 constexpr char kPathSeparator = '/';
 #endif
-
-// The places the stub tries for `fileName` when its executable lies in
-// `folder` (a full path without a trailing separator), in order: the folder
-// and up to three folders above it, each only while the folder part has a
-// parent (so "C:\Title" gives "C:\Title\title.kvo" and "C:\title.kvo", and
-// "/games" gives only "/games/title.kvo").
-std::vector<std::string> MetadataSearchPlaces(const std::string& folder, const std::string& fileName,
-                                              char separator = kPathSeparator);
 
 // The full path of `path` (relative to the current folder when it is not
 // absolute), with "." and ".." resolved and no trailing separator.
