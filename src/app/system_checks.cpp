@@ -1,24 +1,12 @@
 #include "app/system_checks.h"
 
 #include "app/title_metadata_access.h"
+#include "launch/launch_plan.h"
 #include "metadata/metadata_enums.h"
 #include "options/switches.h"
 #include "util/files.h"
 
 #include <windows.h>
-
-namespace
-{
-FileVersion MinimumLauncherVersion()
-{
-    FileVersion minimum;
-    minimum.Major = 1;
-    minimum.Minor = 0;
-    minimum.Build = 3;
-    minimum.Revision = 0;
-    return minimum;
-}
-}
 
 bool IsWindowsVersionOrGreater(uint16_t major, uint16_t minor, uint16_t servicePackMajor)
 {
@@ -58,24 +46,6 @@ bool IsWindows10OrGreater()
     return IsWindowsVersionOrGreater(10, 0, 0);
 }
 
-bool IsVersionAtLeast(const FileVersion& version, const FileVersion& minimum)
-{
-    const int32_t have[4] = {version.Major, version.Minor, version.Build, version.Revision};
-    const int32_t need[4] = {minimum.Major, minimum.Minor, minimum.Build, minimum.Revision};
-    for (int i = 0; i < 4; ++i)
-    {
-        if (have[i] != need[i])
-            return have[i] > need[i];
-    }
-    return true;
-}
-
-bool IsPlatformHeldToMinimum(uint32_t gamePlatform)
-{
-    return gamePlatform == GamePlatform::Steam || gamePlatform == GamePlatform::Viveport ||
-           gamePlatform == GamePlatform::Oculus || gamePlatform == GamePlatform::Epic;
-}
-
 bool IsLauncherVersionAcceptable(const wchar_t* launcherPath, bool& versionUnreadable)
 {
     if (Switches::ForceOldKvoFailure.IsSet())
@@ -86,7 +56,7 @@ bool IsLauncherVersionAcceptable(const wchar_t* launcherPath, bool& versionUnrea
         versionUnreadable = true;
         return false;
     }
-    if (!IsPlatformHeldToMinimum(TheTitleMetadata().GetGamePlatform()))
+    if (!LaunchPlan::IsPlatformHeldToMinimum(TheTitleMetadata().GetGamePlatform()))
         return true;
-    return IsVersionAtLeast(version, MinimumLauncherVersion());
+    return LaunchPlan::IsVersionAtLeast(version, LaunchPlan::kMinimumLauncherVersion);
 }

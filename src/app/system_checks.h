@@ -1,4 +1,5 @@
-// Windows-version checks and the launcher's minimum version.
+// Windows-version checks and the launcher's version check (its minimum is
+// the launch plan's).
 #pragma once
 
 #include "util/files.h"
@@ -9,12 +10,6 @@ bool IsWindowsVersionOrGreater(uint16_t major, uint16_t minor, uint16_t serviceP
 bool IsWindows7OrGreater();
 bool IsWindows7Sp1OrGreater();
 bool IsWindows10OrGreater();
-
-// Component-wise comparison from major to revision, as signed numbers.
-bool IsVersionAtLeast(const FileVersion& version, const FileVersion& minimum);
-
-// Whether a store front of this number holds the launcher to the minimum version.
-bool IsPlatformHeldToMinimum(uint32_t gamePlatform);
 
 // False when the launcher is too old or its version cannot be read; in the
 // second case versionUnreadable is set (the caller clears it before the call).

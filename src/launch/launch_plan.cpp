@@ -91,6 +91,23 @@ InstallerRuns WhenInstallerRuns(uint32_t platform)
     }
 }
 
+bool IsPlatformHeldToMinimum(uint32_t platform)
+{
+    return WhenInstallerRuns(platform) != InstallerRuns::Never;
+}
+
+bool IsVersionAtLeast(const FileVersion& version, const FileVersion& minimum)
+{
+    const int32_t have[4] = {version.Major, version.Minor, version.Build, version.Revision};
+    const int32_t need[4] = {minimum.Major, minimum.Minor, minimum.Build, minimum.Revision};
+    for (int i = 0; i < 4; ++i)
+    {
+        if (have[i] != need[i])
+            return have[i] > need[i];
+    }
+    return true;
+}
+
 bool PlanInstaller(uint32_t platform, const char* steamInstallerPath, bool signers, FolderProbe& folder,
                    Installer& out)
 {

@@ -4,6 +4,8 @@
 // line. The stub carries the plan out; kvotool doctor describes it.
 #pragma once
 
+#include "util/files.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -41,6 +43,14 @@ enum class InstallerRuns
     WhileLauncherNotRunning
 };
 InstallerRuns WhenInstallerRuns(uint32_t platform);
+
+// The oldest launcher the store fronts that run an installer accept: an older
+// one gets the out-of-date message instead of the launch.
+constexpr FileVersion kMinimumLauncherVersion{1, 0, 3, 0};
+// Whether a store front of this number holds the launcher to that version.
+bool IsPlatformHeldToMinimum(uint32_t platform);
+// Component-wise comparison from major to revision, as signed numbers.
+bool IsVersionAtLeast(const FileVersion& version, const FileVersion& minimum);
 
 // How an installer is checked before the player is asked to elevate it.
 enum class InstallerCheck

@@ -139,28 +139,6 @@ TEST(MessageText, LanguageByPrimaryLanguage)
     }
 }
 
-TEST(LauncherVersion, ComparedComponentWise)
-{
-    const FileVersion minimum{1, 0, 3, 0};
-    const struct
-    {
-        FileVersion version;
-        bool atLeast;
-    } cases[] = {
-        {{1, 0, 2, 999}, false}, {{1, 0, 3, 0}, true},  {{1, 0, 3, 1}, true},   {{1, 1, 0, 0}, true},
-        {{2, 0, 0, 0}, true},    {{0, 9, 9, 9}, false}, {{1, 0, 3, -1}, false}, // signed components
-        {{-1, 0, 0, 0}, false},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(IsVersionAtLeast(c.version, minimum), c.atLeast)
-            << c.version.Major << "." << c.version.Minor << "." << c.version.Build << "." << c.version.Revision;
-
-    const bool held[] = {false, true, true, true, false, true, false};
-    for (uint32_t platform = 0; platform < 7; ++platform)
-        EXPECT_EQ(IsPlatformHeldToMinimum(platform), held[platform]) << platform;
-    EXPECT_FALSE(IsPlatformHeldToMinimum(0xFFFFFFFF));
-}
-
 TEST(WindowsVersion, AgainstTheTestPrefix)
 {
     // The test prefix reports Windows 10; a higher major passes whatever follows.

@@ -30,7 +30,6 @@ namespace
 {
 const char kDefaultStubName[] = "PlayGame.exe";
 const char kMetadataFileName[] = "title.kvo";
-const char kMinimumLauncherVersion[] = "1.0.3.0";
 // A stub is a few hundred kilobytes; a file far larger is not read whole.
 constexpr uintmax_t kMaxExecutableBytes = 64u << 20;
 
@@ -610,10 +609,14 @@ void Doctor::Conclude()
         }
         else
             notInstalled = install;
-        if (!never)
+        if (LaunchPlan::IsPlatformHeldToMinimum(m_Platform))
+        {
+            const FileVersion& v = LaunchPlan::kMinimumLauncherVersion;
             Add(Severity::Note, "installer",
-                std::string("the launcher must be version ") + kMinimumLauncherVersion +
+                "the launcher must be version " + std::to_string(v.Major) + "." + std::to_string(v.Minor) + "." +
+                    std::to_string(v.Build) + "." + std::to_string(v.Revision) +
                     " or later for this store front, or the stub shows " + QuoteMessage(kLauncherOutOfDate));
+        }
     }
     if (installed == notInstalled)
         m_Report.verdict = "the stub " + Describe(installed);
