@@ -16,8 +16,8 @@ const PrerequisiteKey kPrerequisiteKeys[kPrerequisiteKeyCount] = {
 
 namespace
 {
-// Texts of 260 bytes or more do not fit the element buffer and fail the list.
-constexpr uint32_t kListElementBuffer = 260;
+// Longer texts do not fit the element buffer and fail the list.
+constexpr uint32_t kListElementBuffer = kListElementMaxLength + 1;
 constexpr uint32_t kPlatformNameBuffer = 32;
 
 bool ParseExitCodes(const JsonReader& element, const char* name, NumberList& codes)
@@ -206,65 +206,14 @@ bool PlatformFeaturesField::ParseValue(const JsonReader& member)
 }
 
 MetadataFieldTable::MetadataFieldTable()
-    : m_Header{&metadataVersion},
-      m_Main{&titleId,
-             &noxTitleId,
-             &friendlyName,
-             &altFriendlyName,
-             &parentApp,
-             &principalFileName,
-             &appdataFolderName,
-             &neverInstallable,
-             &invisibleUntilRelease,
-             &installFolderRegKey,
-             &installFolderRegValueName,
-             &preqs,
-             &installshieldGuidList,
-             &installshieldGuid,
-             &modScan,
-             &modAllowList,
-             &modWhitelist,
-             &settingsRegistry,
-             &settingsRegistryLanguage,
-             &cloudSaveRoot,
-             &cloudSaveFolder,
-             &cloudSaveFiles,
-             &cloudSaveLocalMods,
-             &cloudSaveCompression,
-             &platforms,
-             &checkExitCodes,
-             &appCompatFlags,
-             &minKvoVersion,
-             &minGameVersion,
-             &safeMode,
-             &languages,
-             &crashpadSamplingPercent,
-             &wmpCheck,
-             &gamePlatform,
-             &environment,
-             &environmentName,
-             &shouldLaunchDirectly,
-             &steamInstallerPath,
-             &steamAppIds,
-             &epicSdkVersion,
-             &epicProductName,
-             &epicProductVersion,
-             &epicProductId,
-             &epicSandboxId,
-             &epicDeploymentId,
-             &epicClientId,
-             &epicClientSecret,
-             &epicArtifact,
-             &epicAudiences,
-             &customPrerequisites}
+    : m_Main{
+#define KVO_FIELD(Type, member, key, use, Getter, access) &member,
+#include "metadata/metadata_fields.def"
+      }
 {
-    titleId.SetRequired(true);
-    friendlyName.SetRequired(true);
-    principalFileName.SetRequired(true);
-    appdataFolderName.SetRequired(true);
-    installFolderRegKey.SetRequired(true);
-    installFolderRegValueName.SetRequired(true);
-    languages.SetRequired(true);
+    // The first row is the header.
+    m_Header.push_back(m_Main.front());
+    m_Main.erase(m_Main.begin());
     ResetToStart();
 }
 
@@ -279,8 +228,9 @@ void MetadataFieldTable::Reset()
 void MetadataFieldTable::ResetToStart()
 {
     Reset();
-    // The three fields whose start value differs from their kind's reset value.
-    noxTitleId.SetValue(-1);
-    crashpadSamplingPercent.SetValue(100);
-    checkExitCodes.SetValue(true);
+    // Enumerations start at their reset value; numbers and flags may not.
+#define KVO_INT(member, key, use, Getter, access, start, minimum, maximum, description)                      \
+    member.SetValue(start);
+#define KVO_BOOL(member, key, use, Getter, access, start, description) member.SetValue(start);
+#include "metadata/metadata_fields.def"
 }

@@ -11,10 +11,45 @@
 
 class JsonReader;
 
+// Elements of a text list are at most this many bytes; a longer one fails the list.
+constexpr uint32_t kListElementMaxLength = 259;
+
+// What a descriptor holds; tells the descriptor classes below apart.
+enum class FieldKind : uint8_t
+{
+    Int,
+    Bool,
+    Text,
+    Texts,
+    AppIds,
+    Prerequisites,
+    Enum,
+    Platforms,
+};
+
+// The `use` column of metadata_fields.def: whether the load needs the key,
+// and the value `kvotool new` writes for it (nullptr: none).
+#define KVO_USE_REQUIRED(use) KVO_USE_REQUIRED_##use
+#define KVO_USE_REQUIRED_Optional false
+#define KVO_USE_REQUIRED_Required(example) true
+#define KVO_USE_REQUIRED_Suggested(example) false
+#define KVO_USE_EXAMPLE(use) KVO_USE_EXAMPLE_##use
+#define KVO_USE_EXAMPLE_Optional nullptr
+#define KVO_USE_EXAMPLE_Required(example) example
+#define KVO_USE_EXAMPLE_Suggested(example) example
+// The `access` column: `code` when the row has a getter of its own.
+#define KVO_IF_GETTER(access, ...) KVO_IF_GETTER_##access(__VA_ARGS__)
+#define KVO_IF_GETTER_Read(...) __VA_ARGS__
+#define KVO_IF_GETTER_Own(...) __VA_ARGS__
+#define KVO_IF_GETTER_None(...)
+
 class MetadataField
 {
 public:
-    explicit MetadataField(const char* name) : m_Name(name) {}
+    explicit MetadataField(const char* name, bool required = false)
+        : m_Name(name), m_Required(required ? 1 : 0)
+    {
+    }
     virtual ~MetadataField() = default;
     MetadataField(const MetadataField&) = delete;
     MetadataField& operator=(const MetadataField&) = delete;
@@ -27,6 +62,7 @@ public:
     virtual uint32_t IsRequired() const { return m_Required; }
     virtual bool IsPresent() const { return m_Present; }
     virtual void MarkPresent() { m_Present = true; }
+    virtual FieldKind Kind() const = 0;
 
     void SetRequired(bool required) { m_Required = required ? 1 : 0; }
     // Set when the loaded document is known to lack this key, so that a
@@ -43,7 +79,7 @@ protected:
 
 private:
     const char* m_Name;
-    uint32_t m_Required = 0;
+    uint32_t m_Required;
     bool m_Present = false;
     bool m_Absent = false;
 };
@@ -54,6 +90,11 @@ public:
     using MetadataField::MetadataField;
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::Int;
+    FieldKind Kind() const override { return kKind; }
+    // What the getter hands out.
+    using Handed = int32_t;
+    Handed Get() const { return m_Value; }
     int32_t Value() const { return m_Value; }
     void SetValue(int32_t value) { m_Value = value; }
 
@@ -67,6 +108,11 @@ public:
     using MetadataField::MetadataField;
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::Bool;
+    FieldKind Kind() const override { return kKind; }
+    // What the getter hands out.
+    using Handed = bool;
+    Handed Get() const { return m_Value; }
     bool Value() const { return m_Value; }
     void SetValue(bool value) { m_Value = value; }
 
@@ -80,19 +126,29 @@ public:
     using MetadataField::MetadataField;
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::Text;
+    FieldKind Kind() const override { return kKind; }
+    // What the getter hands out.
+    using Handed = const char*;
+    Handed Get() const { return m_Value.c_str(); }
     const std::string& Value() const { return m_Value; }
 
 private:
     std::string m_Value;
 };
 
-// Elements are texts shorter than 260 bytes.
+// Elements are texts of at most kListElementMaxLength bytes.
 class TextListField final : public MetadataField
 {
 public:
     using MetadataField::MetadataField;
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::Texts;
+    FieldKind Kind() const override { return kKind; }
+    // What the getter hands out.
+    using Handed = const TextList&;
+    Handed Get() const { return m_Value; }
     const TextList& Value() const { return m_Value; }
 
 private:
@@ -105,6 +161,11 @@ public:
     using MetadataField::MetadataField;
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::AppIds;
+    FieldKind Kind() const override { return kKind; }
+    // What the getter hands out.
+    using Handed = const AppIdList&;
+    Handed Get() const { return m_Value; }
     const AppIdList& Value() const { return m_Value; }
 
 private:
@@ -133,6 +194,11 @@ public:
     using MetadataField::MetadataField;
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::Prerequisites;
+    FieldKind Kind() const override { return kKind; }
+    // What the getter hands out.
+    using Handed = const PrerequisiteList&;
+    Handed Get() const { return m_Value; }
     const PrerequisiteList& Value() const { return m_Value; }
 
 private:
@@ -144,12 +210,17 @@ class EnumField final : public MetadataField
 {
 public:
     using Lookup = bool (*)(const char* text, uint32_t& value);
-    EnumField(const char* name, Lookup lookup, uint32_t resetValue)
-        : MetadataField(name), m_Lookup(lookup), m_ResetValue(resetValue), m_Value(resetValue)
+    EnumField(const char* name, bool required, Lookup lookup, uint32_t resetValue)
+        : MetadataField(name, required), m_Lookup(lookup), m_ResetValue(resetValue), m_Value(resetValue)
     {
     }
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::Enum;
+    FieldKind Kind() const override { return kKind; }
+    // What the getter hands out.
+    using Handed = uint32_t;
+    Handed Get() const { return m_Value; }
     uint32_t Value() const { return m_Value; }
 
 private:
@@ -165,6 +236,8 @@ public:
     using MetadataField::MetadataField;
     void Reset() override;
     bool ParseValue(const JsonReader& member) override;
+    static constexpr FieldKind kKind = FieldKind::Platforms;
+    FieldKind Kind() const override { return kKind; }
     uint32_t Mask(uint32_t platform) const { return platform < GamePlatform::Count ? m_Masks[platform] : 0; }
 
 private:
@@ -187,57 +260,10 @@ public:
     const std::vector<MetadataField*>& Header() const { return m_Header; }
     const std::vector<MetadataField*>& Main() const { return m_Main; }
 
-    IntField metadataVersion{"metadataVersion"};
-    TextField titleId{"titleId"};
-    IntField noxTitleId{"noxTitleId"};
-    TextField friendlyName{"friendlyName"};
-    TextField altFriendlyName{"altFriendlyName"};
-    TextField parentApp{"parentApp"};
-    TextField principalFileName{"principalFileName"};
-    TextField appdataFolderName{"appdataFolderName"};
-    BoolField neverInstallable{"neverInstallable"};
-    BoolField invisibleUntilRelease{"invisibleUntilRelease"};
-    TextField installFolderRegKey{"installFolderRegKey"};
-    TextField installFolderRegValueName{"installFolderRegValueName"};
-    TextListField preqs{"preqs"};
-    TextListField installshieldGuidList{"installshieldGuid"};
-    TextField installshieldGuid{"installshieldGuid"};
-    BoolField modScan{"modScan"};
-    TextListField modAllowList{"modAllowList"};
-    TextListField modWhitelist{"modWhitelist"};
-    TextListField settingsRegistry{"settingsRegistry"};
-    EnumField settingsRegistryLanguage{"settingsRegistryLanguage", FindRegistryValueType, kMetadataUnset};
-    EnumField cloudSaveRoot{"cloudSaveRoot", FindCloudSaveRoot, kMetadataUnset};
-    TextField cloudSaveFolder{"cloudSaveFolder"};
-    TextListField cloudSaveFiles{"cloudSaveFiles"};
-    BoolField cloudSaveLocalMods{"cloudSaveLocalMods"};
-    BoolField cloudSaveCompression{"cloudSaveCompression"};
-    PlatformFeaturesField platforms{"platforms"};
-    BoolField checkExitCodes{"checkExitCodes"};
-    TextField appCompatFlags{"appCompatFlags"};
-    TextField minKvoVersion{"minKvoVersion"};
-    TextField minGameVersion{"minGameVersion"};
-    BoolField safeMode{"safeMode"};
-    TextListField languages{"languages"};
-    IntField crashpadSamplingPercent{"crashpadSamplingPercent"};
-    BoolField wmpCheck{"wmpCheck"};
-    EnumField gamePlatform{"gamePlatform", FindGamePlatform, GamePlatform::Default};
-    EnumField environment{"environment", FindDomainEnvironment, kMetadataUnset};
-    TextField environmentName{"environment"};
-    BoolField shouldLaunchDirectly{"shouldLaunchDirectly"};
-    TextField steamInstallerPath{"steamInstallerPath"};
-    AppIdListField steamAppIds{"steamAppIds"};
-    IntField epicSdkVersion{"epicSdkVersion"};
-    TextField epicProductName{"epicProductName"};
-    TextField epicProductVersion{"epicProductVersion"};
-    TextField epicProductId{"epicProductId"};
-    TextField epicSandboxId{"epicSandboxId"};
-    TextField epicDeploymentId{"epicDeploymentId"};
-    TextField epicClientId{"epicClientId"};
-    TextField epicClientSecret{"epicClientSecret"};
-    TextField epicArtifact{"epicArtifact"};
-    TextListField epicAudiences{"epicAudiences"};
-    PrerequisiteListField customPrerequisites{"customPrerequisites"};
+#define KVO_FIELD(Type, member, key, use, Getter, access) Type member{key, KVO_USE_REQUIRED(use)};
+#define KVO_ENUM(member, key, use, Getter, access, Enumeration, start, description)                          \
+    EnumField member{key, KVO_USE_REQUIRED(use), Find##Enumeration, start};
+#include "metadata/metadata_fields.def"
 
 private:
     std::vector<MetadataField*> m_Header;

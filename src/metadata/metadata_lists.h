@@ -63,29 +63,22 @@ private:
     std::vector<std::string> m_Items;
 };
 
-class NumberList final : public MetadataList<uint32_t>
+// Elements are numbers of type Number.
+template <typename Number>
+class NumberListOf final : public MetadataList<Number>
 {
 public:
     uint32_t Count() const override { return static_cast<uint32_t>(m_Items.size()); }
-    uint32_t At(uint32_t index) const override { return m_Items[index]; }
-    void Append(uint32_t item) { m_Items.push_back(item); }
+    Number At(uint32_t index) const override { return m_Items[index]; }
+    void Append(Number item) { m_Items.push_back(item); }
     void Clear() { m_Items.clear(); }
 
 private:
-    std::vector<uint32_t> m_Items;
+    std::vector<Number> m_Items;
 };
 
-class AppIdList final : public MetadataList<uint64_t>
-{
-public:
-    uint32_t Count() const override { return static_cast<uint32_t>(m_Items.size()); }
-    uint64_t At(uint32_t index) const override { return m_Items[index]; }
-    void Append(uint64_t item) { m_Items.push_back(item); }
-    void Clear() { m_Items.clear(); }
-
-private:
-    std::vector<uint64_t> m_Items;
-};
+using NumberList = NumberListOf<uint32_t>;
+using AppIdList = NumberListOf<uint64_t>;
 
 // One element of `customPrerequisites`.
 class PrerequisiteRecord

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "metadata/metadata_enums.h"
+#include "metadata/metadata_fields.h"
 #include "metadata/metadata_lists.h"
 #include "metadata/metadata_log.h"
 #include "metadata/metadata_status.h"
@@ -28,63 +29,19 @@ public:
     virtual void Clear() = 0;
     virtual uint32_t GetLastStatus() = 0;
 
-    virtual int32_t GetMetadataVersion() = 0;
-    virtual const char* GetTitleId() = 0;
-    virtual int32_t GetNoxTitleId() = 0;
-    virtual const char* GetFriendlyName() = 0;
-    virtual const char* GetAltFriendlyName() = 0;
-    virtual const char* GetParentApp() = 0;
-    virtual const char* GetPrincipalFileName() = 0;
-    virtual const char* GetAppdataFolderName() = 0;
-    virtual bool GetNeverInstallable() = 0;
-    virtual bool GetInvisibleUntilRelease() = 0;
-    virtual const char* GetInstallFolderRegKey() = 0;
-    virtual const char* GetInstallFolderRegValueName() = 0;
-    virtual const TextList& GetPreqs() = 0;
-    virtual const TextList& GetInstallshieldGuidList() = 0;
-    virtual const char* GetInstallshieldGuid() = 0;
-    virtual bool GetModScan() = 0;
-    // `modAllowList`, else the older `modWhitelist`.
-    virtual const TextList& GetModAllowList() = 0;
-    virtual const TextList& GetSettingsRegistry() = 0;
-    virtual uint32_t GetSettingsRegistryLanguage() = 0;
-    virtual uint32_t GetCloudSaveRoot() = 0;
+    // One getter per row of metadata_fields.def that has one.
+#define KVO_FIELD(Type, member, key, use, Getter, access)                                                    \
+    KVO_IF_GETTER(access, virtual Type::Handed Getter() = 0;)
+#define KVO_PLATFORMS(member, key, use, Getter, access, description)                                         \
+    virtual uint32_t Getter(uint32_t platform) = 0;
+#include "metadata/metadata_fields.def"
+
     // Keyword of the held cloudSaveRoot value; reads nothing, keeps the status.
     virtual const char* GetCloudSaveRootName() = 0;
-    virtual const char* GetCloudSaveFolder() = 0;
-    virtual const TextList& GetCloudSaveFiles() = 0;
-    virtual bool GetCloudSaveLocalMods() = 0;
-    virtual bool GetCloudSaveCompression() = 0;
-    // Feature mask of one GamePlatform; IndexOutOfRange and 0 for 6 or more.
-    virtual uint32_t GetPlatformFeatures(uint32_t platform) = 0;
-    virtual bool GetCheckExitCodes() = 0;
-    virtual const char* GetAppCompatFlags() = 0;
-    virtual const char* GetMinKvoVersion() = 0;
-    virtual const char* GetMinGameVersion() = 0;
-    virtual bool GetSafeMode() = 0;
-    virtual const TextList& GetLanguages() = 0;
-    virtual int32_t GetCrashpadSamplingPercent() = 0;
-    virtual bool GetWmpCheck() = 0;
-    virtual uint32_t GetGamePlatform() = 0;
-    virtual uint32_t GetEnvironment() = 0;
-    virtual const char* GetEnvironmentName() = 0;
-    virtual bool GetShouldLaunchDirectly() = 0;
+    // True when steamAppIds lists an id.
     virtual bool HasSteamAppIds() = 0;
-    virtual const char* GetSteamInstallerPath() = 0;
-    virtual const AppIdList& GetSteamAppIds() = 0;
     // True when epicSdkVersion is above 0.
     virtual bool HasEpicConfig() = 0;
-    virtual int32_t GetEpicSdkVersion() = 0;
-    virtual const char* GetEpicProductName() = 0;
-    virtual const char* GetEpicProductVersion() = 0;
-    virtual const char* GetEpicProductId() = 0;
-    virtual const char* GetEpicSandboxId() = 0;
-    virtual const char* GetEpicDeploymentId() = 0;
-    virtual const char* GetEpicClientId() = 0;
-    virtual const char* GetEpicClientSecret() = 0;
-    virtual const char* GetEpicArtifact() = 0;
-    virtual const TextList& GetEpicAudiences() = 0;
-    virtual const PrerequisiteList& GetCustomPrerequisites() = 0;
 };
 
 // A new, empty metadata object owned by the caller.

@@ -341,6 +341,11 @@ class ShowFmtNew(Base):
                      "default 0x00000041 0 Ok cloud, crashpadEnabled", "steam 0x00000040 0 Ok crashpadEnabled",
                      "viveport 0x00000041 0 Ok cloud, crashpadEnabled"]:
             self.assertIn(line, lines)
+        # A key read in two forms shows each form under its own name.
+        names = [line.split("  ")[0] for line in out.decode().splitlines()]
+        for name in ["installshieldGuid (list)", "installshieldGuid (text)", "environment", "environment (text)",
+                     "cloudSaveRoot (name)", "HasSteamAppIds", "HasEpicConfig"]:
+            self.assertEqual(names.count(name), 1, name)
 
     def test_fmt_round_trip_keeps_every_field(self):
         self.put("t.json", open(os.path.join(ARGS.data, "title-full.json"), encoding="utf-8").read())

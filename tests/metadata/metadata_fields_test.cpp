@@ -11,21 +11,29 @@ namespace
 // Kind name and current value of a descriptor, as text.
 std::pair<std::string, std::string> Describe(const MetadataField& field)
 {
-#define KIND(type, name, value) if (auto f = dynamic_cast<const type*>(&field)) return {name, value};
-    KIND(IntField, "int", std::to_string(f->Value()))
-    KIND(BoolField, "bool", f->Value() ? "true" : "false")
-    KIND(TextField, "text", "'" + f->Value() + "'")
-    KIND(TextListField, "texts", Str(f->Value()))
-    KIND(AppIdListField, "appids", Str(f->Value()))
-    KIND(PrerequisiteListField, "prereqs", std::to_string(f->Value().Count()))
-    KIND(EnumField, "enum", std::to_string(f->Value()))
-#undef KIND
-    if (auto f = dynamic_cast<const PlatformFeaturesField*>(&field))
+    switch (field.Kind())
+    {
+    case FieldKind::Int:
+        return {"int", std::to_string(static_cast<const IntField&>(field).Value())};
+    case FieldKind::Bool:
+        return {"bool", static_cast<const BoolField&>(field).Value() ? "true" : "false"};
+    case FieldKind::Text:
+        return {"text", "'" + static_cast<const TextField&>(field).Value() + "'"};
+    case FieldKind::Texts:
+        return {"texts", Str(static_cast<const TextListField&>(field).Value())};
+    case FieldKind::AppIds:
+        return {"appids", Str(static_cast<const AppIdListField&>(field).Value())};
+    case FieldKind::Prerequisites:
+        return {"prereqs", std::to_string(static_cast<const PrerequisiteListField&>(field).Value().Count())};
+    case FieldKind::Enum:
+        return {"enum", std::to_string(static_cast<const EnumField&>(field).Value())};
+    case FieldKind::Platforms:
     {
         std::vector<uint32_t> masks;
         for (uint32_t i = 0; i < GamePlatform::Count; ++i)
-            masks.push_back(f->Mask(i));
+            masks.push_back(static_cast<const PlatformFeaturesField&>(field).Mask(i));
         return {"platforms", Str(masks)};
+    }
     }
     return {"?", "?"};
 }
@@ -46,64 +54,60 @@ MetadataField* FieldOf(const JsonTitleMetadata& metadata, const std::string& key
     return nullptr;
 }
 
-// A start or reset value of null is the kind's zero value.
+// A row of the key table as the descriptors must show it: kind, required
+// flag, and the value before any read (start) and after a clear (reset).
 struct KeyRow
 {
     const char* key;
     const char* kind;
-    bool required = false;
-    const char* start = nullptr;
-    const char* reset = nullptr;
+    bool required;
+    std::string start;
+    std::string reset;
 };
 
-const KeyRow kKeyTable[] = {
-    {"metadataVersion", "int"}, {"titleId", "text", true}, {"noxTitleId", "int", false, "-1"},
-    {"friendlyName", "text", true}, {"altFriendlyName", "text"}, {"parentApp", "text"},
-    {"principalFileName", "text", true}, {"appdataFolderName", "text", true}, {"neverInstallable", "bool"},
-    {"invisibleUntilRelease", "bool"}, {"installFolderRegKey", "text", true},
-    {"installFolderRegValueName", "text", true}, {"preqs", "texts"}, {"installshieldGuid", "texts"},
-    {"installshieldGuid", "text"}, {"modScan", "bool"}, {"modAllowList", "texts"}, {"modWhitelist", "texts"},
-    {"settingsRegistry", "texts"}, {"settingsRegistryLanguage", "enum"}, {"cloudSaveRoot", "enum"},
-    {"cloudSaveFolder", "text"}, {"cloudSaveFiles", "texts"}, {"cloudSaveLocalMods", "bool"},
-    {"cloudSaveCompression", "bool"}, {"platforms", "platforms"}, {"checkExitCodes", "bool", false, "true"},
-    {"appCompatFlags", "text"}, {"minKvoVersion", "text"}, {"minGameVersion", "text"}, {"safeMode", "bool"},
-    {"languages", "texts", true}, {"crashpadSamplingPercent", "int", false, "100"}, {"wmpCheck", "bool"},
-    {"gamePlatform", "enum", false, "0", "0"}, {"environment", "enum"}, {"environment", "text"},
-    {"shouldLaunchDirectly", "bool"}, {"steamInstallerPath", "text"}, {"steamAppIds", "appids"},
-    {"epicSdkVersion", "int"}, {"epicProductName", "text"}, {"epicProductVersion", "text"},
-    {"epicProductId", "text"}, {"epicSandboxId", "text"}, {"epicDeploymentId", "text"}, {"epicClientId", "text"},
-    {"epicClientSecret", "text"}, {"epicArtifact", "text"}, {"epicAudiences", "texts"},
-    {"customPrerequisites", "prereqs"},
-};
-
-std::string Zero(const std::string& kind)
+const std::vector<KeyRow>& KeyTable()
 {
-    static const std::map<std::string, std::string> zeros = {
-        {"int", "0"},     {"bool", "false"},  {"text", "''"},         {"texts", "[]"},
-        {"appids", "[]"}, {"prereqs", "0"}, {"enum", "4294967295"}, {"platforms", "[0,0,0,0,0,0]"}};
-    return zeros.at(kind);
+    static const std::vector<KeyRow> rows = {
+#define ROW(key, kind, use, start, reset) {key, kind, KVO_USE_REQUIRED(use), start, reset},
+#define KVO_INT(member, key, use, Getter, access, start, minimum, maximum, description)                      \
+    ROW(key, "int", use, std::to_string(start), "0")
+#define KVO_BOOL(member, key, use, Getter, access, start, description)                                       \
+    ROW(key, "bool", use, (start) ? "true" : "false", "false")
+#define KVO_TEXT(member, key, use, Getter, access, maxLength, description) ROW(key, "text", use, "''", "''")
+#define KVO_TEXTS(member, key, use, Getter, access, description) ROW(key, "texts", use, "[]", "[]")
+#define KVO_ENUM(member, key, use, Getter, access, Enumeration, start, description)                          \
+    ROW(key, "enum", use, std::to_string(start), std::to_string(start))
+#define KVO_APPIDS(member, key, use, Getter, access, description) ROW(key, "appids", use, "[]", "[]")
+#define KVO_PLATFORMS(member, key, use, Getter, access, description)                                         \
+    ROW(key, "platforms", use, "[0,0,0,0,0,0]", "[0,0,0,0,0,0]")
+#define KVO_PREREQS(member, key, use, Getter, access, description) ROW(key, "prereqs", use, "0", "0")
+#include "metadata/metadata_fields.def"
+#undef ROW
+    };
+    return rows;
 }
 
-// Kind, required flag, presence and value of every field against the table.
-void CheckFields(const JsonTitleMetadata& metadata, const char* phase, bool requiredPresent, bool optionalPresent,
-                 bool startValues)
+// Kind, required flag, presence and value of every field against the table;
+// `document` names the optional keys that are present.
+void CheckFields(const JsonTitleMetadata& metadata, const char* phase, bool requiredPresent,
+                 const std::string& document, bool startValues)
 {
     SCOPED_TRACE(phase);
     std::vector<MetadataField*> fields = AllFields(metadata.Fields());
     ASSERT_EQ(1u, metadata.Fields().Header().size());
-    ASSERT_EQ(std::size(kKeyTable), fields.size());
+    ASSERT_EQ(KeyTable().size(), fields.size());
     for (size_t i = 0; i < fields.size(); ++i)
     {
-        const KeyRow& row = kKeyTable[i];
+        const KeyRow& row = KeyTable()[i];
         SCOPED_TRACE(row.key);
         EXPECT_STREQ(row.key, fields[i]->GetName());
         EXPECT_EQ(row.required ? 1u : 0u, fields[i]->IsRequired());
         EXPECT_EQ(row.kind, Describe(*fields[i]).first);
-        EXPECT_EQ(row.required ? requiredPresent : optionalPresent, fields[i]->IsPresent());
-        const char* expected = startValues ? row.start : row.reset;
+        const bool named = document.find("\"" + std::string(row.key) + "\":") != std::string::npos;
+        EXPECT_EQ(row.required ? requiredPresent : named, fields[i]->IsPresent());
         if (!fields[i]->IsPresent())
         {
-            EXPECT_EQ(expected ? expected : Zero(row.kind), Describe(*fields[i]).second);
+            EXPECT_EQ(startValues ? row.start : row.reset, Describe(*fields[i]).second);
         }
     }
 }
@@ -112,15 +116,43 @@ void CheckFields(const JsonTitleMetadata& metadata, const char* phase, bool requ
 TEST(MetadataKeyTableTest, EveryKeyHasItsKindRequiredFlagStartAndResetValue)
 {
     JsonTitleMetadata metadata;
-    CheckFields(metadata, "new object", false, false, true);
+    CheckFields(metadata, "new object", false, "", true);
     ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document(kFullMembers)));
-    CheckFields(metadata, "every key given", true, true, true);
+    CheckFields(metadata, "every key given", true, kFullMembers, true);
     metadata.Clear();
-    CheckFields(metadata, "cleared", false, false, false);
+    CheckFields(metadata, "cleared", false, "", false);
     // A second load starts fresh: what the first document set is back at its start value.
     ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document(kFullMembers)));
     ASSERT_EQ(MetadataStatus::Ok, Load(metadata, Document()));
-    CheckFields(metadata, "required keys only", true, false, true);
+    CheckFields(metadata, "required keys only", true, "", true);
+}
+
+// What the stub's behaviour rests on, pinned apart from the table: the keys a
+// load needs, the start values that differ from the reset values, and the
+// keys read in two forms.
+TEST(MetadataKeyTableTest, RequiredKeysAndStartValues)
+{
+    std::vector<std::string> required;
+    std::map<std::string, std::string> started;
+    std::map<std::string, std::string> forms;
+    for (const KeyRow& row : KeyTable())
+    {
+        if (row.required)
+            required.push_back(row.key);
+        if (row.start != row.reset)
+            started[row.key] = row.start;
+        forms[row.key] += forms[row.key].empty() ? row.kind : std::string("+") + row.kind;
+    }
+    EXPECT_EQ((std::vector<std::string>{"titleId", "friendlyName", "principalFileName", "appdataFolderName",
+                                        "installFolderRegKey", "installFolderRegValueName", "languages"}),
+              required);
+    EXPECT_EQ((std::map<std::string, std::string>{
+                  {"noxTitleId", "-1"}, {"checkExitCodes", "true"}, {"crashpadSamplingPercent", "100"}}),
+              started);
+    EXPECT_EQ("texts+text", forms["installshieldGuid"]);
+    EXPECT_EQ("enum+text", forms["environment"]);
+    EXPECT_EQ("enum", forms["gamePlatform"]);
+    EXPECT_EQ("0", KeyTable()[0].start); // metadataVersion, the header
 }
 
 // The keyword tables are read through the enum rows of the parse test below.

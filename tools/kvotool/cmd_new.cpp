@@ -3,7 +3,9 @@
 #include "doc_log.h"
 #include "doc_writer.h"
 #include "file_io.h"
+#include "metadata/metadata_fields.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 
@@ -11,22 +13,31 @@ namespace kvotool
 {
 namespace
 {
-// Every required field, and the store front, with values that make the
-// template load as it is; a maker replaces them.
+// The example of every required or suggested row of the key table: values
+// that make the template load as it is; a maker replaces them.
+void Example(JsonWriter&, const char*, std::nullptr_t) {}
+void Example(JsonWriter& w, const char* key, int32_t value)
+{
+    w.Write(key, value);
+}
+void Example(JsonWriter& w, const char* key, const char* text)
+{
+    w.WriteString(key, text);
+}
+void ExampleList(JsonWriter&, const char*, std::nullptr_t) {}
+void ExampleList(JsonWriter& w, const char* key, const char* text)
+{
+    w.BeginArray(key);
+    w.WriteString(nullptr, text);
+    w.End();
+}
+
 void EmitTemplate(JsonWriter& w)
 {
     w.Begin(nullptr);
-    w.Write("metadataVersion", int32_t(1));
-    w.WriteString("titleId", "mygame");
-    w.WriteString("friendlyName", "My Game");
-    w.WriteString("principalFileName", "MyGame.exe");
-    w.WriteString("appdataFolderName", "My Game");
-    w.WriteString("installFolderRegKey", "SOFTWARE\\My Studio\\My Game");
-    w.WriteString("installFolderRegValueName", "InstallFolder");
-    w.BeginArray("languages");
-    w.WriteString(nullptr, "en");
-    w.End();
-    w.WriteString("gamePlatform", "default");
+#define KVO_FIELD(Type, member, key, use, Getter, access) Example(w, key, KVO_USE_EXAMPLE(use));
+#define KVO_TEXTS(member, key, use, Getter, access, description) ExampleList(w, key, KVO_USE_EXAMPLE(use));
+#include "metadata/metadata_fields.def"
     w.End();
 }
 } // namespace

@@ -5,11 +5,15 @@
 #include "file_io.h"
 #include "metadata/metadata_container.h"
 #include "metadata/metadata_enums.h"
+#include "metadata/metadata_fields.h"
 #include "metadata/title_metadata.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <memory>
 
 namespace kvotool
@@ -87,79 +91,81 @@ std::string FeatureNames(uint32_t mask)
     return out.empty() ? "none" : out;
 }
 
+std::string Shown(int32_t v)
+{
+    return Number(v);
+}
+std::string Shown(bool v)
+{
+    return Bool(v);
+}
+std::string Shown(const char* v)
+{
+    return Quote(v);
+}
+std::string Shown(const TextList& v)
+{
+    return Texts(v);
+}
+std::string Shown(const AppIdList& ids)
+{
+    std::string out = "[";
+    for (uint32_t i = 0; i < ids.Count(); ++i)
+        out += (i ? ", " : "") + std::to_string(ids.At(i));
+    return out + "]";
+}
+
 struct Getter
 {
-    const char* name;
+    std::string name;
+    FieldKind kind;
     std::function<std::string(TitleMetadata&)> read;
     bool readsField; // false: the getter reads nothing and keeps the status
 };
 
+// Every getter of the key table, in its order; platforms and
+// customPrerequisites have their own sections below the table.
 const std::vector<Getter>& Getters()
 {
     using M = TitleMetadata;
-    static const std::vector<Getter> getters = {
-        {"metadataVersion", [](M& m) { return Number(m.GetMetadataVersion()); }, true},
-        {"titleId", [](M& m) { return Quote(m.GetTitleId()); }, true},
-        {"noxTitleId", [](M& m) { return Number(m.GetNoxTitleId()); }, true},
-        {"friendlyName", [](M& m) { return Quote(m.GetFriendlyName()); }, true},
-        {"altFriendlyName", [](M& m) { return Quote(m.GetAltFriendlyName()); }, true},
-        {"parentApp", [](M& m) { return Quote(m.GetParentApp()); }, true},
-        {"principalFileName", [](M& m) { return Quote(m.GetPrincipalFileName()); }, true},
-        {"appdataFolderName", [](M& m) { return Quote(m.GetAppdataFolderName()); }, true},
-        {"neverInstallable", [](M& m) { return Bool(m.GetNeverInstallable()); }, true},
-        {"invisibleUntilRelease", [](M& m) { return Bool(m.GetInvisibleUntilRelease()); }, true},
-        {"installFolderRegKey", [](M& m) { return Quote(m.GetInstallFolderRegKey()); }, true},
-        {"installFolderRegValueName", [](M& m) { return Quote(m.GetInstallFolderRegValueName()); }, true},
-        {"preqs", [](M& m) { return Texts(m.GetPreqs()); }, true},
-        {"installshieldGuid (list)", [](M& m) { return Texts(m.GetInstallshieldGuidList()); }, true},
-        {"installshieldGuid (text)", [](M& m) { return Quote(m.GetInstallshieldGuid()); }, true},
-        {"modScan", [](M& m) { return Bool(m.GetModScan()); }, true},
-        {"modAllowList", [](M& m) { return Texts(m.GetModAllowList()); }, true},
-        {"settingsRegistry", [](M& m) { return Texts(m.GetSettingsRegistry()); }, true},
-        {"settingsRegistryLanguage",
-         [](M& m) { return Enum(m.GetSettingsRegistryLanguage(), RegistryValueTypeKeyword); }, true},
-        {"cloudSaveRoot", [](M& m) { return Enum(m.GetCloudSaveRoot(), CloudSaveRootKeyword); }, true},
-        {"cloudSaveRoot (name)", [](M& m) { return Quote(m.GetCloudSaveRootName()); }, false},
-        {"cloudSaveFolder", [](M& m) { return Quote(m.GetCloudSaveFolder()); }, true},
-        {"cloudSaveFiles", [](M& m) { return Texts(m.GetCloudSaveFiles()); }, true},
-        {"cloudSaveLocalMods", [](M& m) { return Bool(m.GetCloudSaveLocalMods()); }, true},
-        {"cloudSaveCompression", [](M& m) { return Bool(m.GetCloudSaveCompression()); }, true},
-        {"checkExitCodes", [](M& m) { return Bool(m.GetCheckExitCodes()); }, true},
-        {"appCompatFlags", [](M& m) { return Quote(m.GetAppCompatFlags()); }, true},
-        {"minKvoVersion", [](M& m) { return Quote(m.GetMinKvoVersion()); }, true},
-        {"minGameVersion", [](M& m) { return Quote(m.GetMinGameVersion()); }, true},
-        {"safeMode", [](M& m) { return Bool(m.GetSafeMode()); }, true},
-        {"languages", [](M& m) { return Texts(m.GetLanguages()); }, true},
-        {"crashpadSamplingPercent", [](M& m) { return Number(m.GetCrashpadSamplingPercent()); }, true},
-        {"wmpCheck", [](M& m) { return Bool(m.GetWmpCheck()); }, true},
-        {"gamePlatform", [](M& m) { return Enum(m.GetGamePlatform(), GamePlatformKeyword); }, true},
-        {"environment", [](M& m) { return Enum(m.GetEnvironment(), DomainEnvironmentKeyword); }, true},
-        {"environment (text)", [](M& m) { return Quote(m.GetEnvironmentName()); }, true},
-        {"shouldLaunchDirectly", [](M& m) { return Bool(m.GetShouldLaunchDirectly()); }, true},
-        {"steamInstallerPath", [](M& m) { return Quote(m.GetSteamInstallerPath()); }, true},
-        {"steamAppIds",
-         [](M& m)
-         {
-             const AppIdList& ids = m.GetSteamAppIds();
-             std::string out = "[";
-             for (uint32_t i = 0; i < ids.Count(); ++i)
-                 out += (i ? ", " : "") + std::to_string(ids.At(i));
-             return out + "]";
-         },
-         true},
-        {"HasSteamAppIds", [](M& m) { return Bool(m.HasSteamAppIds()); }, true},
-        {"epicSdkVersion", [](M& m) { return Number(m.GetEpicSdkVersion()); }, true},
-        {"epicProductName", [](M& m) { return Quote(m.GetEpicProductName()); }, true},
-        {"epicProductVersion", [](M& m) { return Quote(m.GetEpicProductVersion()); }, true},
-        {"epicProductId", [](M& m) { return Quote(m.GetEpicProductId()); }, true},
-        {"epicSandboxId", [](M& m) { return Quote(m.GetEpicSandboxId()); }, true},
-        {"epicDeploymentId", [](M& m) { return Quote(m.GetEpicDeploymentId()); }, true},
-        {"epicClientId", [](M& m) { return Quote(m.GetEpicClientId()); }, true},
-        {"epicClientSecret", [](M& m) { return Quote(m.GetEpicClientSecret()); }, true},
-        {"epicArtifact", [](M& m) { return Quote(m.GetEpicArtifact()); }, true},
-        {"epicAudiences", [](M& m) { return Texts(m.GetEpicAudiences()); }, true},
-        {"HasEpicConfig", [](M& m) { return Bool(m.HasEpicConfig()); }, true},
-    };
+    static const std::vector<Getter> getters = []
+    {
+        std::vector<Getter> rows = {
+#define KVO_FIELD(Type, member, key, use, Getter, access)                                                    \
+    KVO_IF_GETTER(access, {key, Type::kKind, [](M& m) { return Shown(m.Getter()); }, true}, )
+#define KVO_ENUM(member, key, use, Getter, access, Enumeration, start, description)                          \
+    {key, FieldKind::Enum, [](M& m) { return Enum(m.Getter(), Enumeration##Keyword); }, true},
+#define KVO_PLATFORMS(...)
+#define KVO_PREREQS(...)
+#include "metadata/metadata_fields.def"
+        };
+        // A key read in two forms names the form, unless one is its keyword.
+        std::map<std::string, int> forms;
+        for (const Getter& row : rows)
+            ++forms[row.name];
+        for (Getter& row : rows)
+        {
+            if (forms[row.name] > 1 && row.kind == FieldKind::Texts)
+                row.name += " (list)";
+            else if (forms[row.name] > 1 && row.kind == FieldKind::Text)
+                row.name += " (text)";
+        }
+        // What the getters derive from the fields, after the field they derive from.
+        const Getter derived[] = {
+            {"cloudSaveRoot (name)", FieldKind::Text, [](M& m) { return Quote(m.GetCloudSaveRootName()); },
+             false},
+            {"HasSteamAppIds", FieldKind::Bool, [](M& m) { return Bool(m.HasSteamAppIds()); }, true},
+            {"HasEpicConfig", FieldKind::Bool, [](M& m) { return Bool(m.HasEpicConfig()); }, true},
+        };
+        const char* const after[] = {"cloudSaveRoot", "steamAppIds", nullptr};
+        for (size_t i = 0; i < std::size(derived); ++i)
+        {
+            auto at = std::find_if(rows.begin(), rows.end(),
+                                   [&](const Getter& row) { return after[i] && row.name == after[i]; });
+            rows.insert(at == rows.end() ? at : at + 1, derived[i]);
+        }
+        return rows;
+    }();
     return getters;
 }
 

@@ -238,9 +238,14 @@ class Checker
     std::map<std::string, JsonReader> m_Members; // first member of each name
     std::vector<std::string> m_Keys;
     std::vector<std::string> m_Platforms = Keywords(GamePlatformKeyword, GamePlatform::Count);
-    std::vector<std::string> m_CloudRoots = Keywords(CloudSaveRootKeyword, CloudSaveRoot::Count);
-    std::vector<std::string> m_Environments = Keywords(DomainEnvironmentKeyword, DomainEnvironment::Count);
-    std::vector<std::string> m_RegistryTypes = Keywords(RegistryValueTypeKeyword, RegistryValueType::Count);
+    // The keywords of every enumeration field of the key table.
+    const std::map<const MetadataField*, std::vector<std::string>> m_Keywords = {
+#define KVO_ENUM(member, key, use, Getter, access, Enumeration, start, description)                          \
+    {&m_Table.member, Keywords(Enumeration##Keyword, Enumeration::Count)},
+#include "metadata/metadata_fields.def"
+    };
+    // Keys read by two descriptors: a member fits one of their forms.
+    std::set<std::string> m_SharedKeys;
     std::vector<std::string> m_Features = FeatureKeywords();
 };
 
@@ -337,30 +342,23 @@ void Checker::CheckRootMembers()
 
 const std::vector<std::string>* Checker::KeywordsOf(const MetadataField& field) const
 {
-    if (&field == &m_Table.gamePlatform)
-        return &m_Platforms;
-    if (&field == &m_Table.cloudSaveRoot)
-        return &m_CloudRoots;
-    if (&field == &m_Table.environment)
-        return &m_Environments;
-    if (&field == &m_Table.settingsRegistryLanguage)
-        return &m_RegistryTypes;
-    return nullptr;
+    auto it = m_Keywords.find(&field);
+    return it == m_Keywords.end() ? nullptr : &it->second;
 }
 
 void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
 {
     const std::string name = field.GetName();
     const std::string got = Describe(member, m_Text);
-    if (dynamic_cast<IntField*>(&field))
+    switch (field.Kind())
     {
+    case FieldKind::Int:
         ErrorAt(member, "'" + name + "' must be an integer; got " + got);
-    }
-    else if (dynamic_cast<BoolField*>(&field))
-    {
+        break;
+    case FieldKind::Bool:
         ErrorAt(member, "'" + name + "' must be true or false; got " + got);
-    }
-    else if (dynamic_cast<EnumField*>(&field))
+        break;
+    case FieldKind::Enum:
     {
         const auto* words = KeywordsOf(field);
         std::string value;
@@ -371,25 +369,28 @@ void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
             ErrorAt(member,
                     "'" + Shorten(value) + "' is not a keyword of '" + name + "'" +
                         (words ? Suggestion(value, *words) + " (valid: " + Joined(*words) + ")" : ""));
+        break;
     }
-    else if (dynamic_cast<TextListField*>(&field))
+    case FieldKind::Texts:
     {
         JsonReader element;
         bool more = member.FirstChild(element);
         for (uint32_t index = 0; more; ++index, more = element.NextSibling(element))
         {
             std::string value;
-            if (!element.GetString(value) || value.size() >= 260)
+            if (!element.GetString(value) || value.size() > kListElementMaxLength)
             {
                 ErrorAt(element, "element " + std::to_string(index) + " of '" + name + "' is " +
                                      std::to_string(value.size()) +
-                                     " bytes long; list elements may have at most 259 bytes");
+                                     " bytes long; list elements may have at most " +
+                                     std::to_string(kListElementMaxLength) + " bytes");
                 return;
             }
         }
         ErrorAt(member, "'" + name + "' must be an array of texts; got " + got);
+        break;
     }
-    else if (dynamic_cast<AppIdListField*>(&field))
+    case FieldKind::AppIds:
     {
         JsonReader element;
         bool more = member.FirstChild(element);
@@ -404,18 +405,17 @@ void Checker::ExplainInvalid(MetadataField& field, const JsonReader& member)
             }
         }
         ErrorAt(member, "'" + name + "' must be an array of unsigned numbers; got " + got);
+        break;
     }
-    else if (dynamic_cast<PrerequisiteListField*>(&field))
-    {
+    case FieldKind::Prerequisites:
         ExplainPrerequisites(member, true);
-    }
-    else if (dynamic_cast<PlatformFeaturesField*>(&field))
-    {
+        break;
+    case FieldKind::Platforms:
         ExplainPlatforms(member);
-    }
-    else
-    {
+        break;
+    default:
         ErrorAt(member, "'" + name + "' cannot be read: " + got);
+        break;
     }
 }
 
@@ -545,8 +545,14 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
 {
     const std::string name = field.GetName();
     const bool quoted = IsQuoted(member, m_Text);
-    if (auto* intField = dynamic_cast<IntField*>(&field))
+    // A key read in two forms suits one of them; neither form is suspicious.
+    if (m_SharedKeys.count(name) && field.Kind() != FieldKind::Enum)
+        return;
+    switch (field.Kind())
     {
+    case FieldKind::Int:
+    {
+        const auto* intField = static_cast<const IntField*>(&field);
         std::string raw = RawValue(member);
         const std::string number = std::to_string(intField->Value());
         const std::string asNumber = quoted ? "; the schema wants a number: write " + number : "";
@@ -555,10 +561,10 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
         else if (quoted)
             WarnAt(member, "'" + name + "' is a number written as a text (\"" + Shorten(raw) +
                                "\"); the stub reads " + number + asNumber);
+        break;
     }
-    else if (dynamic_cast<TextListField*>(&field))
-    {
-        if (&field == &m_Table.installshieldGuidList || IsListLike(member))
+    case FieldKind::Texts:
+        if (IsListLike(member))
             return;
         if (member.IsObject())
             WarnAt(member,
@@ -571,9 +577,10 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
                                Describe(member, m_Text) + " as an empty list" +
                                (quoted ? " (write " + m_Suggested + ")" : ""));
         }
-    }
-    else if (auto* ids = dynamic_cast<AppIdListField*>(&field))
+        break;
+    case FieldKind::AppIds:
     {
+        const auto* ids = static_cast<const AppIdListField*>(&field);
         if (!IsListLike(member))
         {
             WarnAt(member, "'" + name + "' should be an array; the stub reads " + Describe(member, m_Text) +
@@ -597,26 +604,27 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
             else if (id == 0)
                 WarnAt(element, "element " + std::to_string(index) + " of '" + name + "' is 0");
         }
+        break;
     }
-    else if (dynamic_cast<TextField*>(&field))
-    {
-        if (&field == &m_Table.installshieldGuid || &field == &m_Table.environmentName)
-            return;
+    case FieldKind::Text:
         if (member.IsObject() || member.IsArray())
             WarnAt(member, "'" + name + "' should be a text; the stub reads " + Describe(member, m_Text) +
                                " as its JSON text");
         else if (!quoted && RawValue(member) == "null")
             WarnAt(member, "'" + name + "' is null; the stub reads the text 'null'");
-    }
-    else if (dynamic_cast<PrerequisiteListField*>(&field))
-    {
+        break;
+    case FieldKind::Prerequisites:
         ExplainPrerequisites(member, false);
-    }
-    else if (dynamic_cast<PlatformFeaturesField*>(&field))
+        break;
+    case FieldKind::Platforms:
     {
         JsonReader platform;
         for (bool more = member.FirstChild(platform); more; more = platform.NextSibling(platform))
             ExplainFeatures(MemberName(platform), platform, false);
+        break;
+    }
+    default:
+        break;
     }
 }
 
@@ -766,6 +774,8 @@ void Checker::Run(const CheckOptions& options)
         for (MetadataField* f : *list)
             if (std::find(m_Keys.begin(), m_Keys.end(), f->GetName()) == m_Keys.end())
                 m_Keys.emplace_back(f->GetName());
+            else
+                m_SharedKeys.insert(f->GetName());
 
     // The stub takes any bytes as text and shows them garbled: a file saved in
     // a legacy code page is an error, at the first byte that is not UTF-8.
