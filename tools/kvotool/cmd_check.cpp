@@ -137,16 +137,11 @@ int EmitReports(const std::string& command, const std::vector<Report>& reports, 
     return status;
 }
 
-int RunCheck(const std::vector<std::string>& args)
+int RunCheck(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {{"key", 0, true},        {"equals", 0, false},  {"strict", 0, false},
-                                         {"verbose", 'v', false}, {"quiet", 'q', false}, {"format", 0, true},
-                                         {"output", 'o', true},   {"help", 'h', false}};
-    ParsedArguments parsed;
-    uint8_t key[32];
+    const ParsedArguments& parsed = invocation.args;
     CheckRunOptions options;
-    if (const int status = ParseCommandArguments("check", args, defs, parsed, key, &options.key); status >= 0)
-        return status;
+    options.key = invocation.Key();
     if (parsed.positionals.empty())
         return UsageError("check", "no file to check");
     OutputFormat format = OutputFormat::Text;
