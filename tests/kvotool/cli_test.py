@@ -580,7 +580,7 @@ DOCTOR_CASES = [
      ["error: the stub 'PlayGame.exe' is not in the game folder", "executables in the game folder: "],
      ["stub"], "starts-launcher", "shows-message 0"),
     ("check findings of a plain title.kvo keep their lines", [], doc(gamePlatfrom="steam"), "plain", [], 1,
-     ["title.kvo:13:2: error: unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"], ["metadata"],
+     ["title.kvo:13:2: error: unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"], ["root-member"],
      "starts-launcher", "shows-message 0"),
 ]
 
@@ -790,6 +790,60 @@ class Reports(Base):
         self.assertEqual(verdict["launcherNotInstalled"]["message"], 3)
 
 
+# check: (document, the rules of its findings in the order reported).
+RULE_CASES = [
+    (doc(titleId=None, titleID="x"), ["root-member", "field-value", "stub-load"]),
+    (doc(languages="en"), ["field-value"]),
+    (doc(gamePlatform="steam"), ["field-combination"]),
+    (doc()[:-2] + ",\n}", ["trailing-comma"]),
+    (doc()[:-2] + " // note\n}", ["comment"]),
+    (doc(friendlyName="x").replace('"x"', '"\xe9"').encode("latin-1"), ["invalid-utf8"]),
+    ('[{"titleId": "x"}]', ["root-member", "document-structure"] + ["field-value"] * 7 + ["stub-load"]),
+    (doc()[:60], ["json-syntax", "document-structure", "stub-load"]),
+    (b"\xff\xfe{", ["file-format"]),
+    (b"KVOM" + bytes(90), ["container"]),
+]
+
+
+class Rules(Base):
+    def test_each_finding_has_its_own_listed_rule(self):
+        seen = set()
+        for i, (text, expected) in enumerate(RULE_CASES):
+            with self.subTest(i=i, expected=expected):
+                name = self.put("t%d.json" % i, text)
+                _, out, _ = self.kvo("check", "--format", "json", name)
+                rules = [f["rule"] for f in json.loads(out)["reports"][0]["findings"] if f["severity"] != "note"]
+                # Sorted by position: compare as multisets, the order is the report's business.
+                self.assertEqual(sorted(rules), sorted(expected))
+                _, out, _ = self.kvo("check", "--format", "sarif", name)
+                run = json.loads(out)["runs"][0]
+                ids = [r["id"] for r in run["tool"]["driver"]["rules"]]
+                self.assertEqual(len(ids), len(set(ids)))
+                for result in run["results"]:
+                    self.assertEqual(ids[result["ruleIndex"]], result["ruleId"])
+                    self.assertRegex(result["ruleId"], r"^[a-z0-9]+(-[a-z0-9]+)*$")
+                    self.assertNotEqual(result["locations"][0]["physicalLocation"].get("region", {}).get("startLine"), 0)
+                    seen.add(result["ruleId"])
+        self.assertGreaterEqual(len(seen), 10)
+
+    def test_cut_files_give_messages_of_one_line(self):
+        self.put("t.json", doc())
+        self.assertEqual(self.kvo("pack", "t.json", "-o", "t.kvo")[0], 0)
+        self.assertEqual(self.kvo("fmt", "--equals", "t.json", "-o", "t.txt")[0], 0)
+        for name in ("t.json", "t.txt", "t.kvo"):
+            whole = self.get(name)
+            for cut in sorted({1, 2, 17, 40, 81, 97, len(whole) // 2, len(whole) - 1}):
+                with self.subTest(name=name, cut=cut):
+                    self.put("cut", whole[:cut])
+                    for extra in ([], ["--equals"]):
+                        _, out, _ = self.kvo("check", "-v", "--format", "json", *extra, "cut")
+                        for f in json.loads(out)["reports"][0]["findings"]:
+                            self.assertFalse(any(ord(c) < 32 for c in f["message"]), f["message"])
+                    rc, _, err = self.kvo("check", "cut")
+                    self.assertNotIn("\n\n", err)
+                    self.assertTrue(err.endswith("\n") and not err.endswith("\r\n") or os.name == "nt")
+
+
 class Pipes(Base):
     def test_standard_input_and_output_through_every_command(self):
         text = doc(gamePlatform="epic", epicSdkVersion=3).encode()
@@ -903,6 +957,9 @@ class MakerMistakes(Base):
 WINDOWS_SUBSET = [
     "MakerMistakes.test_quiet_check_of_a_clean_file_is_silent_success",
     "MakerMistakes.test_help_version_and_positions",
+    "Writers.test_every_writer_refuses_an_existing_file_unless_forced",
+    "Keys.test_key_from_file_environment_or_command_line",
+    "Rules.test_each_finding_has_its_own_listed_rule",
     "MakerMistakes.test_container_errors_name_the_container_not_the_crypto_library",
     "CheckCommand.test_each_problem_class",
     "PackUnpack.test_round_trip_plain_and_container",

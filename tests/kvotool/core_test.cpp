@@ -137,14 +137,17 @@ TEST(Help, MadeFromTheTableWrappedAndComplete)
                                  "exit status: 0.\n",
                                  NoRun};
     const std::string help = CommandHelp(command);
-    EXPECT_EQ(help.rfind("usage: kvotool demo [options] IN -o OUT\n\nDescribes the demo.\n\noptions:\n", 0), 0u)
+    EXPECT_EQ(help.rfind("usage: kvotool demo [options] IN -o OUT\n\nDescribes the demo.\n\noptions:\n", 0),
+              0u)
         << help;
     EXPECT_NE(help.find("\n  -o, --output FILE  the file to write\n"), std::string::npos) << help;
     EXPECT_NE(help.find("\n  --flag             a flag\n"), std::string::npos) << help;
     // Too long a name puts its text on the next line, at the column of the others.
-    EXPECT_NE(help.find("\n  --a-rather-long-option-name VALUE\n                     one two"), std::string::npos)
+    EXPECT_NE(help.find("\n  --a-rather-long-option-name VALUE\n                     one two"),
+              std::string::npos)
         << help;
-    EXPECT_NE(help.find("\n  -h, --help         show this text\n\nexit status: 0.\n"), std::string::npos) << help;
+    EXPECT_NE(help.find("\n  -h, --help         show this text\n\nexit status: 0.\n"), std::string::npos)
+        << help;
     // Every word of every text, in order; no line over 79 columns.
     std::string words;
     size_t start = 0;

@@ -160,8 +160,8 @@ bool ParseKeyText(const std::string& text, uint8_t key[32], std::string& error)
             digits += c;
     if (digits.size() != 64)
     {
-        error = "the key must be 64 hexadecimal digits; got " + std::to_string(digits.size()) + " characters" +
-                (digits.empty() ? std::string() : std::string(" besides blanks")) +
+        error = "the key must be 64 hexadecimal digits; got " + std::to_string(digits.size()) +
+                " characters" + (digits.empty() ? std::string() : std::string(" besides blanks")) +
                 " (make one with: openssl rand -hex 32)";
         return false;
     }

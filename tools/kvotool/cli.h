@@ -68,9 +68,9 @@ struct Invocation;
 struct CommandSpec
 {
     const char* name;
-    const char* arguments;   // the usage line after "[options]", such as "FILE..."
-    const char* summary;     // one line, for the overview
-    const char* description; // the text between the usage line and the options
+    const char* arguments;          // the usage line after "[options]", such as "FILE..."
+    const char* summary;            // one line, for the overview
+    const char* description;        // the text between the usage line and the options
     std::vector<OptionDef> options; // without -h/--help, which every command has
     const char* epilogue;           // notes and exit statuses after the options
     int (*run)(const Invocation& invocation);

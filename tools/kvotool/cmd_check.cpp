@@ -38,10 +38,12 @@ CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
                 for (const Diagnostic& d : diags.Items())
                     report.extraLines.push_back(shown + ": in the decrypted text: " + d.message);
             diags = DiagnosticList();
-            diags.Error(std::string("the container is damaged or was packed with another key: its decrypted "
-                                    "text is not the text it was made from") +
-                        (result.stubStatus ? std::string(" (") + MetadataStatusName(result.stubStatus) + ")"
-                                           : std::string()));
+            diags
+                .Error(std::string("the container is damaged or was packed with another key: its decrypted "
+                                   "text is not the text it was made from") +
+                       (result.stubStatus ? std::string(" (") + MetadataStatusName(result.stubStatus) + ")"
+                                          : std::string()))
+                .rule = "container";
         }
     }
     diags.SortByPosition();

@@ -35,8 +35,9 @@ int RunPack(const Invocation& invocation)
     if (outcome == CheckOutcome::Problems && !parsed.Has("allow-errors"))
     {
         // --force wrote such a file once; say where that went.
-        std::fprintf(stderr, "kvotool pack: '%s' not written because of the problems above (--allow-errors writes "
-                             "anyway%s)\n",
+        std::fprintf(stderr,
+                     "kvotool pack: '%s' not written because of the problems above (--allow-errors writes "
+                     "anyway%s)\n",
                      out.c_str(), parsed.Has("force") ? "; --force only replaces an existing file" : "");
         return ExitProblems;
     }

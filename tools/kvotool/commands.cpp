@@ -13,22 +13,26 @@ namespace
 {
 
 // The options several commands share, worded once.
-const OptionDef kKeyFile = {"key-file", 0, true, "FILE",
-                            "read that key from FILE instead: 64 hexadecimal digits, blanks and line breaks "
-                            "ignored (make one with: openssl rand -hex 32). Without --key and --key-file the "
-                            "key comes from the environment variable KVOTOOL_KEY when it is set. --key on the "
-                            "command line shows in the process list and shell history; these do not"};
+const OptionDef kKeyFile = {
+    "key-file", 0, true, "FILE",
+    "read that key from FILE instead: 64 hexadecimal digits, blanks and line breaks "
+    "ignored (make one with: openssl rand -hex 32). Without --key and --key-file the "
+    "key comes from the environment variable KVOTOOL_KEY when it is set. --key on the "
+    "command line shows in the process list and shell history; these do not"};
 const OptionDef kForce = {"force", 0, false, nullptr, "replace an existing output file"};
-const OptionDef kReportFormat = {"format", 0, true, "FORMAT",
-                                 "text (the default, on standard error), json (one document: each file's "
-                                 "findings and verdict) or sarif (SARIF 2.1.0, for code-review tools); json and "
-                                 "sarif go to standard output"};
+const OptionDef kReportFormat = {
+    "format", 0, true, "FORMAT",
+    "text (the default, on standard error), json (one document: each file's "
+    "findings and verdict) or sarif (SARIF 2.1.0, for code-review tools); json and "
+    "sarif go to standard output"};
 const OptionDef kStrict = {"strict", 0, false, nullptr, "count warnings as problems (exit status 1)"};
 
 int RunHelp(const Invocation& in);
 
 const std::vector<CommandSpec> kCommands = {
-    {"check", "FILE...", "check documents as the launch stub reads them",
+    {"check",
+     "FILE...",
+     "check documents as the launch stub reads them",
      "Checks title metadata files, plain JSON or containers, the way the launch\n"
      "stub reads them, and reports every problem at once:\n"
      "  - text that is not strict JSON, with line and character position;\n"
@@ -57,7 +61,9 @@ const std::vector<CommandSpec> kCommands = {
      "exit status: 0 no errors, 1 errors found (or warnings with --strict),\n"
      "2 bad command line or unreadable file.\n",
      RunCheck},
-    {"doctor", "GAME_FOLDER", "what the stub will do in a game's install folder",
+    {"doctor",
+     "GAME_FOLDER",
+     "what the stub will do in a game's install folder",
      "Looks at a game's install folder as the launch stub will see it, without\n"
      "running it, and reports in the same form as 'check':\n"
      "  - the stub executable, with its version, product and company name;\n"
@@ -88,14 +94,17 @@ const std::vector<CommandSpec> kCommands = {
      "exit status: 0 no errors, 1 errors found (or warnings with --strict),\n"
      "2 bad command line or unreadable folder.\n",
      RunDoctor},
-    {"pack", "IN.json -o title.kvo", "check, then write the encrypted container",
+    {"pack",
+     "IN.json -o title.kvo",
+     "check, then write the encrypted container",
      "Checks IN.json like 'kvotool check' and, when it has no errors, writes it\n"
      "unchanged into an encrypted container. The same text always gives the same\n"
      "container bytes. The output is replaced only when everything succeeded.\n",
      {{"output", 'o', true, "FILE", "the container to write (required; '-' for standard output)"},
       kForce,
       {"key", 0, true, "HEX",
-       "encrypt with this key (64 hexadecimal digits) instead of the built-in one, for a stub built with it; a "
+       "encrypt with this key (64 hexadecimal digits) instead of the built-in one, for a stub built with it; "
+       "a "
        "container given as input is opened with it too"},
       kKeyFile,
       {"allow-errors", 0, false, nullptr,
@@ -108,7 +117,9 @@ const std::vector<CommandSpec> kCommands = {
      "an existing output file without --force, or a file could not be read or\n"
      "written.\n",
      RunPack},
-    {"unpack", "title.kvo [-o OUT.json]", "write the decrypted text",
+    {"unpack",
+     "title.kvo [-o OUT.json]",
+     "write the decrypted text",
      "Writes the decrypted text of a container unchanged (a plain JSON file is\n"
      "copied as it is). Without -o the text goes to standard output.\n",
      {{"output", 'o', true, "FILE", "the file to write ('-' for standard output)"},
@@ -119,7 +130,9 @@ const std::vector<CommandSpec> kCommands = {
      "line, an existing output file without --force, or a file could not be\n"
      "read or written.\n",
      RunUnpack},
-    {"show", "FILE", "every field as the stub sees it, with its status",
+    {"show",
+     "FILE",
+     "every field as the stub sees it, with its status",
      "Loads FILE through the metadata object exactly as the launch stub does and\n"
      "prints the load status, then every field as the stub's getters answer it:\n"
      "the value and the status of the read (Ok, OptionalFieldMissing, ...),\n"
@@ -133,14 +146,17 @@ const std::vector<CommandSpec> kCommands = {
      "exit status: 0 the stub loads the file, 1 it does not, 2 bad command line\n"
      "or unreadable file.\n",
      RunShow},
-    {"fmt", "IN [-o OUT]", "rewrite a document (--equals, --compact)",
+    {"fmt",
+     "IN [-o OUT]",
+     "rewrite a document (--equals, --compact)",
      "Reads a document (JSON or the equals syntax, plain or in a container) and\n"
      "writes it again through the writer: JSON by default, the equals syntax\n"
      "with --equals. Without -o the text goes to standard output.\n",
      {{"output", 'o', true, "FILE", "the file to write ('-' for standard output)"},
       kForce,
       {"equals", 0, false, nullptr, "write the equals syntax"},
-      {"compact", 0, false, nullptr, "everything on one line (default: one element per line, indented with tabs)"},
+      {"compact", 0, false, nullptr,
+       "everything on one line (default: one element per line, indented with tabs)"},
       {"pretty", 0, false, nullptr, "one element per line: the default, accepted for old scripts"},
       {"key", 0, true, "HEX", "decrypt a container with this key"},
       kKeyFile},
@@ -148,7 +164,9 @@ const std::vector<CommandSpec> kCommands = {
      "command line, an existing output file without --force, or a file could\n"
      "not be read or written.\n",
      RunFmt},
-    {"new", "-o FILE", "write a template with every required field",
+    {"new",
+     "-o FILE",
+     "write a template with every required field",
      "Writes a template document with every required field and the store\n"
      "front, to be filled in (the README explains each key). An existing FILE\n"
      "is not replaced unless --force is given.\n",
@@ -156,7 +174,9 @@ const std::vector<CommandSpec> kCommands = {
      "exit status: 0 written, 2 bad command line, an existing file without\n"
      "--force, or the file could not be written.\n",
      RunNew},
-    {"help", "[COMMAND]", "show this text or a command's text",
+    {"help",
+     "[COMMAND]",
+     "show this text or a command's text",
      "Shows the overview of the commands, as 'kvotool --help' does, or the text\n"
      "of COMMAND, as 'kvotool COMMAND --help' does. 'kvotool --version' prints\n"
      "the version.\n",
@@ -264,7 +284,8 @@ bool RefuseExistingOutput(const Invocation& in, const std::string& out)
     std::error_code ec;
     if (out == "-" || in.args.Has("force") || !std::filesystem::exists(std::filesystem::u8path(out), ec))
         return false;
-    std::fprintf(stderr, "kvotool %s: '%s' exists; not replaced (use --force)\n", in.command.name, out.c_str());
+    std::fprintf(stderr, "kvotool %s: '%s' exists; not replaced (use --force)\n", in.command.name,
+                 out.c_str());
     return true;
 }
 

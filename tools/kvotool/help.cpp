@@ -4,8 +4,8 @@ namespace kvotool
 {
 namespace
 {
-constexpr size_t kWidth = 79;       // terminals' 80 columns, without the last
-constexpr size_t kMaxColumn = 24;   // longer option names put their text on the next line
+constexpr size_t kWidth = 79;     // terminals' 80 columns, without the last
+constexpr size_t kMaxColumn = 24; // longer option names put their text on the next line
 
 // Appends `text` wrapped at kWidth, every line indented by `indent`; the
 // first line starts at `column` (already written). Line breaks in the text
@@ -127,7 +127,8 @@ std::string GeneralHelp(const std::vector<CommandSpec>& commands)
 
 std::string CommandHelp(const CommandSpec& command)
 {
-    std::string out = std::string("usage: kvotool ") + command.name + " [options] " + command.arguments + "\n\n";
+    std::string out =
+        std::string("usage: kvotool ") + command.name + " [options] " + command.arguments + "\n\n";
     out += command.description;
     std::vector<const OptionDef*> options;
     for (const OptionDef& option : command.options)
