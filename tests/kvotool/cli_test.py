@@ -717,7 +717,7 @@ class Doctor(Base):
                 ARGS.real_stub_version, ARGS.real_stub_product, ARGS.real_stub_company), err)
             # The build's fingerprint of its key is the one kvotool computes for the same key.
             self.put("in.json", doc())
-            self.assertEqual(self.kvo("pack", "in.json", "-o", os.path.join(game, "title.kvo"))[0], 0)
+            self.assertEqual(self.kvo("pack", "in.json", "-o", os.path.join(game, "title.kvo"), "--force")[0], 0)
             rc, _, err = self.kvo("doctor", shown + sep, "--stub", "bin\\x\\PlayGame.exe")
             self.assertEqual(rc, 0, err)
             self.assertRegex(err, r"note: the stub's container key \(fingerprint [0-9a-f]{16}\) opens this container")
