@@ -52,9 +52,12 @@ class Base(unittest.TestCase):
         self.dir = tempfile.mkdtemp(prefix="kvotool-cli-")
         self.addCleanup(shutil.rmtree, self.dir, ignore_errors=True)
 
-    def kvo(self, *args, stdin=None):
+    def kvo(self, *args, stdin=None, key_env=None):
         cmd = ([ARGS.runner] if ARGS.runner else []) + [ARGS.kvotool]
-        p = subprocess.run(cmd + list(args), cwd=self.dir, input=stdin, capture_output=True, timeout=120)
+        env = {k: v for k, v in os.environ.items() if k != "KVOTOOL_KEY"}
+        if key_env is not None:
+            env["KVOTOOL_KEY"] = key_env
+        p = subprocess.run(cmd + list(args), cwd=self.dir, input=stdin, capture_output=True, timeout=120, env=env)
         return p.returncode, p.stdout, p.stderr.decode("utf-8", "replace")
 
     def put(self, name, content):
@@ -221,8 +224,13 @@ class PackUnpack(Base):
         self.assertEqual(self.get("title.kvo"), b"old contents")
         self.kvo("pack", "bad.json", "-o", "new.kvo")
         self.assertFalse(self.exists("new.kvo"))
-        # --force writes, and still says the input has problems.
+        # --force (which once meant --allow-errors) replaces the file, but only what --allow-errors lets through.
         rc, _, err = self.kvo("pack", "--force", "bad.json", "-o", "title.kvo")
+        self.assertEqual(rc, 1)
+        self.assertIn("(--allow-errors writes anyway; --force only replaces an existing file)", err)
+        self.assertEqual(self.get("title.kvo"), b"old contents")
+        # --allow-errors writes, and still says the input has problems.
+        rc, _, err = self.kvo("pack", "--allow-errors", "--force", "bad.json", "-o", "title.kvo")
         self.assertEqual(rc, 1)
         self.assertEqual(self.get("title.kvo")[:4], b"KVOM")
         self.assertEqual(self.leftovers(), [])
@@ -381,6 +389,69 @@ class ShowFmtNew(Base):
         self.assertEqual(json.loads(self.get("title.json"))["titleId"], "mygame")
 
 
+class Writers(Base):
+    def test_every_writer_refuses_an_existing_file_unless_forced(self):
+        self.put("in.json", doc())
+        self.assertEqual(self.kvo("pack", "in.json", "-o", "in.kvo")[0], 0)
+        for args in (["new"], ["pack", "in.json"], ["unpack", "in.kvo"], ["fmt", "in.json"]):
+            with self.subTest(args[0]):
+                self.put("out", b"keep me")
+                rc, out, err = self.kvo(*args, "-o", "out")
+                self.assertEqual((rc, out), (2, b""), err)
+                self.assertIn("kvotool %s: 'out' exists; not replaced (use --force)" % args[0], err)
+                self.assertEqual(self.get("out"), b"keep me")
+                rc, _, err = self.kvo(*args, "-o", "out", "--force")
+                self.assertEqual(rc, 0, err)
+                self.assertNotEqual(self.get("out"), b"keep me")
+                # A new file and standard output need no --force.
+                os.remove(os.path.join(self.dir, "out"))
+                self.assertEqual(self.kvo(*args, "-o", "out")[0], 0)
+                self.assertEqual(self.kvo(*args, "-o", "-")[0], 0)
+        self.assertEqual(self.leftovers(), [])
+
+
+class Keys(Base):
+    def test_key_from_file_environment_or_command_line(self):
+        self.pack_with_key(KEY)
+        self.put("good.key", "  " + KEY[:32] + "\r\n" + KEY[32:] + "\n")
+        self.put("other.key", "ab" * 32 + "\n")
+        self.put("short.key", KEY[:-1] + "\n")
+        self.put("word.key", "key=" + KEY[4:])
+        warning = "warning: --key on the command line shows in the process list and shell history"
+        # (arguments before the file, KVOTOOL_KEY, exit status, text in stderr or None, text not in stderr)
+        rows = [
+            (["--key-file", "good.key"], None, 0, "container, no problems", warning),
+            ([], KEY, 0, "container, no problems", warning),
+            ([], " %s\n" % KEY.upper(), 0, "container, no problems", warning),
+            (["--key", KEY], None, 0, warning, None),
+            (["--key-file", "good.key"], KEY, 0, "container, no problems", None),
+            ([], None, 1, "does not decrypt with kvotool's built-in key", None),
+            (["--key-file", "other.key"], None, 1, "does not decrypt with the given key", None),
+            (["--key-file", "short.key"], None, 2,
+             "--key-file short.key: the key must be 64 hexadecimal digits; got 63 characters", KEY[:-1]),
+            (["--key-file", "word.key"], None, 2, "the key must be 64 hexadecimal digits; it holds other", KEY[4:]),
+            (["--key-file", "missing.key"], None, 2, "--key-file: cannot open 'missing.key'", None),
+            ([], KEY[:40], 2, "KVOTOOL_KEY: the key must be 64 hexadecimal digits; got 40", KEY[:40]),
+            (["--key", KEY, "--key-file", "good.key"], None, 2, "give either --key or --key-file, not both", None),
+            (["--key-file", "other.key"], KEY, 2, "KVOTOOL_KEY and --key-file give different keys", None),
+            (["--key", "ab" * 32], KEY, 2, "KVOTOOL_KEY and --key give different keys", None),
+        ]
+        for before, env, status, text, absent in rows:
+            with self.subTest(args=before, env=env):
+                rc, _, err = self.kvo("check", *before, "own.kvo", key_env=env)
+                self.assertEqual(rc, status, err)
+                self.assertIn(text, err)
+                if absent:
+                    self.assertNotIn(absent, err)
+        # Every command that takes --key takes the other two sources.
+        for args in (["show", "own.kvo"], ["unpack", "own.kvo"], ["fmt", "own.kvo"],
+                     ["pack", "own.kvo", "-o", "-"]):
+            with self.subTest(args[0]):
+                self.assertEqual(self.kvo(*args, "--key-file", "good.key")[0], 0)
+                self.assertEqual(self.kvo(*args, key_env=KEY)[0], 0)
+                self.assertEqual(self.kvo(*args)[0], 1)
+
+
 class Usage(Base):
     def test_help_and_usage_errors(self):
         for cmd in ["check", "doctor", "pack", "unpack", "show", "fmt", "new"]:
@@ -402,6 +473,27 @@ class Usage(Base):
         rc, out, _ = self.kvo("--help")
         self.assertEqual(rc, 0)
         self.assertIn(b"commands:", out)
+
+    def test_help_lists_exactly_the_options_the_command_takes(self):
+        rc, overview, _ = self.kvo("help")
+        commands = re.findall(r"^  ([a-z]+) ", overview.decode().split("commands:")[1].split("options:")[0], re.M)
+        self.assertEqual(commands, ["check", "doctor", "pack", "unpack", "show", "fmt", "new", "help"])
+        for cmd in commands:
+            with self.subTest(cmd):
+                rc, text, _ = self.kvo(cmd, "--help")
+                self.assertEqual((rc, self.kvo("help", cmd)[1]), (0, text))
+                text = text.decode()
+                self.assertTrue(all(len(line) <= 79 for line in text.splitlines()))
+                options = re.findall(r"^  (?:-\w, )?--([a-z-]+)( [A-Z.;]+)?", text.split("\noptions:\n")[1], re.M)
+                self.assertIn(("help", ""), options)
+                # Each option listed parses: given with --help, the help wins.
+                for name, value in options:
+                    arg = "--%s=x" % name if value else "--" + name
+                    rc, again, err = self.kvo(cmd, arg, "--help")
+                    self.assertEqual((rc, again.decode()), (0, text), err)
+                rc, _, err = self.kvo(cmd, "--no-such-option")
+                self.assertEqual(rc, 2)
+                self.assertIn("unknown option '--no-such-option'", err)
 
 
 def pe_with_version(version=(1, 0, 0, 0), product="Tavrin Games Launch Stub", company="Tavrin Games",
@@ -493,7 +585,7 @@ DOCTOR_CASES = [
      ["error: the stub 'PlayGame.exe' is not in the game folder", "executables in the game folder: "],
      ["stub"], "starts-launcher", "shows-message 0"),
     ("check findings of a plain title.kvo keep their lines", [], doc(gamePlatfrom="steam"), "plain", [], 1,
-     ["title.kvo:13:2: error: unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"], ["metadata"],
+     ["title.kvo:13:2: error: unknown key 'gamePlatfrom'; did you mean 'gamePlatform'?"], ["root-member"],
      "starts-launcher", "shows-message 0"),
 ]
 
@@ -543,7 +635,7 @@ class Doctor(Base):
                 self.assertEqual(outcome(report["verdict"]["launcherInstalled"]), installed)
                 self.assertEqual(outcome(report["verdict"]["launcherNotInstalled"]), not_installed)
                 # The text report is the same findings, then the verdict.
-                lines = err.splitlines()
+                lines = [line for line in err.splitlines() if "warning: --key on the command line" not in line]
                 self.assertEqual(len(lines), len(report["findings"]) + 1)
                 for line, finding in zip(lines, report["findings"]):
                     self.assertTrue(line.endswith(finding["severity"] + ": " + finding["message"]), line)
@@ -630,7 +722,7 @@ class Doctor(Base):
                 ARGS.real_stub_version, ARGS.real_stub_product, ARGS.real_stub_company), err)
             # The build's fingerprint of its key is the one kvotool computes for the same key.
             self.put("in.json", doc())
-            self.assertEqual(self.kvo("pack", "in.json", "-o", os.path.join(game, "title.kvo"))[0], 0)
+            self.assertEqual(self.kvo("pack", "in.json", "-o", os.path.join(game, "title.kvo"), "--force")[0], 0)
             rc, _, err = self.kvo("doctor", shown + sep, "--stub", "bin\\x\\PlayGame.exe")
             self.assertEqual(rc, 0, err)
             self.assertRegex(err, r"note: the stub's container key \(fingerprint [0-9a-f]{16}\) opens this container")
@@ -701,6 +793,60 @@ class Reports(Base):
         self.assertTrue(uri.startswith("file:///") and uri.endswith("/game/Installers/Tavrin-Games-Vive.exe"), uri)
         verdict = json.loads(doctor)["runs"][0]["invocations"][0]["properties"]["verdicts"][0]["verdict"]
         self.assertEqual(verdict["launcherNotInstalled"]["message"], 3)
+
+
+# check: (document, the rules of its findings in the order reported).
+RULE_CASES = [
+    (doc(titleId=None, titleID="x"), ["root-member", "field-value", "stub-load"]),
+    (doc(languages="en"), ["field-value"]),
+    (doc(gamePlatform="steam"), ["field-combination"]),
+    (doc()[:-2] + ",\n}", ["trailing-comma"]),
+    (doc()[:-2] + " // note\n}", ["comment"]),
+    (doc(friendlyName="x").replace('"x"', '"\xe9"').encode("latin-1"), ["invalid-utf8"]),
+    ('[{"titleId": "x"}]', ["root-member", "document-structure"] + ["field-value"] * 7 + ["stub-load"]),
+    (doc()[:60], ["json-syntax", "document-structure", "stub-load"]),
+    (b"\xff\xfe{", ["file-format"]),
+    (b"KVOM" + bytes(90), ["container"]),
+]
+
+
+class Rules(Base):
+    def test_each_finding_has_its_own_listed_rule(self):
+        seen = set()
+        for i, (text, expected) in enumerate(RULE_CASES):
+            with self.subTest(i=i, expected=expected):
+                name = self.put("t%d.json" % i, text)
+                _, out, _ = self.kvo("check", "--format", "json", name)
+                rules = [f["rule"] for f in json.loads(out)["reports"][0]["findings"] if f["severity"] != "note"]
+                # Sorted by position: compare as multisets, the order is the report's business.
+                self.assertEqual(sorted(rules), sorted(expected))
+                _, out, _ = self.kvo("check", "--format", "sarif", name)
+                run = json.loads(out)["runs"][0]
+                ids = [r["id"] for r in run["tool"]["driver"]["rules"]]
+                self.assertEqual(len(ids), len(set(ids)))
+                for result in run["results"]:
+                    self.assertEqual(ids[result["ruleIndex"]], result["ruleId"])
+                    self.assertRegex(result["ruleId"], r"^[a-z0-9]+(-[a-z0-9]+)*$")
+                    self.assertNotEqual(result["locations"][0]["physicalLocation"].get("region", {}).get("startLine"), 0)
+                    seen.add(result["ruleId"])
+        self.assertGreaterEqual(len(seen), 10)
+
+    def test_cut_files_give_messages_of_one_line(self):
+        self.put("t.json", doc())
+        self.assertEqual(self.kvo("pack", "t.json", "-o", "t.kvo")[0], 0)
+        self.assertEqual(self.kvo("fmt", "--equals", "t.json", "-o", "t.txt")[0], 0)
+        for name in ("t.json", "t.txt", "t.kvo"):
+            whole = self.get(name)
+            for cut in sorted({1, 2, 17, 40, 81, 97, len(whole) // 2, len(whole) - 1}):
+                with self.subTest(name=name, cut=cut):
+                    self.put("cut", whole[:cut])
+                    for extra in ([], ["--equals"]):
+                        _, out, _ = self.kvo("check", "-v", "--format", "json", *extra, "cut")
+                        for f in json.loads(out)["reports"][0]["findings"]:
+                            self.assertFalse(any(ord(c) < 32 for c in f["message"]), f["message"])
+                    rc, _, err = self.kvo("check", "cut")
+                    self.assertNotIn("\n\n", err)
+                    self.assertTrue(err.endswith("\n") and not err.endswith("\r\n") or os.name == "nt")
 
 
 class Pipes(Base):
@@ -816,6 +962,9 @@ class MakerMistakes(Base):
 WINDOWS_SUBSET = [
     "MakerMistakes.test_quiet_check_of_a_clean_file_is_silent_success",
     "MakerMistakes.test_help_version_and_positions",
+    "Writers.test_every_writer_refuses_an_existing_file_unless_forced",
+    "Keys.test_key_from_file_environment_or_command_line",
+    "Rules.test_each_finding_has_its_own_listed_rule",
     "MakerMistakes.test_container_errors_name_the_container_not_the_crypto_library",
     "CheckCommand.test_each_problem_class",
     "PackUnpack.test_round_trip_plain_and_container",

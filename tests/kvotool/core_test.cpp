@@ -4,6 +4,7 @@
 #include "diagnostics.h"
 #include "file_io.h"
 #include "game_folder.h"
+#include "help.h"
 #include "pe_version.h"
 #include "suggest.h"
 
@@ -91,6 +92,80 @@ TEST(Arguments, ErrorsNameTheOptionAndSuggest)
     }
 }
 
+TEST(Arguments, KeyTextToleratesBlanksOnlyAndNeverEchoesTheText)
+{
+    const std::string key = "00112233445566778899aabbccddeeff00112233445566778899AABBCCDDEEFF";
+    // (text, accepted, part of the error)
+    for (auto [text, accepted, error] : Rows<std::string, bool, std::string>{
+             {key, true, ""},
+             {key + "\n", true, ""},
+             {" \t" + key.substr(0, 32) + "\r\n" + key.substr(32) + "\r\n", true, ""},
+             {"", false, "got 0 characters (make one with: openssl rand -hex 32)"},
+             {key.substr(1), false, "got 63 characters besides blanks"},
+             {key + "0", false, "got 65 characters besides blanks"},
+             {"0x" + key.substr(2), false, "it holds other characters"},
+             {key.substr(0, 63) + "g", false, "it holds other characters"},
+             {"\xEF\xBB\xBF" + key.substr(3), false, "it holds other characters"}})
+    {
+        uint8_t parsed[32] = {};
+        std::string message;
+        EXPECT_EQ(ParseKeyText(text, parsed, message), accepted) << text;
+        EXPECT_NE(message.find(error), std::string::npos) << message;
+        if (!accepted)
+            EXPECT_EQ(message.find(key.substr(8, 16)), std::string::npos) << "the error repeats the key";
+        else
+            EXPECT_TRUE(parsed[0] == 0x00 && parsed[15] == 0xFF && parsed[31] == 0xFF);
+    }
+}
+
+int NoRun(const Invocation&)
+{
+    return 0;
+}
+
+TEST(Help, MadeFromTheTableWrappedAndComplete)
+{
+    const std::string longText = "one two three four five six seven eight nine ten eleven twelve thirteen "
+                                 "fourteen fifteen sixteen seventeen eighteen nineteen twenty";
+    const CommandSpec command = {"demo",
+                                 "IN -o OUT",
+                                 "a command to test the help",
+                                 "Describes the demo.\n",
+                                 {{"output", 'o', true, "FILE", "the file to write"},
+                                  {"a-rather-long-option-name", 0, true, "VALUE", longText.c_str()},
+                                  {"flag", 0, false, nullptr, "a flag"}},
+                                 "exit status: 0.\n",
+                                 NoRun};
+    const std::string help = CommandHelp(command);
+    EXPECT_EQ(help.rfind("usage: kvotool demo [options] IN -o OUT\n\nDescribes the demo.\n\noptions:\n", 0),
+              0u)
+        << help;
+    EXPECT_NE(help.find("\n  -o, --output FILE  the file to write\n"), std::string::npos) << help;
+    EXPECT_NE(help.find("\n  --flag             a flag\n"), std::string::npos) << help;
+    // Too long a name puts its text on the next line, at the column of the others.
+    EXPECT_NE(help.find("\n  --a-rather-long-option-name VALUE\n                     one two"),
+              std::string::npos)
+        << help;
+    EXPECT_NE(help.find("\n  -h, --help         show this text\n\nexit status: 0.\n"), std::string::npos)
+        << help;
+    // Every word of every text, in order; no line over 79 columns.
+    std::string words;
+    size_t start = 0;
+    for (size_t end; (end = help.find('\n', start)) != std::string::npos; start = end + 1)
+    {
+        EXPECT_LE(end - start, 79u) << help.substr(start, end - start);
+        words += " " + help.substr(start, end - start);
+    }
+    std::string joined;
+    for (size_t i = 0; i < words.size(); ++i)
+        if (words[i] != ' ' || (!joined.empty() && joined.back() != ' '))
+            joined += words[i];
+    EXPECT_NE(joined.find(longText), std::string::npos) << joined;
+
+    const std::string general = GeneralHelp({command});
+    EXPECT_NE(general.find("\n  demo IN -o OUT  a command to test the help\n"), std::string::npos) << general;
+    EXPECT_NE(general.find("--version"), std::string::npos) << general;
+}
 } // namespace
 
 TEST(Diagnostics, PositionCountsLinesAndCharacters)

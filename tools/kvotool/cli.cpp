@@ -151,4 +151,25 @@ bool ParseHexKey(const std::string& text, uint8_t key[32])
     }
     return true;
 }
+
+bool ParseKeyText(const std::string& text, uint8_t key[32], std::string& error)
+{
+    std::string digits;
+    for (char c : text)
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
+            digits += c;
+    if (digits.size() != 64)
+    {
+        error = "the key must be 64 hexadecimal digits; got " + std::to_string(digits.size()) +
+                " characters" + (digits.empty() ? std::string() : std::string(" besides blanks")) +
+                " (make one with: openssl rand -hex 32)";
+        return false;
+    }
+    if (!ParseHexKey(digits, key))
+    {
+        error = "the key must be 64 hexadecimal digits; it holds other characters";
+        return false;
+    }
+    return true;
+}
 } // namespace kvotool

@@ -21,6 +21,8 @@ struct OptionDef
     const char* longName; // without the leading "--"
     char shortName;       // 0 when the option has no one-letter form
     bool takesValue;
+    const char* valueName = nullptr;   // for the help: "FILE", "HEX"; takesValue options only
+    const char* description = nullptr; // for the help, wrapped there
 };
 
 struct ParsedArguments
@@ -36,6 +38,12 @@ struct ParsedArguments
         auto it = values.find(name);
         return it == values.end() ? fallback : it->second;
     }
+    // Every value given for a repeatable option, in order.
+    std::vector<std::string> Values(const std::string& name) const
+    {
+        auto it = repeated.find(name);
+        return it == repeated.end() ? std::vector<std::string>() : it->second;
+    }
 };
 
 // Parses args[start..]: "--name value", "--name=value", "-x value", "-xvalue",
@@ -46,4 +54,36 @@ bool ParseArguments(const std::vector<std::string>& args, size_t start, const st
 
 // Reads a 32-byte key given as 64 hexadecimal digits.
 bool ParseHexKey(const std::string& text, uint8_t key[32]);
+
+// Reads a key kept in a file or the environment: 64 hexadecimal digits, with
+// blanks and line breaks anywhere ignored (as scripts/release.sh reads it).
+// On failure `error` says what is wrong without repeating the text, which
+// may be most of a key.
+bool ParseKeyText(const std::string& text, uint8_t key[32], std::string& error);
+
+struct Invocation;
+
+// One of the tool's commands: everything dispatch, "kvotool help", the
+// command's --help and the did-you-mean suggestions need.
+struct CommandSpec
+{
+    const char* name;
+    const char* arguments;          // the usage line after "[options]", such as "FILE..."
+    const char* summary;            // one line, for the overview
+    const char* description;        // the text between the usage line and the options
+    std::vector<OptionDef> options; // without -h/--help, which every command has
+    const char* epilogue;           // notes and exit statuses after the options
+    int (*run)(const Invocation& invocation);
+};
+
+// A command as called: its parsed arguments and the container key given, if any.
+struct Invocation
+{
+    const CommandSpec& command;
+    ParsedArguments args;
+    bool hasKey = false;
+    uint8_t key[32] = {};
+    // The key given by --key, --key-file or KVOTOOL_KEY; null for the built-in one.
+    const uint8_t* Key() const { return hasKey ? key : nullptr; }
+};
 } // namespace kvotool

@@ -38,10 +38,12 @@ CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
                 for (const Diagnostic& d : diags.Items())
                     report.extraLines.push_back(shown + ": in the decrypted text: " + d.message);
             diags = DiagnosticList();
-            diags.Error(std::string("the container is damaged or was packed with another key: its decrypted "
-                                    "text is not the text it was made from") +
-                        (result.stubStatus ? std::string(" (") + MetadataStatusName(result.stubStatus) + ")"
-                                           : std::string()));
+            diags
+                .Error(std::string("the container is damaged or was packed with another key: its decrypted "
+                                   "text is not the text it was made from") +
+                       (result.stubStatus ? std::string(" (") + MetadataStatusName(result.stubStatus) + ")"
+                                          : std::string()))
+                .rule = "container";
         }
     }
     diags.SortByPosition();
@@ -137,16 +139,11 @@ int EmitReports(const std::string& command, const std::vector<Report>& reports, 
     return status;
 }
 
-int RunCheck(const std::vector<std::string>& args)
+int RunCheck(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {{"key", 0, true},        {"equals", 0, false},  {"strict", 0, false},
-                                         {"verbose", 'v', false}, {"quiet", 'q', false}, {"format", 0, true},
-                                         {"output", 'o', true},   {"help", 'h', false}};
-    ParsedArguments parsed;
-    uint8_t key[32];
+    const ParsedArguments& parsed = invocation.args;
     CheckRunOptions options;
-    if (const int status = ParseCommandArguments("check", args, defs, parsed, key, &options.key); status >= 0)
-        return status;
+    options.key = invocation.Key();
     if (parsed.positionals.empty())
         return UsageError("check", "no file to check");
     OutputFormat format = OutputFormat::Text;

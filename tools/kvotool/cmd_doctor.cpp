@@ -660,17 +660,10 @@ int Doctor::Run()
 }
 } // namespace
 
-int RunDoctor(const std::vector<std::string>& args)
+int RunDoctor(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {{"stub", 0, true},           {"key", 0, true},
-                                         {"strict", 0, false},        {"format", 0, true},
-                                         {"output", 'o', true},       {"help", 'h', false},
-                                         {"installer-signer", 0, true}, {"installer-keys", 0, true}};
-    ParsedArguments parsed;
-    uint8_t key[32];
-    const uint8_t* keyPtr = nullptr;
-    if (const int status = ParseCommandArguments("doctor", args, defs, parsed, key, &keyPtr); status >= 0)
-        return status;
+    const ParsedArguments& parsed = invocation.args;
+    const uint8_t* keyPtr = invocation.Key();
     if (parsed.positionals.size() != 1)
         return UsageError("doctor",
                           parsed.positionals.empty() ? "no game folder" : "exactly one game folder, please");
@@ -697,10 +690,10 @@ int RunDoctor(const std::vector<std::string>& args)
     }
     InstallerPolicy policy;
     std::string policyError;
-    for (const std::string& certificate : parsed.repeated["installer-signer"])
+    for (const std::string& certificate : parsed.Values("installer-signer"))
         if (!AddPolicySigner(certificate, policy, policyError))
             return UsageError("doctor", policyError);
-    for (const std::string& keys : parsed.repeated["installer-keys"])
+    for (const std::string& keys : parsed.Values("installer-keys"))
         if (!AddPolicyKeys(keys, policy, policyError))
             return UsageError("doctor", policyError);
     Doctor doctor(game, stub, keyPtr, parsed.Has("strict"), policy);

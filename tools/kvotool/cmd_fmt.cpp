@@ -151,19 +151,10 @@ class Copier
 };
 } // namespace
 
-int RunFmt(const std::vector<std::string>& args)
+int RunFmt(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true},
-                                         {"equals", 0, false},
-                                         {"pretty", 0, false},
-                                         {"compact", 0, false},
-                                         {"key", 0, true},
-                                         {"help", 'h', false}};
-    ParsedArguments parsed;
-    uint8_t key[32];
-    const uint8_t* keyPtr = nullptr;
-    if (const int status = ParseCommandArguments("fmt", args, defs, parsed, key, &keyPtr); status >= 0)
-        return status;
+    const ParsedArguments& parsed = invocation.args;
+    const uint8_t* keyPtr = invocation.Key();
     if (parsed.positionals.size() != 1)
         return UsageError("fmt",
                           parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
@@ -211,6 +202,8 @@ int RunFmt(const std::vector<std::string>& args)
     out += '\n';
     if (RefuseUnreadableOutput("fmt", parsed.Value("output", "-"), out.size()))
         return ExitProblems;
+    if (RefuseExistingOutput(invocation, parsed.Value("output", "-")))
+        return ExitUsage;
     std::string error;
     if (!WriteFileAtomically(parsed.Value("output", "-"), out, error))
     {

@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <filesystem>
 
 namespace kvotool
 {
@@ -42,23 +41,16 @@ void EmitTemplate(JsonWriter& w)
 }
 } // namespace
 
-int RunNew(const std::vector<std::string>& args)
+int RunNew(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"force", 0, false}, {"help", 'h', false}};
-    ParsedArguments parsed;
-    if (const int status = ParseCommandArguments("new", args, defs, parsed); status >= 0)
-        return status;
+    const ParsedArguments& parsed = invocation.args;
     if (!parsed.positionals.empty())
         return UsageError("new", "unexpected argument '" + parsed.positionals[0] + "'");
     if (!parsed.Has("output"))
         return UsageError("new", "the file to write is missing: -o FILE");
     const std::string out = parsed.Value("output");
-    std::error_code ec;
-    if (out != "-" && !parsed.Has("force") && std::filesystem::exists(std::filesystem::u8path(out), ec))
-    {
-        std::fprintf(stderr, "kvotool new: '%s' exists; not replaced (use --force)\n", out.c_str());
+    if (RefuseExistingOutput(invocation, out))
         return ExitUsage;
-    }
     std::string text;
     if (!WriteDocumentText(false, true, EmitTemplate, text))
     {

@@ -7,17 +7,12 @@
 
 namespace kvotool
 {
-int RunPack(const std::vector<std::string>& args)
+int RunPack(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"key", 0, true},     {"force", 0, false},
-                                         {"equals", 0, false},  {"strict", 0, false}, {"quiet", 'q', false},
-                                         {"help", 'h', false}};
-    ParsedArguments parsed;
-    uint8_t key[32];
+    const ParsedArguments& parsed = invocation.args;
     CheckRunOptions options;
     // One key for the container written and for a container given as input.
-    if (const int status = ParseCommandArguments("pack", args, defs, parsed, key, &options.key); status >= 0)
-        return status;
+    options.key = invocation.Key();
     if (parsed.positionals.size() != 1)
         return UsageError("pack",
                           parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
@@ -37,11 +32,13 @@ int RunPack(const std::vector<std::string>& args)
         std::fprintf(stderr, "kvotool pack: '%s' not written: there is no text to pack\n", out.c_str());
         return ExitProblems;
     }
-    if (outcome == CheckOutcome::Problems && !parsed.Has("force"))
+    if (outcome == CheckOutcome::Problems && !parsed.Has("allow-errors"))
     {
+        // --force wrote such a file once; say where that went.
         std::fprintf(stderr,
-                     "kvotool pack: '%s' not written because of the problems above (--force writes anyway)\n",
-                     out.c_str());
+                     "kvotool pack: '%s' not written because of the problems above (--allow-errors writes "
+                     "anyway%s)\n",
+                     out.c_str(), parsed.Has("force") ? "; --force only replaces an existing file" : "");
         return ExitProblems;
     }
     std::string container;
@@ -59,6 +56,8 @@ int RunPack(const std::vector<std::string>& args)
                              "binary (redirect it, or give -o FILE)\n");
         return ExitUsage;
     }
+    if (RefuseExistingOutput(invocation, out))
+        return ExitUsage;
     if (!WriteFileAtomically(out, container, error))
     {
         std::fprintf(stderr, "kvotool pack: %s\n", error.c_str());

@@ -201,15 +201,10 @@ std::string Padded(std::string s, size_t width)
 }
 } // namespace
 
-int RunShow(const std::vector<std::string>& args)
+int RunShow(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {
-        {"key", 0, true}, {"text", 0, false}, {"output", 'o', true}, {"help", 'h', false}};
-    ParsedArguments parsed;
-    uint8_t key[32];
-    const uint8_t* keyPtr = nullptr;
-    if (const int status = ParseCommandArguments("show", args, defs, parsed, key, &keyPtr); status >= 0)
-        return status;
+    const ParsedArguments& parsed = invocation.args;
+    const uint8_t* keyPtr = invocation.Key();
     if (parsed.positionals.size() != 1)
         return UsageError("show",
                           parsed.positionals.empty() ? "no file to show" : "exactly one file, please");

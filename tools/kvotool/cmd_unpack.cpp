@@ -7,14 +7,10 @@
 
 namespace kvotool
 {
-int RunUnpack(const std::vector<std::string>& args)
+int RunUnpack(const Invocation& invocation)
 {
-    const std::vector<OptionDef> defs = {{"output", 'o', true}, {"key", 0, true}, {"help", 'h', false}};
-    ParsedArguments parsed;
-    uint8_t key[32];
-    const uint8_t* keyPtr = nullptr;
-    if (const int status = ParseCommandArguments("unpack", args, defs, parsed, key, &keyPtr); status >= 0)
-        return status;
+    const ParsedArguments& parsed = invocation.args;
+    const uint8_t* keyPtr = invocation.Key();
     if (parsed.positionals.size() != 1)
         return UsageError("unpack",
                           parsed.positionals.empty() ? "no input file" : "exactly one input file, please");
@@ -30,6 +26,8 @@ int RunUnpack(const std::vector<std::string>& args)
     std::string error;
     if (RefuseUnreadableOutput("unpack", parsed.Value("output", "-"), doc.text.size()))
         return ExitProblems;
+    if (RefuseExistingOutput(invocation, parsed.Value("output", "-")))
+        return ExitUsage;
     if (!WriteFileAtomically(parsed.Value("output", "-"), doc.text, error))
     {
         std::fprintf(stderr, "kvotool unpack: %s\n", error.c_str());

@@ -40,6 +40,13 @@ Diagnostic& DiagnosticList::AddAt(Severity severity, const std::string& message,
     return Add(severity, message, line, column);
 }
 
+void DiagnosticList::SetRule(size_t from, const char* rule)
+{
+    for (size_t i = from; i < m_Items.size(); ++i)
+        if (m_Items[i].rule.empty())
+            m_Items[i].rule = rule;
+}
+
 void DiagnosticList::Append(const DiagnosticList& other, const std::string& file)
 {
     for (Diagnostic d : other.m_Items)

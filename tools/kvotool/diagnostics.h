@@ -40,6 +40,8 @@ class DiagnosticList
     Diagnostic& Error(const std::string& message) { return Add(Severity::Error, message); }
     Diagnostic& Warning(const std::string& message) { return Add(Severity::Warning, message); }
     Diagnostic& Note(const std::string& message) { return Add(Severity::Note, message); }
+    // Gives the items from index `from` on that have no rule yet `rule`.
+    void SetRule(size_t from, const char* rule);
     // Appends every item of `other`, giving those without a file `file`.
     void Append(const DiagnosticList& other, const std::string& file);
 

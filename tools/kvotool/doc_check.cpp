@@ -770,6 +770,13 @@ void Checker::CheckCombinations()
 
 void Checker::Run(const CheckOptions& options)
 {
+    // Each phase finds one kind of problem; its findings carry that rule.
+    size_t tagged = m_Diags.Items().size();
+    auto tag = [&](const char* rule)
+    {
+        m_Diags.SetRule(tagged, rule);
+        tagged = m_Diags.Items().size();
+    };
     for (auto* list : {&m_Table.Header(), &m_Table.Main()})
         for (MetadataField* f : *list)
             if (std::find(m_Keys.begin(), m_Keys.end(), f->GetName()) == m_Keys.end())
@@ -789,6 +796,7 @@ void Checker::Run(const CheckOptions& options)
                         " is not UTF-8 (a file saved in a legacy code page such as Latin-1?): players see "
                         "garbled text; save the file as UTF-8");
     }
+    tag("invalid-utf8");
     const RelaxedOnly relaxed = options.equalsSyntax ? RelaxedOnly() : FindRelaxedOnly(m_Text);
     if (!relaxed.comments.empty())
     {
@@ -798,30 +806,38 @@ void Checker::Run(const CheckOptions& options)
             AddAtOffset(Severity::Error, at,
                         "a comment: JSON has none, and the stub stops reading the document here and misses "
                         "every member after it (write notes as members whose names start with '_')");
+        tag("comment");
         return;
     }
     for (size_t at : relaxed.trailingCommas)
         AddAtOffset(Severity::Warning, at,
                     "a comma after the last element: the stub reads it, strict JSON readers (editors, the "
                     "schema, other tools) refuse it; remove it");
+    tag("trailing-comma");
     std::string strict = m_Text;
     for (size_t at : relaxed.trailingCommas)
         strict[at] = ' ';
     Validate(options, strict);
+    tag("json-syntax");
     TakeLoggedLines();
     if (!m_Root.Parse(m_Text.c_str(), static_cast<uint32_t>(m_Text.size())))
     {
         m_Diags.Error("the text cannot be read as a document: an unterminated string or container, or "
                       "nesting deeper than 32 levels (BadFormat)");
         TakeLoggedLines();
+        tag("document-structure");
         return;
     }
     if (!m_Root.IsObject())
         m_Diags.Error(std::string("the document is ") + Describe(m_Root, m_Text) +
                       ", not an object: the stub finds no field in it");
+    tag("document-structure");
     CheckRootMembers();
+    tag("root-member");
     CheckFields();
+    tag("field-value");
     CheckCombinations();
+    tag("field-combination");
 }
 } // namespace
 
@@ -836,6 +852,7 @@ const char* MetadataStatusName(uint32_t status)
 CheckResult CheckDocument(const InputDocument& doc, const CheckOptions& options, DiagnosticList& diags)
 {
     CheckResult result;
+    const size_t first = diags.Items().size();
     Checker checker(doc.text, diags);
     checker.Run(options);
 
@@ -853,6 +870,7 @@ CheckResult CheckDocument(const InputDocument& doc, const CheckOptions& options,
             for (const auto& line : result.stubLog)
                 diags.Note(line);
     }
+    diags.SetRule(first, "stub-load");
     return result;
 }
 } // namespace kvotool

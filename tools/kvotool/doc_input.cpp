@@ -128,13 +128,15 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
     std::string error;
     if (!ReadWholeFile(path, doc.bytes, error))
     {
-        diags.Error(error);
+        diags.Error(error).rule = "file-read";
         return InputResult::IoError;
     }
     if (doc.bytes.size() > kMaxMetadataSize)
     {
-        diags.Error("the file is " + std::to_string(doc.bytes.size()) +
-                    " bytes long; the stub reads at most 8,388,608 bytes (TooLarge)");
+        diags
+            .Error("the file is " + std::to_string(doc.bytes.size()) +
+                   " bytes long; the stub reads at most 8,388,608 bytes (TooLarge)")
+            .rule = "file-size";
         return InputResult::Problems;
     }
     const uint32_t size = static_cast<uint32_t>(doc.bytes.size());
@@ -146,12 +148,12 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
         doc.text = doc.bytes;
         if (doc.text.empty())
         {
-            diags.Error("the file is empty");
+            diags.Error("the file is empty").rule = "file-format";
             return InputResult::Problems;
         }
         if (!MakeContainer(doc.text, nullptr, doc.stubBytes, error))
         {
-            diags.Error(error);
+            diags.Error(error).rule = "container";
             return InputResult::Problems;
         }
         return InputResult::Ok;
@@ -167,30 +169,37 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
         doc.kind = InputKind::Container;
         break;
     default:
-        diags.Error("not title metadata: " + WhyUnknown(doc.bytes) + " (BadFormat)");
+        diags.Error("not title metadata: " + WhyUnknown(doc.bytes) + " (BadFormat)").rule =
+            doc.bytes.compare(0, 4, "KVOM") == 0 ? "container" : "file-format";
         return InputResult::Problems;
     }
 
     if (size < kMinContainerSize)
     {
-        diags.Error("the container is " + std::to_string(size) + " bytes long; a readable one has at least " +
-                    std::to_string(kMinContainerSize) + " (BadFormat)");
+        diags
+            .Error("the container is " + std::to_string(size) + " bytes long; a readable one has at least " +
+                   std::to_string(kMinContainerSize) + " (BadFormat)")
+            .rule = "container";
         return InputResult::Problems;
     }
     const uint32_t opened = key ? OpenContainer(Bytes(doc.bytes), size, key, doc.text)
                                 : OpenContainer(Bytes(doc.bytes), size, doc.text);
     if (opened != MetadataStatus::Ok)
     {
-        diags.Error("the container cannot be opened: it is damaged or was packed with another key (BadFormat)");
+        diags
+            .Error("the container cannot be opened: it is damaged or was packed with another key (BadFormat)")
+            .rule = "container";
         doc.log = TakeLoggedLines();
         return InputResult::Problems;
     }
     if (doc.text.empty() || !DecryptedAsText(doc.bytes, doc.text))
     {
         doc.text.clear();
-        diags.Error(std::string("the container does not decrypt with ") +
-                    (key ? "the given key" : "kvotool's built-in key (try --key)") +
-                    ": wrong key or damaged data");
+        diags
+            .Error(std::string("the container does not decrypt with ") +
+                   (key ? "the given key" : "kvotool's built-in key (try --key)") +
+                   ": wrong key or damaged data")
+            .rule = "container";
         doc.log = TakeLoggedLines();
         return InputResult::Problems;
     }
@@ -202,7 +211,7 @@ InputResult LoadInput(const std::string& path, const uint8_t* key, InputDocument
     }
     else if (!MakeContainer(doc.text, nullptr, doc.stubBytes, error))
     {
-        diags.Error(error);
+        diags.Error(error).rule = "container";
         return InputResult::Problems;
     }
     return InputResult::Ok;

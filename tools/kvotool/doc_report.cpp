@@ -25,8 +25,8 @@ const char* SeverityName(Severity s)
     return "note";
 }
 
-// The kinds of finding, for SARIF's rule table; a finding without a rule is
-// one of check's findings in the document.
+// The kinds of finding, for SARIF's rule table. The ids are stable: tools
+// filter and suppress by them.
 struct Rule
 {
     const char* id;
@@ -34,7 +34,21 @@ struct Rule
 };
 
 const Rule kRules[] = {
-    {"metadata", "A problem in the title metadata document as the launch stub reads it"},
+    {"metadata", "The check of title.kvo as a whole"},
+    {"file-read", "The file cannot be read"},
+    {"file-size", "The file is larger than the launch stub reads"},
+    {"file-format",
+     "The file is neither a document nor a container (empty, UTF-16, a byte-order mark, binary)"},
+    {"container", "The container is cut short, damaged or packed with another key"},
+    {"invalid-utf8", "The text holds bytes that are not UTF-8"},
+    {"comment", "A comment, which JSON does not have and which stops the launch stub's reading"},
+    {"trailing-comma", "A comma after the last element, which strict JSON readers refuse"},
+    {"json-syntax", "The text is not strict JSON"},
+    {"document-structure", "The document cannot be read, or is not an object"},
+    {"root-member", "A root member that the launch stub does not find or reads differently"},
+    {"field-value", "A field is missing, or its value does not read as meant"},
+    {"field-combination", "Fields that do not fit together"},
+    {"stub-load", "The launch stub's own load of the file fails"},
     {"metadata-search", "Which title.kvo the launch stub finds from its folder"},
     {"container-key", "Whether the launch stub's key opens the container"},
     {"stub", "The launch stub executable and its version resource"},

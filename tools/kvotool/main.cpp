@@ -4,8 +4,8 @@
 #include "doc_log.h"
 #include "file_io.h"
 #include "help.h"
-#include "version.h"
 #include "suggest.h"
+#include "version.h"
 
 #include <cstdio>
 #include <string>
@@ -14,41 +14,6 @@
 #ifdef _WIN32
 #include "util/system_library.h"
 #endif
-
-namespace kvotool
-{
-int UsageError(const std::string& command, const std::string& message)
-{
-    std::fprintf(stderr, "kvotool %s: %s\n", command.c_str(), message.c_str());
-    std::fprintf(stderr, "Try 'kvotool %s --help'.\n", command.c_str());
-    return ExitUsage;
-}
-
-int PrintCommandHelp(const std::string& command)
-{
-    std::fputs(CommandHelp(command), stdout);
-    return ExitOk;
-}
-
-int ParseCommandArguments(const std::string& command, const std::vector<std::string>& args,
-                          const std::vector<OptionDef>& defs, ParsedArguments& parsed, uint8_t* key,
-                          const uint8_t** keyOut)
-{
-    std::string error;
-    if (!ParseArguments(args, 0, defs, parsed, error))
-        return UsageError(command, error);
-    if (parsed.Has("help"))
-        return PrintCommandHelp(command);
-    if (key && parsed.Has("key"))
-    {
-        if (!ParseHexKey(parsed.Value("key"), key))
-            return UsageError(command, "--key needs 64 hexadecimal digits");
-        if (keyOut)
-            *keyOut = key;
-    }
-    return -1;
-}
-} // namespace kvotool
 
 int main(int argc, char** argv)
 {
@@ -62,52 +27,28 @@ int main(int argc, char** argv)
     std::vector<std::string> args = GetUtf8Arguments(argc, argv);
     if (args.size() < 2)
     {
-        std::fputs(GeneralHelp(), stderr);
+        std::fputs(GeneralHelp(Commands()).c_str(), stderr);
         return ExitUsage;
     }
-    const std::string command = args[1];
-    std::vector<std::string> rest(args.begin() + 2, args.end());
-    if (command == "-h" || command == "--help")
+    const std::string name = args[1];
+    if (name == "-h" || name == "--help")
     {
-        std::fputs(GeneralHelp(), stdout);
+        std::fputs(GeneralHelp(Commands()).c_str(), stdout);
         return ExitOk;
     }
-    if (command == "--version")
+    if (name == "--version")
     {
         std::puts(ToolVersionLine());
         return ExitOk;
     }
-    if (command == "help")
-    {
-        if (rest.empty() || rest[0] == "--help" || rest[0] == "-h")
-        {
-            std::fputs(GeneralHelp(), stdout);
-            return ExitOk;
-        }
-        if (!CommandHelp(rest[0]))
-            return UsageError("help", "unknown command '" + rest[0] + "'");
-        return PrintCommandHelp(rest[0]);
-    }
-    if (command == "check")
-        return RunCheck(rest);
-    if (command == "pack")
-        return RunPack(rest);
-    if (command == "unpack")
-        return RunUnpack(rest);
-    if (command == "show")
-        return RunShow(rest);
-    if (command == "fmt")
-        return RunFmt(rest);
-    if (command == "new")
-        return RunNew(rest);
-    if (command == "doctor")
-        return RunDoctor(rest);
+    if (const CommandSpec* command = FindCommand(name))
+        return Dispatch(*command, std::vector<std::string>(args.begin() + 2, args.end()));
 
     std::vector<std::string> names;
-    for (const char* const* n = CommandNames(); *n; ++n)
-        names.emplace_back(*n);
-    std::string closest = ClosestMatch(command, names);
-    std::fprintf(stderr, "kvotool: unknown command '%s'%s\n", command.c_str(),
+    for (const CommandSpec& command : Commands())
+        names.emplace_back(command.name);
+    const std::string closest = ClosestMatch(name, names);
+    std::fprintf(stderr, "kvotool: unknown command '%s'%s\n", name.c_str(),
                  closest.empty() ? "" : ("; did you mean '" + closest + "'?").c_str());
     std::fprintf(stderr, "Try 'kvotool --help'.\n");
     return ExitUsage;
