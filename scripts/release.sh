@@ -22,7 +22,8 @@ title.kvo.schema.json, README.txt and SHA256SUMS over all of them.
                    hexadecimal digits (make one: openssl rand -hex 32 >FILE;
                    chmod 600 FILE). Without --key-file, --key and --dev-key
                    the key is read from the environment variable KVOTOOL_KEY,
-                   the one kvotool reads too
+                   the one kvotool reads too; KVOTOOL_KEY holding another
+                   key than --key or --key-file is refused
   --key HEX        the key on the command line (other users see it in the
                    process list; shell history keeps it)
   --dev-key        use the repository's development key (not for shipping)
@@ -133,6 +134,11 @@ if [ -n "$key_file" ]; then
 elif [ -z "$key" ] && [ "$dev_key" -eq 0 ] && [ -n "${KVOTOOL_KEY:-}" ]; then
   key=$KVOTOOL_KEY
   key_from="KVOTOOL_KEY"
+fi
+# Two sources naming different keys: refused, as kvotool refuses them.
+if [ "$key_from" != KVOTOOL_KEY ] && [ -n "$key" ] && [ -n "${KVOTOOL_KEY:-}" ] &&
+   [ "${key,,}" != "$(printf %s "$KVOTOOL_KEY" | tr -d ' \t\r\n' | tr A-F a-f)" ]; then
+  bad "KVOTOOL_KEY holds another key than $key_from: unset it or give the same key"
 fi
 if [ -n "$key" ]; then
   [[ "$key" =~ ^[0-9A-Fa-f]{64}$ ]] || bad "$key_from: the key must be 64 hexadecimal digits; got ${#key} characters"

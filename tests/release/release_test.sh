@@ -68,6 +68,7 @@ done <<EOF
 -|--key-file $work/missing.key|--key-file: no readable file
 -|--key-file $work/bad.key|--key-file $work/bad.key: the key must be 64 hexadecimal digits
 env:KVOTOOL_KEY=${key:1}|--no-installer-check|KVOTOOL_KEY: the key must be 64 hexadecimal digits
+env:KVOTOOL_KEY=${key:1}0|--key-file $work/release.key --no-installer-check|KVOTOOL_KEY holds another key than --key-file
 -|--key-file $work/release.key --sign $work/signer.p12 $p11_args|either --sign or --pkcs11-module
 -|--key-file $work/release.key --pkcs11-module $p11_module|needs all three
 9999|--key-file $work/release.key $p11_args|the token did not sign
