@@ -305,6 +305,11 @@ bool JsonWriter::WriteElementHead(const char* name, bool failOnRefusal)
     return WriteRaw('"') && WriteEscaped(name) && WriteRaw('"') && WriteRaw(':');
 }
 
+bool JsonWriter::WriteEscapedQuotedIf(bool quote, const char* text, int32_t length)
+{
+    return (!quote || WriteRaw('"')) && WriteEscaped(text, length) && (!quote || WriteRaw('"'));
+}
+
 bool JsonWriter::WriteEscaped(const char* text)
 {
     if (text == nullptr)
@@ -485,11 +490,7 @@ bool JsonWriter::WriteScalar(const char* name, const char* text, int length, boo
     if (!WriteElementHead(name, true))
         return false;
     const bool quote = quoteInJson && !m_EqualsSyntax;
-    if (quote && !WriteRaw('"'))
-        return false;
-    if (!WriteEscaped(text, length))
-        return false;
-    if (quote && !WriteRaw('"'))
+    if (!WriteEscapedQuotedIf(quote, text, length))
         return false;
     return !(m_State & Failed);
 }
@@ -589,13 +590,7 @@ bool JsonWriter::WriteString(const char* name, const char* text)
         const unsigned char c = static_cast<unsigned char>(text[i]);
         quote = IsStructural(c) || IsSpace(c);
     }
-    if (quote && !WriteRaw('"'))
-        return false;
-    if (!WriteEscaped(text, length))
-        return false;
-    if (quote && !WriteRaw('"'))
-        return false;
-    return true;
+    return WriteEscapedQuotedIf(quote, text, length);
 }
 
 bool JsonWriter::WriteFormatted(const char* name, const char* format, ...)

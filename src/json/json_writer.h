@@ -113,6 +113,8 @@ private:
     bool WriteElementHead(const char* name, bool failOnRefusal);
     bool WriteEscaped(const char* text, int32_t length);
     bool WriteEscaped(const char* text);
+    // TEXT escaped, between double quotes when QUOTE.
+    bool WriteEscapedQuotedIf(bool quote, const char* text, int32_t length);
     bool WriteScalar(const char* name, const char* text, int length, bool quoteInJson);
     bool WriteFormattedV(const char* name, const char* format, va_list args);
     bool Open(const char* name, int32_t* position, bool object);

@@ -2,6 +2,8 @@
 
 #include "log/stub_log.h"
 
+#include <cstring>
+
 const char* StatusName(CryptoStatus status)
 {
     switch (static_cast<uint32_t>(status))
@@ -68,4 +70,20 @@ bool PrepareHashInput(const uint8_t*& data, uint32_t size, const uint8_t* prefix
     if (!data)
         data = &kNothing;
     return true;
+}
+
+bool PickIv(const uint8_t* iv, uint8_t* ivBytes)
+{
+    if (!iv)
+        return RandomIv(ivBytes);
+    std::memcpy(ivBytes, iv, 16);
+    return true;
+}
+
+uint8_t* AppendIvAndRoom(std::vector<uint8_t>& output, const uint8_t* ivBytes, size_t cipherSize)
+{
+    const size_t start = output.size();
+    output.resize(start + 16 + cipherSize, 0);
+    std::memcpy(output.data() + start, ivBytes, 16);
+    return output.data() + start + 16;
 }

@@ -22,6 +22,16 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
 // The first 16 bytes of the SHA-256 digest of the input.
 bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix);
 
+// The backend's random generator: fills the 16 bytes of an IV.
+bool RandomIv(uint8_t* iv);
+// The container's framing of one encryption, the same in both backends:
+// IVBYTES gets IV, or a random IV when IV is null (false when none could be
+// drawn) ...
+bool PickIv(const uint8_t* iv, uint8_t* ivBytes);
+// ... and OUTPUT gets IVBYTES followed by CIPHERSIZE zero bytes; gives where
+// the ciphertext goes.
+uint8_t* AppendIvAndRoom(std::vector<uint8_t>& output, const uint8_t* ivBytes, size_t cipherSize);
+
 // Argument checks shared by both backends, logging why a call is refused.
 bool IsDecryptInputUsable(const uint8_t* input, uint32_t size, const uint8_t* key);
 bool IsEncryptInputUsable(const uint8_t* plain, const uint8_t* key);

@@ -103,6 +103,14 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
     return true;
 }
 
+bool RandomIv(uint8_t* iv)
+{
+    if (RAND_bytes(iv, kBlockSize) == 1)
+        return true;
+    LogLibraryErrors();
+    return false;
+}
+
 bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, const uint8_t* iv,
                    std::vector<uint8_t>& output)
 {
@@ -114,23 +122,15 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
         return false;
     }
     uint8_t ivBytes[kBlockSize];
-    if (iv)
-        std::memcpy(ivBytes, iv, kBlockSize);
-    else if (RAND_bytes(ivBytes, kBlockSize) != 1)
-    {
-        LogLibraryErrors();
+    if (!PickIv(iv, ivBytes))
         return false;
-    }
     CipherContext context = OpenAesCbc();
     if (!context || !SetKey(context.get(), key, ivBytes, true))
         return false;
 
     // PKCS #7 always adds padding: a full block when the size is a multiple of 16.
     size_t cipherSize = (static_cast<size_t>(size) / kBlockSize + 1) * kBlockSize;
-    size_t start = output.size();
-    output.resize(start + kBlockSize + cipherSize, 0);
-    std::memcpy(output.data() + start, ivBytes, kBlockSize);
-    uint8_t* out = output.data() + start + kBlockSize;
+    uint8_t* out = AppendIvAndRoom(output, ivBytes, cipherSize);
     int first = 0;
     int last = 0;
     if (EVP_EncryptUpdate(context.get(), out, &first, plain, static_cast<int>(size)) != 1 ||

@@ -116,13 +116,6 @@ bool MakeKey(const CngAlgorithm& algorithm, const uint8_t* key, CngKey& handle)
     return true;
 }
 
-bool RandomIv(uint8_t* iv)
-{
-    CngAlgorithm rng;
-    if (!Cng() || !CheckStatus(Cng()->OpenAlgorithmProvider(rng.Receive(), BCRYPT_RNG_ALGORITHM, nullptr, 0)))
-        return false;
-    return CheckStatus(Cng()->GenRandom(rng.Get(), iv, kBlockSize, 0));
-}
 // The AES-CBC provider and the key made from the 32 key bytes; the key
 // handle must go before the provider, which the declaration order ensures.
 bool OpenAesKey(const uint8_t* key, CngAlgorithm& algorithm, CngKey& keyHandle)
@@ -130,6 +123,14 @@ bool OpenAesKey(const uint8_t* key, CngAlgorithm& algorithm, CngKey& keyHandle)
     return OpenAesCbc(algorithm) && MakeKey(algorithm, key, keyHandle);
 }
 } // namespace
+
+bool RandomIv(uint8_t* iv)
+{
+    CngAlgorithm rng;
+    if (!Cng() || !CheckStatus(Cng()->OpenAlgorithmProvider(rng.Receive(), BCRYPT_RNG_ALGORITHM, nullptr, 0)))
+        return false;
+    return CheckStatus(Cng()->GenRandom(rng.Get(), iv, kBlockSize, 0));
+}
 
 bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std::string& text)
 {
@@ -181,9 +182,7 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
         return false;
 
     uint8_t ivBytes[kBlockSize];
-    if (iv)
-        std::memcpy(ivBytes, iv, kBlockSize);
-    else if (!RandomIv(ivBytes))
+    if (!PickIv(iv, ivBytes))
         return false;
 
     uint8_t ivCopy[kBlockSize];
@@ -193,13 +192,11 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
                                    nullptr, 0, &needed, BCRYPT_BLOCK_PADDING)))
         needed = 0;
 
-    size_t start = output.size();
-    output.resize(start + kBlockSize + needed, 0);
-    std::memcpy(output.data() + start, ivBytes, kBlockSize);
+    uint8_t* out = AppendIvAndRoom(output, ivBytes, needed);
     std::memcpy(ivCopy, ivBytes, kBlockSize);
     ULONG produced = 0;
     if (!CheckStatus(Cng()->Encrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy, kBlockSize,
-                                   output.data() + start + kBlockSize, needed, &produced, BCRYPT_BLOCK_PADDING)))
+                                   out, needed, &produced, BCRYPT_BLOCK_PADDING)))
     {
         StubLog::Printf("Failed to finish transform!");
         return false;
