@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds every configuration and runs every test:
+# Installs what is missing, checks the C++ files' format, builds every
+# configuration and runs every test:
 # native, native under ASan+UBSan, the Windows build under Wine, and a short
 # smoke run of each fuzzer.
 set -euo pipefail
@@ -9,6 +10,9 @@ scripts/deps.sh
 FUZZ_SECONDS=${FUZZ_SECONDS:-20}
 
 step() { echo; echo "=== $* ==="; }
+
+step "format (.clang-format over the tracked C++ files)"
+scripts/check-format.sh
 
 step "native build and tests"
 cmake --preset native >/dev/null

@@ -37,12 +37,13 @@ struct Field
 std::vector<Field> MakeFields()
 {
     std::vector<Field> fields;
-    const char* texts[] = {"titleId",       "displayName",   "principalFileName", "publisher",     "developer",
-                           "gameVersion",   "buildId",       "releaseDate",       "supportUrl",    "eulaUrl",
-                           "iconPath",      "installFolder", "exeArguments",      "steamAppId",    "epicNamespace",
-                           "epicItemId",    "viveportId",    "oculusAppId",       "domain",        "environment",
-                           "region",        "defaultLocale", "patcherChannel",    "contentId",     "sku",
-                           "launcherTitle", "minimumLauncher"};
+    const char* texts[] = {
+        "titleId",       "displayName",    "principalFileName", "publisher",  "developer",
+        "gameVersion",   "buildId",        "releaseDate",       "supportUrl", "eulaUrl",
+        "iconPath",      "installFolder",  "exeArguments",      "steamAppId", "epicNamespace",
+        "epicItemId",    "viveportId",     "oculusAppId",       "domain",     "environment",
+        "region",        "defaultLocale",  "patcherChannel",    "contentId",  "sku",
+        "launcherTitle", "minimumLauncher"};
     const char* ints[] = {"schemaVersion", "titleNumber", "minOsBuild", "retryCount", "timeoutSeconds",
                           "diskSpaceMb",   "ramMb",       "cpuCores",   "gpuTier",    "ageRating"};
     const char* bools[] = {"requiresLauncher", "allowOffline", "useSteamOverlay", "is64Bit",
@@ -404,7 +405,8 @@ void BM_Reader(benchmark::State& state)
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
 
-template <const std::string& (*Text)()> void BM_Simdjson(benchmark::State& state)
+template <const std::string& (*Text)()>
+void BM_Simdjson(benchmark::State& state)
 {
     const std::string& text = Text();
     const int64_t expected = ReadAllJsonReader(text);
@@ -417,14 +419,20 @@ template <const std::string& (*Text)()> void BM_Simdjson(benchmark::State& state
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
 }
 
-BENCHMARK(BM_Reader<Typical, ReadAllJsonReader>)->Name("BM_Typical_JsonReader")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Reader<Typical, ReadAllJsonReader>)
+    ->Name("BM_Typical_JsonReader")
+    ->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Reader<Typical, ReadAllRapidJson>)->Name("BM_Typical_RapidJson")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Simdjson<Typical>)->Name("BM_Typical_Simdjson")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_Reader<WorstCase, ReadAllJsonReader>)->Name("BM_WorstCase_JsonReader")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Reader<WorstCase, ReadAllJsonReader>)
+    ->Name("BM_WorstCase_JsonReader")
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Reader<WorstCase, ReadAllJsonReaderRewalking, false>)
     ->Name("BM_WorstCase_JsonReaderRewalking")
     ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Reader<WorstCase, ReadAllRapidJson>)->Name("BM_WorstCase_RapidJson")->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Reader<WorstCase, ReadAllRapidJson>)
+    ->Name("BM_WorstCase_RapidJson")
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Simdjson<WorstCase>)->Name("BM_WorstCase_Simdjson")->Unit(benchmark::kMillisecond);
 
 // Keeps the CPU time per iteration (the machine may be shared) of every run for the summary table.
@@ -470,8 +478,10 @@ int main(int argc, char** argv)
     std::printf("\n%-38s %15s %15s %9s\n", "JsonReader against", "JsonReader", "other", "ratio");
     PrintRow(reporter, "typical: RapidJSON DOM", "BM_Typical_JsonReader", "BM_Typical_RapidJson");
     PrintRow(reporter, "typical: simdjson On-Demand", "BM_Typical_JsonReader", "BM_Typical_Simdjson");
-    PrintRow(reporter, "8 MiB worst case: RapidJSON DOM", "BM_WorstCase_JsonReader", "BM_WorstCase_RapidJson");
-    PrintRow(reporter, "8 MiB worst case: simdjson On-Demand", "BM_WorstCase_JsonReader", "BM_WorstCase_Simdjson");
+    PrintRow(reporter, "8 MiB worst case: RapidJSON DOM", "BM_WorstCase_JsonReader",
+             "BM_WorstCase_RapidJson");
+    PrintRow(reporter, "8 MiB worst case: simdjson On-Demand", "BM_WorstCase_JsonReader",
+             "BM_WorstCase_Simdjson");
     PrintRow(reporter, "8 MiB, every lookup walks from start", "BM_WorstCase_JsonReaderRewalking",
              "BM_WorstCase_RapidJson");
     auto typical = reporter.times.find("BM_Typical_JsonReader");

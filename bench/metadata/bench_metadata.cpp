@@ -87,11 +87,12 @@ std::string TypicalDocument()
 // lookup walks past the whole list.
 std::string LargestDocument(bool sparse)
 {
-    std::string text = sparse ? std::string("{\"titleId\": \"t\", \"friendlyName\": \"F\", "
-                                            "\"principalFileName\": \"P.exe\", \"appdataFolderName\": \"A\", "
-                                            "\"installFolderRegKey\": \"K\", \"installFolderRegValueName\": \"V\", "
-                                            "\"languages\": [\"en\"]\n}")
-                              : TypicalDocument();
+    std::string text =
+        sparse ? std::string("{\"titleId\": \"t\", \"friendlyName\": \"F\", "
+                             "\"principalFileName\": \"P.exe\", \"appdataFolderName\": \"A\", "
+                             "\"installFolderRegKey\": \"K\", \"installFolderRegValueName\": \"V\", "
+                             "\"languages\": [\"en\"]\n}")
+               : TypicalDocument();
     text.resize(text.size() - 2); // drop the closing "\n}"
     text += ",\n  \"notes\": [";
     std::string tail = "]\n}";
@@ -126,7 +127,8 @@ std::string ManyMembersDocument()
 std::vector<uint8_t> Seal(const std::string& text)
 {
     std::vector<uint8_t> container;
-    EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()), container);
+    EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
+                    container);
     return container;
 }
 

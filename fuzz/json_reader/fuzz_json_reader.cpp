@@ -3,11 +3,11 @@
 // byte-wise one and runs the text primitives over the same bytes. Looking
 // every member up by name makes a run quadratic in the input; the plain walk
 // of every element runs far faster in fuzz_json_reader_walk.
-#include "support/formatting_sink.h"
 #include "json/json_reader.h"
 #include "json/json_scan.h"
 #include "json/json_text.h"
 #include "log/stub_log.h"
+#include "support/formatting_sink.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -49,7 +49,8 @@ void ReadScalars(const JsonReader& r)
     const int32_t n = r.GetValueLength();
     std::vector<char> buffer(static_cast<size_t>(n) + 1);
     uint32_t written = 0;
-    if (r.GetString(buffer.data(), static_cast<uint32_t>(buffer.size()), written) && written > static_cast<uint32_t>(n))
+    if (r.GetString(buffer.data(), static_cast<uint32_t>(buffer.size()), written) &&
+        written > static_cast<uint32_t>(n))
         std::abort(); // unescaping never grows the text
     Use(r.GetRawString(buffer.data(), static_cast<uint32_t>(buffer.size())));
     if (r.GetString(buffer.data(), static_cast<uint32_t>(n)))
@@ -90,11 +91,12 @@ void ReadByName(const JsonReader& parent, const JsonReader& child)
     // The lookup must give the first child of that name that a walk meets.
     JsonReader walk;
     for (bool more = parent.FirstChild(walk); more; more = walk.NextSibling(walk))
-        if (walk.nameLength == child.nameLength && std::memcmp(walk.text + walk.nameOffset, name.data(), name.size()) == 0)
+        if (walk.nameLength == child.nameLength &&
+            std::memcmp(walk.text + walk.nameOffset, name.data(), name.size()) == 0)
             break;
-    if (walk.text != found.text || walk.textLength != found.textLength || walk.nameOffset != found.nameOffset ||
-        walk.nameLength != found.nameLength || walk.valueOffset != found.valueOffset ||
-        walk.valueLength != found.valueLength)
+    if (walk.text != found.text || walk.textLength != found.textLength ||
+        walk.nameOffset != found.nameOffset || walk.nameLength != found.nameLength ||
+        walk.valueOffset != found.valueOffset || walk.valueLength != found.valueLength)
         std::abort();
     int16_t i16;
     int32_t i32;
@@ -107,10 +109,12 @@ void ReadByName(const JsonReader& parent, const JsonReader& child)
     bool b;
     std::string s;
     char small[16];
-    Use(parent.GetInt16(name.c_str(), i16) + parent.GetInt32(name.c_str(), i32) + parent.GetInt64(name.c_str(), i64));
+    Use(parent.GetInt16(name.c_str(), i16) + parent.GetInt32(name.c_str(), i32) +
+        parent.GetInt64(name.c_str(), i64));
     Use(parent.GetUInt16(name.c_str(), u16) + parent.GetUInt32(name.c_str(), u32) +
         parent.GetUInt64(name.c_str(), u64));
-    Use(parent.GetFloat(name.c_str(), f) + parent.GetDouble(name.c_str(), d) + parent.GetBool(name.c_str(), b));
+    Use(parent.GetFloat(name.c_str(), f) + parent.GetDouble(name.c_str(), d) +
+        parent.GetBool(name.c_str(), b));
     Use(parent.GetString(name.c_str(), s) + parent.GetString(name.c_str(), small, sizeof small) +
         parent.GetRawString(name.c_str(), small, sizeof small));
     Use(static_cast<uint64_t>(parent.GetValueLength(name.c_str()) + parent.GetBase64Length(name.c_str())));

@@ -50,7 +50,8 @@ void ReadValue(const JsonReader& r, std::string& scratch)
     // and no allocation per element.
     scratch.resize(static_cast<size_t>(r.valueLength) + 1);
     uint32_t written = 0;
-    if (r.GetString(&scratch[0], static_cast<uint32_t>(scratch.size()), written) && written > static_cast<uint32_t>(r.valueLength))
+    if (r.GetString(&scratch[0], static_cast<uint32_t>(scratch.size()), written) &&
+        written > static_cast<uint32_t>(r.valueLength))
         std::abort();
 }
 

@@ -27,7 +27,23 @@
 namespace
 {
 
-enum class Kind { Object, Array, Int32, Int64, UInt32, UInt64, Hex32, Hex64, Bool, Double, Float, String, Binary, Count };
+enum class Kind
+{
+    Object,
+    Array,
+    Int32,
+    Int64,
+    UInt32,
+    UInt64,
+    Hex32,
+    Hex64,
+    Bool,
+    Double,
+    Float,
+    String,
+    Binary,
+    Count
+};
 
 struct Node
 {
@@ -47,15 +63,16 @@ const char* g_Document = nullptr; // the text being read back, for the report
 
 void Fail(const char* what)
 {
-    fprintf(stderr, "round trip mismatch: %s\ndocument: %s\n", what, g_Document ? g_Document : "(not written)");
+    fprintf(stderr, "round trip mismatch: %s\ndocument: %s\n", what,
+            g_Document ? g_Document : "(not written)");
     abort();
 }
 
-#define CHECK(cond)                                                                                                    \
-    do                                                                                                                 \
-    {                                                                                                                  \
-        if (!(cond))                                                                                                   \
-            Fail(#cond);                                                                                               \
+#define CHECK(cond)                                                                                          \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (!(cond))                                                                                         \
+            Fail(#cond);                                                                                     \
     } while (0)
 
 class Generator
@@ -159,7 +176,8 @@ private:
             else
             {
                 char bytes[4];
-                out.append(bytes, EncodeUtf8(0x80 + m_In.ConsumeIntegral<uint16_t>() % (0x10000 - 0x80), bytes));
+                out.append(bytes,
+                           EncodeUtf8(0x80 + m_In.ConsumeIntegral<uint16_t>() % (0x10000 - 0x80), bytes));
             }
         }
         return out;
@@ -175,17 +193,39 @@ void WriteNode(JsonWriter& w, const Node& n)
     const char* name = n.named ? n.name.c_str() : nullptr;
     switch (n.kind)
     {
-    case Kind::Int32: CHECK(w.Write(name, static_cast<int32_t>(n.i))); break;
-    case Kind::Int64: CHECK(w.Write(name, n.i)); break;
-    case Kind::UInt32: CHECK(w.Write(name, static_cast<uint32_t>(n.u))); break;
-    case Kind::UInt64: CHECK(w.Write(name, n.u)); break;
-    case Kind::Hex32: CHECK(w.WriteHex(name, static_cast<uint32_t>(n.u))); break;
-    case Kind::Hex64: CHECK(w.WriteHex(name, n.u)); break;
-    case Kind::Bool: CHECK(w.Write(name, n.b)); break;
-    case Kind::Double: CHECK(w.Write(name, n.d)); break;
-    case Kind::Float: CHECK(w.Write(name, n.f)); break;
-    case Kind::String: CHECK(w.WriteString(name, n.text.c_str())); break;
-    case Kind::Binary: CHECK(w.WriteBinary(name, n.text.data(), static_cast<uint32_t>(n.text.size()))); break;
+    case Kind::Int32:
+        CHECK(w.Write(name, static_cast<int32_t>(n.i)));
+        break;
+    case Kind::Int64:
+        CHECK(w.Write(name, n.i));
+        break;
+    case Kind::UInt32:
+        CHECK(w.Write(name, static_cast<uint32_t>(n.u)));
+        break;
+    case Kind::UInt64:
+        CHECK(w.Write(name, n.u));
+        break;
+    case Kind::Hex32:
+        CHECK(w.WriteHex(name, static_cast<uint32_t>(n.u)));
+        break;
+    case Kind::Hex64:
+        CHECK(w.WriteHex(name, n.u));
+        break;
+    case Kind::Bool:
+        CHECK(w.Write(name, n.b));
+        break;
+    case Kind::Double:
+        CHECK(w.Write(name, n.d));
+        break;
+    case Kind::Float:
+        CHECK(w.Write(name, n.f));
+        break;
+    case Kind::String:
+        CHECK(w.WriteString(name, n.text.c_str()));
+        break;
+    case Kind::Binary:
+        CHECK(w.WriteBinary(name, n.text.data(), static_cast<uint32_t>(n.text.size())));
+        break;
     default:
         CHECK(n.kind == Kind::Object ? w.Begin(name) : w.BeginArray(name));
         for (const Node& child : n.children)
@@ -195,7 +235,8 @@ void WriteNode(JsonWriter& w, const Node& n)
 }
 
 // A floating value comes back as precise as its written text.
-template <class T> T AsWritten(const char* format, T v, T (*parse)(const char*, char**))
+template <class T>
+T AsWritten(const char* format, T v, T (*parse)(const char*, char**))
 {
     char text[1100];
     snprintf(text, sizeof text, format, static_cast<double>(v));
@@ -214,16 +255,32 @@ void CheckValue(const JsonReader& r, const Node& n)
     float f = 0;
     switch (n.kind)
     {
-    case Kind::Int32: CHECK(r.GetInt32(i32) && i32 == static_cast<int32_t>(n.i)); break;
-    case Kind::Int64: CHECK(r.GetInt64(i64) && i64 == n.i); break;
+    case Kind::Int32:
+        CHECK(r.GetInt32(i32) && i32 == static_cast<int32_t>(n.i));
+        break;
+    case Kind::Int64:
+        CHECK(r.GetInt64(i64) && i64 == n.i);
+        break;
     case Kind::UInt32:
-    case Kind::Hex32: CHECK(r.GetUInt32(u32) && u32 == static_cast<uint32_t>(n.u)); break;
+    case Kind::Hex32:
+        CHECK(r.GetUInt32(u32) && u32 == static_cast<uint32_t>(n.u));
+        break;
     case Kind::UInt64:
-    case Kind::Hex64: CHECK(r.GetUInt64(u64) && u64 == n.u); break;
-    case Kind::Bool: CHECK(r.GetBool(b) && b == n.b); break;
-    case Kind::Double: CHECK(r.GetDouble(d) && d == AsWritten<double>(DoubleWriteFormat, n.d, strtod)); break;
-    case Kind::Float: CHECK(r.GetFloat(f) && f == AsWritten<float>(FloatWriteFormat, n.f, strtof)); break;
-    case Kind::String: CHECK(r.GetString(s) && s == n.text); break;
+    case Kind::Hex64:
+        CHECK(r.GetUInt64(u64) && u64 == n.u);
+        break;
+    case Kind::Bool:
+        CHECK(r.GetBool(b) && b == n.b);
+        break;
+    case Kind::Double:
+        CHECK(r.GetDouble(d) && d == AsWritten<double>(DoubleWriteFormat, n.d, strtod));
+        break;
+    case Kind::Float:
+        CHECK(r.GetFloat(f) && f == AsWritten<float>(FloatWriteFormat, n.f, strtof));
+        break;
+    case Kind::String:
+        CHECK(r.GetString(s) && s == n.text);
+        break;
     case Kind::Binary:
     {
         CHECK(r.GetString(s));
@@ -267,7 +324,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Generator generator(in, equals);
     const Node root = generator.Container(in.ConsumeBool(), 1);
 
-    auto write = [&](JsonWriter& w) {
+    auto write = [&](JsonWriter& w)
+    {
         w.SetPretty(pretty);
         w.SetEscapeUnicode(escapeUnicode);
         WriteNode(w, root);

@@ -2,10 +2,10 @@
 // checks that whatever it accepts the relaxed reader parses too.
 // A sink that really formats each message is installed, so the '%s' of the
 // extra-content message is exercised as well.
-#include "support/formatting_sink.h"
 #include "json/json_reader.h"
 #include "json/json_validator.h"
 #include "log/stub_log.h"
+#include "support/formatting_sink.h"
 
 #include <cstdarg>
 #include <cstdint>
@@ -17,7 +17,6 @@
 
 namespace
 {
-
 
 const bool kSinkInstalled = StubLog::Install(std::make_unique<FormattingSink>(), DirectFile);
 
@@ -69,7 +68,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (whole && members == false)
     {
         size_t i = 0;
-        while (i < size && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r' || text[i] == '\v'))
+        while (i < size &&
+               (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' || text[i] == '\r' || text[i] == '\v'))
             ++i;
         if (i < size && text[i] == '{')
             __builtin_trap();
@@ -81,7 +81,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (whole && IsWellFormedUtf8(data, size))
     {
         JsonReader reader;
-        if (!reader.Parse(text.data(), static_cast<uint32_t>(size)) || !(reader.IsObject() || reader.IsArray()))
+        if (!reader.Parse(text.data(), static_cast<uint32_t>(size)) ||
+            !(reader.IsObject() || reader.IsArray()))
             __builtin_trap();
     }
     return 0;

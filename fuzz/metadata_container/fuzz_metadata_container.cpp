@@ -3,12 +3,12 @@
 // decryption sees the bytes as they were. Checks that opening the container
 // gives the bytes back exactly, and that text recognised as plain JSON reads
 // the same whether it is loaded plain or packed.
-#include "support/formatting_sink.h"
-#include "support/metadata_describe.h"
 #include "log/stub_log.h"
 #include "metadata/metadata_container.h"
 #include "metadata/metadata_status.h"
 #include "metadata/title_metadata.h"
+#include "support/formatting_sink.h"
+#include "support/metadata_describe.h"
 
 #include <cstdint>
 #include <cstdio>

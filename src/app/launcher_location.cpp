@@ -27,8 +27,8 @@ bool LocateLauncher(std::wstring& path)
     wchar_t buffer[kRegistryBufferBytes / sizeof(wchar_t)] = {};
     DWORD size = kRegistryBufferBytes;
     // The key names the 32-bit view itself, so no view flag is added.
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, kLauncherRegistryKey, kLauncherRegistryValue, RRF_RT_REG_SZ, nullptr, buffer,
-                     &size) != ERROR_SUCCESS)
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, kLauncherRegistryKey, kLauncherRegistryValue, RRF_RT_REG_SZ, nullptr,
+                     buffer, &size) != ERROR_SUCCESS)
         return false;
     path = buffer;
     path += kLauncherExeSuffix;

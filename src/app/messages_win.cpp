@@ -76,7 +76,8 @@ bool FindMessageText(const void* module, uint16_t language, uint32_t id, std::ws
             const char* utf8 = reinterpret_cast<const char*>(at);
             const int wide = MultiByteToWideChar(CP_UTF8, 0, utf8, length, nullptr, 0);
             text.resize(static_cast<size_t>(wide));
-            return length == 0 || (wide > 0 && MultiByteToWideChar(CP_UTF8, 0, utf8, length, &text[0], wide) == wide);
+            return length == 0 ||
+                   (wide > 0 && MultiByteToWideChar(CP_UTF8, 0, utf8, length, &text[0], wide) == wide);
         }
         at += length;
     }

@@ -339,7 +339,8 @@ MemberIndex& IndexFor(const char* container, uint32_t length)
 
 inline bool SameName(const MemberIndex& index, const IndexedChild& c, const char* name, size_t n)
 {
-    return static_cast<size_t>(c.nameLength) == n && std::memcmp(index.container + c.base + c.nameOffset, name, n) == 0;
+    return static_cast<size_t>(c.nameLength) == n &&
+           std::memcmp(index.container + c.base + c.nameOffset, name, n) == 0;
 }
 
 // The first recorded child named `name`, or -1.
@@ -411,11 +412,13 @@ struct JsonMemberLookup
 
     static bool Find(const JsonReader& parent, const char* name, JsonReader& member)
     {
-        if (!name || !parent.IsValid() || parent.valueLength < 1 || !IsOpener(parent.text[parent.valueOffset]))
+        if (!name || !parent.IsValid() || parent.valueLength < 1 ||
+            !IsOpener(parent.text[parent.valueOffset]))
             return false;
         const size_t n = std::strlen(name);
         const char* container = parent.text + parent.valueOffset;
-        MemberIndex& index = IndexFor(container, parent.textLength - static_cast<uint32_t>(parent.valueOffset));
+        MemberIndex& index =
+            IndexFor(container, parent.textLength - static_cast<uint32_t>(parent.valueOffset));
 
         if (n > 0 && index.count > 0)
         {
@@ -503,7 +506,8 @@ const char* JsonReader::ValueText(int32_t& length) const
     return text + valueOffset;
 }
 
-bool JsonReader::Unescape(int32_t rawOffset, int32_t rawLength, char* buffer, uint32_t size, uint32_t& written) const
+bool JsonReader::Unescape(int32_t rawOffset, int32_t rawLength, char* buffer, uint32_t size,
+                          uint32_t& written) const
 {
     if (!buffer || rawLength < 0 || size <= static_cast<uint32_t>(rawLength))
         return false;
@@ -517,7 +521,8 @@ bool JsonReader::Unescape(int32_t rawOffset, int32_t rawLength, char* buffer, ui
     {
         // Copy the run up to the next backslash in one go.
         const void* slash = std::memchr(raw + i, '\\', static_cast<size_t>(rawLength - i));
-        const int32_t run = slash ? static_cast<int32_t>(static_cast<const char*>(slash) - (raw + i)) : rawLength - i;
+        const int32_t run =
+            slash ? static_cast<int32_t>(static_cast<const char*>(slash) - (raw + i)) : rawLength - i;
         std::memcpy(buffer + out, raw + i, static_cast<size_t>(run));
         out += static_cast<uint32_t>(run);
         i += run;
@@ -638,12 +643,12 @@ const char* JsonReader::GetValueText(const char* name, int32_t& length) const
     return ValueText(length);
 }
 
-#define KVO_JSON_TYPED_READ(Method, Type, Convert)                                                                     \
-    bool JsonReader::Method(Type& value) const                                                                         \
-    {                                                                                                                  \
-        int32_t length = 0;                                                                                            \
-        const char* t = ValueText(length);                                                                             \
-        return Convert(t, length, value);                                                                              \
+#define KVO_JSON_TYPED_READ(Method, Type, Convert)                                                           \
+    bool JsonReader::Method(Type& value) const                                                               \
+    {                                                                                                        \
+        int32_t length = 0;                                                                                  \
+        const char* t = ValueText(length);                                                                   \
+        return Convert(t, length, value);                                                                    \
     }
 
 KVO_JSON_TYPED_READ(GetInt8, int8_t, TextToInt8)
@@ -741,11 +746,11 @@ bool JsonReader::AsDocument(const char* name, JsonReader& document) const
     return FindMember(name, member) && member.AsDocument(document);
 }
 
-#define KVO_JSON_NAMED_READ(Method, Type)                                                                              \
-    bool JsonReader::Method(const char* name, Type& value) const                                                       \
-    {                                                                                                                  \
-        JsonReader member;                                                                                             \
-        return FindMember(name, member) && member.Method(value);                                                       \
+#define KVO_JSON_NAMED_READ(Method, Type)                                                                    \
+    bool JsonReader::Method(const char* name, Type& value) const                                             \
+    {                                                                                                        \
+        JsonReader member;                                                                                   \
+        return FindMember(name, member) && member.Method(value);                                             \
     }
 
 KVO_JSON_NAMED_READ(GetInt16, int16_t)

@@ -8,7 +8,8 @@
 #define KVO_JSON_SSE2 1
 #endif
 
-#if defined(KVO_JSON_SSE2) && defined(__x86_64__) && !defined(_WIN32) && (defined(__GNUC__) || defined(__clang__))
+#if defined(KVO_JSON_SSE2) && defined(__x86_64__) && !defined(_WIN32) &&                                     \
+    (defined(__GNUC__) || defined(__clang__))
 // 256-bit registers only where the ABI keeps the stack 32-byte aligned for
 // spills; the Windows toolchain does not, so that build stays with SSE2.
 #include <immintrin.h>
@@ -178,8 +179,8 @@ struct Sse2Loader
 #if defined(KVO_JSON_AVX2)
 struct Avx2Loader
 {
-    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) KVO_NO_ASAN static inline BlockMasks Load(
-        const char* p, char open, char close)
+    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) KVO_NO_ASAN static inline BlockMasks
+    Load(const char* p, char open, char close)
     {
         const __m256i vq = _mm256_set1_epi8('"');
         const __m256i vb = _mm256_set1_epi8('\\');
@@ -188,7 +189,9 @@ struct Avx2Loader
         const __m256i vz = _mm256_setzero_si256();
         const __m256i lo = _mm256_load_si256(reinterpret_cast<const __m256i*>(p));
         const __m256i hi = _mm256_load_si256(reinterpret_cast<const __m256i*>(p + 32));
-        auto mask = [](__m256i a, __m256i b, __m256i needle) __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) {
+        auto mask = [](__m256i a, __m256i b, __m256i needle)
+            __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline))
+        {
             uint64_t l = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a, needle)));
             uint64_t h = uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(b, needle)));
             return l | (h << 32);
@@ -204,7 +207,8 @@ struct Avx2Loader
         return m;
     }
     // A carry-less multiply by all ones is the prefix XOR in one instruction.
-    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) static inline uint64_t InsideQuotes(uint64_t quotes)
+    __attribute__((target("avx2,pclmul,popcnt,bmi"), always_inline)) static inline uint64_t
+    InsideQuotes(uint64_t quotes)
     {
         const __m128i product =
             _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<int64_t>(quotes)), _mm_set1_epi8(-1), 0);
@@ -234,7 +238,8 @@ struct Avx2Loader
 
 bool HasAvx2()
 {
-    static const bool has = [] {
+    static const bool has = []
+    {
         __builtin_cpu_init();
         return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("pclmul") &&
                __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("bmi");
@@ -281,9 +286,9 @@ inline bool StaysInPage16(const char* p)
 KVO_NO_ASAN inline int FirstStringSpecial(const char* p)
 {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('"')),
-                                                  _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'))),
-                                     _mm_cmpeq_epi8(v, _mm_setzero_si128()));
+    const __m128i hit = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('"')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'))),
+        _mm_cmpeq_epi8(v, _mm_setzero_si128()));
     const uint32_t mask = uint32_t(_mm_movemask_epi8(hit));
     return mask ? Ctz(mask) : 16;
 }

@@ -98,7 +98,8 @@ bool ScanInteger(const char* s, int32_t n, IntBase mode, uint64_t& out)
     if (mode == IntBase::Hex)
         base = 16;
     const bool hexPrefixAllowed = mode != IntBase::Decimal;
-    if (hexPrefixAllowed && i + 2 < n && s[i] == '0' && (s[i + 1] == 'x' || s[i + 1] == 'X') && HexValue(s[i + 2]) >= 0)
+    if (hexPrefixAllowed && i + 2 < n && s[i] == '0' && (s[i + 1] == 'x' || s[i + 1] == 'X') &&
+        HexValue(s[i + 2]) >= 0)
     {
         base = 16;
         i += 2;
@@ -166,8 +167,8 @@ inline uint32_t Base64Value(char c)
 
 inline bool IsBase64Char(char c)
 {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/' ||
-           c == '=';
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
+           c == '/' || c == '=';
 }
 
 uint64_t EncodedSize64(uint32_t size)
@@ -256,11 +257,21 @@ int32_t DecodeEscape(const char* p, int32_t available, uint32_t& codePoint)
     }
     switch (*p)
     {
-    case 'b': codePoint = 0x08; return 1;
-    case 'f': codePoint = 0x0C; return 1;
-    case 'n': codePoint = 0x0A; return 1;
-    case 'r': codePoint = 0x0D; return 1;
-    case 't': codePoint = 0x09; return 1;
+    case 'b':
+        codePoint = 0x08;
+        return 1;
+    case 'f':
+        codePoint = 0x0C;
+        return 1;
+    case 'n':
+        codePoint = 0x0A;
+        return 1;
+    case 'r':
+        codePoint = 0x0D;
+        return 1;
+    case 't':
+        codePoint = 0x09;
+        return 1;
     case 'u':
     {
         uint32_t value = 0;
@@ -325,7 +336,8 @@ uint32_t EncodeUtf8(uint32_t cp, char* out)
 
 uint32_t DecodeUtf8(const char* text, int32_t length, int32_t& position)
 {
-    if (!text || length <= 0 || text[0] == '\0' || position < 0 || position >= length || text[position] == '\0')
+    if (!text || length <= 0 || text[0] == '\0' || position < 0 || position >= length ||
+        text[position] == '\0')
         return 0;
     static const uint32_t kOffsets[4] = {0, 0x3080, 0xE2080, 0x3C82080};
     int32_t p = position;

@@ -101,7 +101,8 @@ uint32_t Base64DecodedSize(const char* text, uint32_t length);
 // cleared over its whole capacity first. outLength, when given, receives the
 // encoded size including the NUL. False for missing pointers, a size or
 // capacity of 0, or a capacity below Base64EncodedSize(size).
-bool Base64Encode(const void* data, uint32_t size, char* out, uint32_t capacity, uint32_t* outLength = nullptr);
+bool Base64Encode(const void* data, uint32_t size, char* out, uint32_t capacity,
+                  uint32_t* outLength = nullptr);
 
 // Decodes a NUL-terminated text into at most capacity bytes. outLength is set
 // to 0 first and then to the bytes written. False for a missing text, a

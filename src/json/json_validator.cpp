@@ -79,7 +79,10 @@ void SkipBlanks(ValidatorState& s)
 }
 
 // printf's %c prints the low byte of what it is given, as the messages expect.
-int AsChar(uint32_t c) { return static_cast<int>(c & 0xFF); }
+int AsChar(uint32_t c)
+{
+    return static_cast<int>(c & 0xFF);
+}
 
 bool ValidateValue(ValidatorState& s);
 
@@ -88,8 +91,8 @@ bool ValidateString(ValidatorState& s)
     const uint32_t first = Take(s);
     if (first != '"')
     {
-        StubLog::Printf("JSON Validation Error: line %d char %d, expected '%c' and got '%c'", s.line, s.column, '"',
-                        AsChar(first));
+        StubLog::Printf("JSON Validation Error: line %d char %d, expected '%c' and got '%c'", s.line,
+                        s.column, '"', AsChar(first));
         return false;
     }
     for (;;)
@@ -104,9 +107,10 @@ bool ValidateString(ValidatorState& s)
                 continue;
             if (e != 'u')
             {
-                StubLog::Printf("JSON Validation Error: line %d char %d, found an invalid escape sequence '\\%c' while "
-                                "parsing string",
-                                s.line, s.column, AsChar(e));
+                StubLog::Printf(
+                    "JSON Validation Error: line %d char %d, found an invalid escape sequence '\\%c' while "
+                    "parsing string",
+                    s.line, s.column, AsChar(e));
                 return false;
             }
             for (int i = 0; i < 4; ++i)
@@ -114,9 +118,10 @@ bool ValidateString(ValidatorState& s)
                 const uint32_t h = Take(s);
                 if (!IsHexDigit(h))
                 {
-                    StubLog::Printf("JSON Validation Error: line %d char %d, found an invalid hex digit '%c' while "
-                                    "parsing unicode escape sequence",
-                                    s.line, s.column, AsChar(h));
+                    StubLog::Printf(
+                        "JSON Validation Error: line %d char %d, found an invalid hex digit '%c' while "
+                        "parsing unicode escape sequence",
+                        s.line, s.column, AsChar(h));
                     return false;
                 }
             }
@@ -126,8 +131,9 @@ bool ValidateString(ValidatorState& s)
         // unterminated string ends here too.
         if (IsControl(c))
         {
-            StubLog::Printf("JSON Validation Error: line %d char %d, found a control character 0x%x while parsing string",
-                            s.line, s.column, static_cast<unsigned>(c));
+            StubLog::Printf(
+                "JSON Validation Error: line %d char %d, found a control character 0x%x while parsing string",
+                s.line, s.column, static_cast<unsigned>(c));
             return false;
         }
     }
@@ -191,8 +197,8 @@ bool ValidateLiteral(ValidatorState& s, const char* literal)
         const uint32_t c = Take(s);
         if ((c & 0xFF) != static_cast<unsigned char>(*p))
         {
-            StubLog::Printf("JSON Validation Error: line %d char %d, reading literal \"%s\" and got '%c'", s.line,
-                            s.column, literal, AsChar(c));
+            StubLog::Printf("JSON Validation Error: line %d char %d, reading literal \"%s\" and got '%c'",
+                            s.line, s.column, literal, AsChar(c));
             return false;
         }
     }
@@ -206,8 +212,8 @@ void LogDepth()
 
 void LogObjectExpected(const ValidatorState& s, char expected, uint32_t got)
 {
-    StubLog::Printf("JSON Validation Error: line %d char %d, reading object, expected '%c' and got '%c'", s.line,
-                    s.column, expected, AsChar(got));
+    StubLog::Printf("JSON Validation Error: line %d char %d, reading object, expected '%c' and got '%c'",
+                    s.line, s.column, expected, AsChar(got));
 }
 
 // A member name, its colon and its value, leaving blanks after the value skipped.
@@ -274,8 +280,8 @@ bool ValidateObject(ValidatorState& s, bool bracesOmitted)
 
 void LogArrayExpected(const ValidatorState& s, char expected, uint32_t got)
 {
-    StubLog::Printf("JSON Validation Error: line %d char %d, reading array, expected '%c' and got '%c'", s.line,
-                    s.column, expected, AsChar(got));
+    StubLog::Printf("JSON Validation Error: line %d char %d, reading array, expected '%c' and got '%c'",
+                    s.line, s.column, expected, AsChar(got));
 }
 
 bool ValidateArray(ValidatorState& s)
@@ -348,8 +354,8 @@ bool ValidateValue(ValidatorState& s)
     }
     if (c == '-' || IsDigit(c))
         return ValidateNumber(s);
-    StubLog::Printf("JSON Validation Error: line %d char %d, reading a value, found unexpected char '%c'", s.line,
-                    s.column, AsChar(c));
+    StubLog::Printf("JSON Validation Error: line %d char %d, reading a value, found unexpected char '%c'",
+                    s.line, s.column, AsChar(c));
     return false;
 }
 
@@ -374,15 +380,16 @@ bool Validate(const char* text, int32_t length)
     }
     else
     {
-        StubLog::Printf("JSON Validation Error: line %d, character '%c' was not { or [", s.line, AsChar(first));
+        StubLog::Printf("JSON Validation Error: line %d, character '%c' was not { or [", s.line,
+                        AsChar(first));
         rootOk = false;
     }
     if (s.cursor < s.end)
         SkipBlanks(s);
     if (s.cursor == s.end)
         return rootOk;
-    StubLog::Printf("JSON Validation Error: line %d char %d, extra data following end of first object", s.line,
-                    s.column);
+    StubLog::Printf("JSON Validation Error: line %d char %d, extra data following end of first object",
+                    s.line, s.column);
     // The cursor never passes the terminating NUL, so this stays inside the text.
     StubLog::Printf("JSON Validation Error: extra content = '%s'", s.cursor);
     return false;

@@ -362,12 +362,23 @@ bool JsonWriter::WriteEscaped(const char* text, int32_t length)
             char letter = static_cast<char>(b);
             switch (b)
             {
-            case '\b': letter = 'b'; break;
-            case '\f': letter = 'f'; break;
-            case '\n': letter = 'n'; break;
-            case '\r': letter = 'r'; break;
-            case '\t': letter = 't'; break;
-            default: break; // the double quote and the backslash stand for themselves
+            case '\b':
+                letter = 'b';
+                break;
+            case '\f':
+                letter = 'f';
+                break;
+            case '\n':
+                letter = 'n';
+                break;
+            case '\r':
+                letter = 'r';
+                break;
+            case '\t':
+                letter = 't';
+                break;
+            default:
+                break; // the double quote and the backslash stand for themselves
             }
             escape[0] = '\\';
             escape[1] = letter;

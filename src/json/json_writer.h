@@ -84,7 +84,8 @@ public:
 #if defined(__GNUC__)
     __attribute__((format(printf, 3, 4)))
 #endif
-    bool WriteFormatted(const char* name, const char* format, ...);
+    bool
+    WriteFormatted(const char* name, const char* format, ...);
     // The text as it stands: neither escaped nor quoted.
     bool WriteRawValue(const char* name, const char* text);
     // The data as Base64; size 0 writes nothing at all. The encoding goes
@@ -99,8 +100,14 @@ public:
     bool WriteRaw(char c);
 
 private:
-    bool IsObject() const { return m_Depth >= 1 && (m_ContainerBits & 1u) != 0; }
-    bool IsArray() const { return m_Depth >= 1 && (m_ContainerBits & 1u) == 0; }
+    bool IsObject() const
+    {
+        return m_Depth >= 1 && (m_ContainerBits & 1u) != 0;
+    }
+    bool IsArray() const
+    {
+        return m_Depth >= 1 && (m_ContainerBits & 1u) == 0;
+    }
     bool NameAllowed(const char* name) const;
     void Reset();
     void ReleaseGrowable();

@@ -27,7 +27,8 @@ constexpr uint32_t kTrustSubjectNotTrusted = 0x800B0004; // TRUST_E_SUBJECT_NOT_
 constexpr char kIndirectDataOid[] = "1.3.6.1.4.1.311.2.1.4";
 constexpr uint16_t kPkcsSignedData = 2;
 
-template <typename T, void (*Free)(T*)> struct Deleter
+template <typename T, void (*Free)(T*)>
+struct Deleter
 {
     void operator()(T* p) const { Free(p); }
 };

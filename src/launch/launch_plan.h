@@ -20,10 +20,10 @@ namespace LaunchPlan
 // inspects.
 class FolderProbe
 {
-  public:
+public:
     virtual bool FileExists(const std::string& path) = 0;
 
-  protected:
+protected:
     ~FolderProbe() = default;
 };
 
@@ -84,7 +84,8 @@ bool PlanInstaller(uint32_t platform, const char* steamInstallerPath, bool signe
 
 // Whether PATH names a network share or a device ("\\server\share",
 // "\\?\UNC\...", "\\.\device"): fetched from another machine, or not a file.
-template <class String> bool NamesNetworkOrDevice(const String& path)
+template <class String>
+bool NamesNetworkOrDevice(const String& path)
 {
     const auto separator = [](typename String::value_type c) { return c == '\\' || c == '/'; };
     return path.size() >= 2 && separator(path[0]) && separator(path[1]);

@@ -22,7 +22,7 @@ namespace
 // The launch plan's view of the game folder: the working directory.
 class WorkingFolder final : public LaunchPlan::FolderProbe
 {
-  public:
+public:
     bool FileExists(const std::string& path) override { return ::FileExists(ToWide(path)); }
 };
 
@@ -34,7 +34,8 @@ std::wstring AbsoluteInstallerPath(const std::wstring& program)
     std::wstring full(MAX_PATH, L'\0');
     for (;;)
     {
-        const DWORD length = GetFullPathNameW(program.c_str(), static_cast<DWORD>(full.size()), &full[0], nullptr);
+        const DWORD length =
+            GetFullPathNameW(program.c_str(), static_cast<DWORD>(full.size()), &full[0], nullptr);
         if (length == 0)
             return program;
         if (length < full.size())

@@ -3,8 +3,8 @@
 #include "log/stub_log.h"
 #include "util/win_handle.h"
 
-#include <shellapi.h>
 #include <windows.h>
+#include <shellapi.h>
 
 bool LaunchProcess(const wchar_t* file, const wchar_t* parameters, bool elevate, bool waitForExit)
 {

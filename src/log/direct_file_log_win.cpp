@@ -39,7 +39,8 @@ bool DirectFileLog::Open()
         return false;
     CriticalSectionGuard guard(g_FileHandleLock);
     // No sharing: nobody else writes to or reads the log while the stub runs.
-    m_File.Reset(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    m_File.Reset(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     m_Opened = true;
     if (!m_File)
         return false;
@@ -71,7 +72,8 @@ bool DirectFileLog::WriteLine(const char* format, va_list args)
         if (m_File)
         {
             DWORD written = 0;
-            ok = WriteFile(m_File.Get(), line, static_cast<DWORD>(length), &written, nullptr) && written == length;
+            ok = WriteFile(m_File.Get(), line, static_cast<DWORD>(length), &written, nullptr) &&
+                 written == length;
         }
     }
     SetLastError(pending);

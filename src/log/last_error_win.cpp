@@ -18,13 +18,14 @@ uint32_t LogSink::LogLastError(const char* context, bool onlyIfSet)
     // The wide text, written as UTF-8 like every other line: the narrow form
     // would come in the system's ANSI code page (1251, 932, ...).
     wchar_t wide[1024];
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code,
-                                        MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), wide, 1024, nullptr);
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                        code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), wide, 1024, nullptr);
     const std::string text = length > 0 ? ToUtf8(std::wstring(wide, length)) : std::string();
     if (context)
         WriteFormatted("%s", context);
     if (length > 0)
-        WriteFormatted("Last error: %d (0x%x): %s", static_cast<int>(code), static_cast<unsigned>(code), text.c_str());
+        WriteFormatted("Last error: %d (0x%x): %s", static_cast<int>(code), static_cast<unsigned>(code),
+                       text.c_str());
     else
         WriteFormatted("Last error: %d (0x%x): (unknown error)", static_cast<int>(code),
                        static_cast<unsigned>(code));

@@ -26,10 +26,12 @@ public:
     }
     // Formats one conversion whose argument is already taken, through the
     // runtime, so that flags, width and precision keep their usual meaning.
-    template <typename T> void AppendOne(const char* conversion, T value)
+    template <typename T>
+    void AppendOne(const char* conversion, T value)
     {
         std::size_t room = Room();
-        int n = std::snprintf(m_Size > 0 ? m_Out + m_Used : nullptr, m_Size > 0 ? room + 1 : 0, conversion, value);
+        int n = std::snprintf(m_Size > 0 ? m_Out + m_Used : nullptr, m_Size > 0 ? room + 1 : 0, conversion,
+                              value);
         if (n < 0)
             return;
         std::size_t length = static_cast<std::size_t>(n);
@@ -63,7 +65,11 @@ public:
             m_Text[m_Length++] = c;
         m_Text[m_Length] = '\0';
     }
-    void AddNumber(int value) { std::snprintf(m_Text + m_Length, sizeof m_Text - m_Length, "%d", value), m_Length = std::strlen(m_Text); }
+    void AddNumber(int value)
+    {
+        std::snprintf(m_Text + m_Length, sizeof m_Text - m_Length, "%d", value),
+            m_Length = std::strlen(m_Text);
+    }
     // The conversion with its length and type letters appended.
     const char* With(const char* tail)
     {
@@ -185,7 +191,7 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
         case 'X':
         case 'p':
         {
-            unsigned long long value = type == 'p'               ? reinterpret_cast<std::uintptr_t>(va_arg(ap, void*))
+            unsigned long long value = type == 'p' ? reinterpret_cast<std::uintptr_t>(va_arg(ap, void*))
                                        : longs >= 2 || wide64 ? va_arg(ap, unsigned long long)
                                        : sized                ? va_arg(ap, std::uintptr_t)
                                        : longs == 1           ? va_arg(ap, unsigned long)
@@ -240,7 +246,8 @@ int FormatLogText(char* out, std::size_t size, const char* format, va_list args)
         case 'A':
             // Long doubles are not logged anywhere; their bits are taken all the same.
             if (longDouble)
-                result.AppendOne(conversion.With(TypeTail("", type, tail)), static_cast<double>(va_arg(ap, long double)));
+                result.AppendOne(conversion.With(TypeTail("", type, tail)),
+                                 static_cast<double>(va_arg(ap, long double)));
             else
                 result.AppendOne(conversion.With(TypeTail("", type, tail)), va_arg(ap, double));
             break;

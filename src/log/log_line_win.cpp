@@ -24,19 +24,20 @@ std::size_t FormatLine(char (&buffer)[kLineBufferSize], bool withIds, const char
     const int messageEnd = static_cast<int>(kLineBufferSize) - 3;
     int s;
     if (withIds)
-        s = std::snprintf(buffer, stampRoom, "[%4d-%02d-%02d %02d:%02d:%02d.%03d] [%6d] [%4X] ", t.wYear, t.wMonth,
-                          t.wDay, t.wHour, t.wMinute, t.wSecond, t.wMilliseconds,
-                          static_cast<int>(GetCurrentProcessId()), static_cast<unsigned>(GetCurrentThreadId()));
+        s = std::snprintf(buffer, stampRoom, "[%4d-%02d-%02d %02d:%02d:%02d.%03d] [%6d] [%4X] ", t.wYear,
+                          t.wMonth, t.wDay, t.wHour, t.wMinute, t.wSecond, t.wMilliseconds,
+                          static_cast<int>(GetCurrentProcessId()),
+                          static_cast<unsigned>(GetCurrentThreadId()));
     else
-        s = std::snprintf(buffer, stampRoom, "[%4d-%02d-%02d %02d:%02d:%02d.%03d] ", t.wYear, t.wMonth, t.wDay,
-                          t.wHour, t.wMinute, t.wSecond, t.wMilliseconds);
+        s = std::snprintf(buffer, stampRoom, "[%4d-%02d-%02d %02d:%02d:%02d.%03d] ", t.wYear, t.wMonth,
+                          t.wDay, t.wHour, t.wMinute, t.wSecond, t.wMilliseconds);
     if (s < 0 || s >= messageEnd)
         s = 0;
     const int room = messageEnd - s;
     int m = FormatLogText(buffer + s, static_cast<std::size_t>(room), format, args);
     if (m < 0)
         m = s > 0 ? -1 : 0; // unformattable: the line end replaces the stamp's blank
-    else if (m >= room) // cut to its room rather than dropped, on a character boundary
+    else if (m >= room)     // cut to its room rather than dropped, on a character boundary
         m = static_cast<int>(Utf8WholePrefix(buffer + s, static_cast<std::size_t>(room - 1)));
     const std::size_t length = static_cast<std::size_t>(s + m) + 2;
     buffer[s + m] = '\r';

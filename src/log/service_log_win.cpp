@@ -19,12 +19,12 @@ namespace
 CriticalSection g_LogBufferLock;
 CriticalSection g_FlushScheduleLock;
 
-std::string g_Buffer;                      // LogBufferLock
-std::atomic<std::size_t> g_BufferSize{0};  // mirrors g_Buffer.size(), read without the lock
-HANDLE g_FlushEvent = nullptr;             // FlushScheduleLock
-HANDLE g_FlushWait = nullptr;              // FlushScheduleLock
+std::string g_Buffer;                     // LogBufferLock
+std::atomic<std::size_t> g_BufferSize{0}; // mirrors g_Buffer.size(), read without the lock
+HANDLE g_FlushEvent = nullptr;            // FlushScheduleLock
+HANDLE g_FlushWait = nullptr;             // FlushScheduleLock
 std::atomic<bool> g_TrimEnabled{false};
-int64_t g_LastSizeCheck = 0;               // only touched inside flushes
+int64_t g_LastSizeCheck = 0; // only touched inside flushes
 // Flush callbacks that have started and not yet returned; Close waits for 0.
 std::atomic<int> g_CallbacksRunning{0};
 
@@ -181,8 +181,8 @@ void ServiceLog::Flush()
         return;
     if (g_TrimEnabled)
         Trim(path.c_str());
-    FileHandle file(CreateFileW(path.c_str(), FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
-                                nullptr));
+    FileHandle file(
+        CreateFileW(path.c_str(), FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return; // the lines wait for the next flush
     if (GetLastError() == ERROR_ALREADY_EXISTS)
@@ -202,7 +202,8 @@ void ServiceLog::Trim(const wchar_t* path)
     g_LastSizeCheck = now;
     LARGE_INTEGER size;
     {
-        FileHandle file(CreateFileW(path, FILE_READ_DATA, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        FileHandle file(
+            CreateFileW(path, FILE_READ_DATA, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!file)
             return;
         if (!GetFileSizeEx(file.Get(), &size))

@@ -56,7 +56,8 @@ uint32_t JsonTitleMetadata::ReadField(MetadataField& field)
 uint32_t JsonTitleMetadata::ParseMember(MetadataField& field, const JsonReader* member)
 {
     if (!member)
-        return field.IsRequired() ? MetadataStatus::RequiredFieldMissing : MetadataStatus::OptionalFieldMissing;
+        return field.IsRequired() ? MetadataStatus::RequiredFieldMissing
+                                  : MetadataStatus::OptionalFieldMissing;
     if (!field.ParseValue(*member))
     {
         MetadataLog(Error, "Could not read field '%s', field was not found in metadata.", field.GetName());
@@ -138,7 +139,8 @@ uint32_t JsonTitleMetadata::ReadAllFields()
                 if (!members.Find(field->GetName()))
                     field->MarkAbsent();
     }
-    auto read = [&](MetadataField& field) {
+    auto read = [&](MetadataField& field)
+    {
         // Without a document each read reports that, as a getter would.
         if (field.IsPresent() || !document.IsValid())
             return ReadField(field);

@@ -21,6 +21,8 @@ public:
     void Clear() override;
     uint32_t GetLastStatus() override { return lastStatus; }
 
+// The key table expands here, one member a row.
+// clang-format off
 #define KVO_FIELD(Type, member, key, use, Getter, access) KVO_GETTER_##access(Type, member, Getter)
 #define KVO_GETTER_Read(Type, member, Getter)                                                                \
     Type::Handed Getter() override { return Read(fields.member); }
@@ -32,8 +34,15 @@ public:
 #undef KVO_GETTER_Read
 #undef KVO_GETTER_Own
 #undef KVO_GETTER_None
-    const char* GetCloudSaveRootName() override { return CloudSaveRootKeyword(fields.cloudSaveRoot.Value()); }
-    bool HasSteamAppIds() override { return GetSteamAppIds().Count() != 0; }
+    // clang-format on
+    const char* GetCloudSaveRootName() override
+    {
+        return CloudSaveRootKeyword(fields.cloudSaveRoot.Value());
+    }
+    bool HasSteamAppIds() override
+    {
+        return GetSteamAppIds().Count() != 0;
+    }
     bool HasEpicConfig() override;
 
     // The step behind every getter: parses the field on its first successful read.
@@ -43,7 +52,10 @@ public:
     // optional field is logged and keeps its value.
     uint32_t ReadAllFields();
 
-    const MetadataFieldTable& Fields() const { return fields; }
+    const MetadataFieldTable& Fields() const
+    {
+        return fields;
+    }
 
 private:
     // Parses the member found for `field` (null: the document has none).

@@ -7,7 +7,8 @@
 #include <cstring>
 
 #if !defined(KVO_CONTAINER_KEY_HEX) && !defined(KVO_CONTAINER_KEY_INCLUDE)
-#error "KVO_CONTAINER_KEY_HEX or KVO_CONTAINER_KEY_INCLUDE must give the 64 hexadecimal digits of the container key"
+#error                                                                                                       \
+    "KVO_CONTAINER_KEY_HEX or KVO_CONTAINER_KEY_INCLUDE must give the 64 hexadecimal digits of the container key"
 #endif
 
 namespace
@@ -16,7 +17,7 @@ constexpr uint32_t kMagic = 0x4D4F564Bu; // "KVOM" read as a little-endian word
 
 constexpr uint8_t HexDigit(char c)
 {
-    return (c >= '0' && c <= '9') ? static_cast<uint8_t>(c - '0')
+    return (c >= '0' && c <= '9')   ? static_cast<uint8_t>(c - '0')
            : (c >= 'a' && c <= 'f') ? static_cast<uint8_t>(c - 'a' + 10)
                                     : static_cast<uint8_t>(c - 'A' + 10);
 }
@@ -41,8 +42,8 @@ constexpr std::array<uint8_t, kContainerKeySize> kContainerKey = DecodeKey(KVO_C
 
 uint32_t ReadU32(const uint8_t* p)
 {
-    return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
-           static_cast<uint32_t>(p[3]) << 24;
+    return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
+           static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
 }
 
 void WriteU32(uint8_t* p, uint32_t value)
@@ -74,7 +75,8 @@ std::string ContainerKeyFingerprint(const uint8_t* key)
         text += kHex[key[i] & 15];
     }
     uint8_t digest[16];
-    if (!Sha256Prefix(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()), digest))
+    if (!Sha256Prefix(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
+                      digest))
         return std::string();
     std::string fingerprint;
     for (uint32_t i = 0; i < 8; ++i)
@@ -127,7 +129,8 @@ uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, std::vector<uint8_
     return EncodeContainer(plain, size, GetContainerKey(), container);
 }
 
-uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, const uint8_t* key, std::vector<uint8_t>& container)
+uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, const uint8_t* key,
+                         std::vector<uint8_t>& container)
 {
     static const uint8_t kNothing = 0;
     if (!plain)

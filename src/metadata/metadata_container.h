@@ -40,7 +40,8 @@ uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, std::vector<uint8_
 // The same with a caller's key (kContainerKeySize bytes) in place of the one
 // built in, for containers that a program built with that key opens. A null
 // key fails like any other encryption failure.
-uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, const uint8_t* key, std::vector<uint8_t>& container);
+uint32_t EncodeContainer(const uint8_t* plain, uint32_t size, const uint8_t* key,
+                         std::vector<uint8_t>& container);
 
 // The 32 key bytes compiled into the program.
 const uint8_t* GetContainerKey();

@@ -35,15 +35,15 @@ struct CngApi
     bool Load()
     {
         Module = LoadSystemLibrary(L"bcrypt.dll");
-        const bool ok = Module.Find("BCryptOpenAlgorithmProvider", OpenAlgorithmProvider) &&
-                        Module.Find("BCryptCloseAlgorithmProvider", CloseAlgorithmProvider) &&
-                        Module.Find("BCryptSetProperty", SetProperty) &&
-                        Module.Find("BCryptGetProperty", GetProperty) &&
-                        Module.Find("BCryptGenerateSymmetricKey", GenerateSymmetricKey) &&
-                        Module.Find("BCryptDestroyKey", DestroyKey) && Module.Find("BCryptGenRandom", GenRandom) &&
-                        Module.Find("BCryptDecrypt", Decrypt) && Module.Find("BCryptEncrypt", Encrypt) &&
-                        Module.Find("BCryptCreateHash", CreateHash) && Module.Find("BCryptHashData", HashData) &&
-                        Module.Find("BCryptFinishHash", FinishHash) && Module.Find("BCryptDestroyHash", DestroyHash);
+        const bool ok =
+            Module.Find("BCryptOpenAlgorithmProvider", OpenAlgorithmProvider) &&
+            Module.Find("BCryptCloseAlgorithmProvider", CloseAlgorithmProvider) &&
+            Module.Find("BCryptSetProperty", SetProperty) && Module.Find("BCryptGetProperty", GetProperty) &&
+            Module.Find("BCryptGenerateSymmetricKey", GenerateSymmetricKey) &&
+            Module.Find("BCryptDestroyKey", DestroyKey) && Module.Find("BCryptGenRandom", GenRandom) &&
+            Module.Find("BCryptDecrypt", Decrypt) && Module.Find("BCryptEncrypt", Encrypt) &&
+            Module.Find("BCryptCreateHash", CreateHash) && Module.Find("BCryptHashData", HashData) &&
+            Module.Find("BCryptFinishHash", FinishHash) && Module.Find("BCryptDestroyHash", DestroyHash);
         if (!ok)
         {
             StubLog::Printf("Could not load bcrypt.dll from the system folder.");
@@ -87,13 +87,15 @@ constexpr ULONG kKeySize = 32;
 // AES provider in CBC mode; logs the two failure lines and releases what it got.
 bool OpenAesCbc(CngAlgorithm& algorithm)
 {
-    bool ok = Cng() && CheckStatus(Cng()->OpenAlgorithmProvider(algorithm.Receive(), BCRYPT_AES_ALGORITHM, nullptr, 0));
+    bool ok = Cng() && CheckStatus(Cng()->OpenAlgorithmProvider(algorithm.Receive(), BCRYPT_AES_ALGORITHM,
+                                                                nullptr, 0));
     if (ok)
     {
         // The property value is the wide text with its terminating NUL.
-        ok = CheckStatus(Cng()->SetProperty(algorithm.Get(), BCRYPT_CHAINING_MODE,
-                                           reinterpret_cast<PUCHAR>(const_cast<wchar_t*>(BCRYPT_CHAIN_MODE_CBC)),
-                                           sizeof(BCRYPT_CHAIN_MODE_CBC), 0));
+        ok = CheckStatus(
+            Cng()->SetProperty(algorithm.Get(), BCRYPT_CHAINING_MODE,
+                               reinterpret_cast<PUCHAR>(const_cast<wchar_t*>(BCRYPT_CHAIN_MODE_CBC)),
+                               sizeof(BCRYPT_CHAIN_MODE_CBC), 0));
     }
     if (!ok)
     {
@@ -107,7 +109,7 @@ bool OpenAesCbc(CngAlgorithm& algorithm)
 bool MakeKey(const CngAlgorithm& algorithm, const uint8_t* key, CngKey& handle)
 {
     if (!CheckStatus(Cng()->GenerateSymmetricKey(algorithm.Get(), handle.Receive(), nullptr, 0,
-                                                const_cast<PUCHAR>(key), kKeySize, 0)))
+                                                 const_cast<PUCHAR>(key), kKeySize, 0)))
     {
         handle.Reset();
         StubLog::Printf("Couldn't set key.");
@@ -149,7 +151,7 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
 
     ULONG needed = 0;
     if (!CheckStatus(Cng()->Decrypt(keyHandle.Get(), cipher, cipherSize, nullptr, iv, kBlockSize, nullptr, 0,
-                                   &needed, BCRYPT_BLOCK_PADDING)) ||
+                                    &needed, BCRYPT_BLOCK_PADDING)) ||
         needed == 0)
     {
         StubLog::Printf("Size would be zero.");
@@ -160,7 +162,8 @@ bool AesCbcDecrypt(const uint8_t* input, uint32_t size, const uint8_t* key, std:
     std::memcpy(iv, input, kBlockSize);
     ULONG produced = 0;
     if (!CheckStatus(Cng()->Decrypt(keyHandle.Get(), cipher, cipherSize, nullptr, iv, kBlockSize,
-                                   reinterpret_cast<PUCHAR>(&text[0]), needed, &produced, BCRYPT_BLOCK_PADDING)))
+                                    reinterpret_cast<PUCHAR>(&text[0]), needed, &produced,
+                                    BCRYPT_BLOCK_PADDING)))
     {
         StubLog::Printf("Failed to finish transform.");
         // The text stays sized, but nothing half-decrypted is handed on.
@@ -188,15 +191,15 @@ bool AesCbcEncrypt(const uint8_t* plain, uint32_t size, const uint8_t* key, cons
     uint8_t ivCopy[kBlockSize];
     std::memcpy(ivCopy, ivBytes, kBlockSize);
     ULONG needed = 0;
-    if (!CheckStatus(Cng()->Encrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy, kBlockSize,
-                                   nullptr, 0, &needed, BCRYPT_BLOCK_PADDING)))
+    if (!CheckStatus(Cng()->Encrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy,
+                                    kBlockSize, nullptr, 0, &needed, BCRYPT_BLOCK_PADDING)))
         needed = 0;
 
     uint8_t* out = AppendIvAndRoom(output, ivBytes, needed);
     std::memcpy(ivCopy, ivBytes, kBlockSize);
     ULONG produced = 0;
-    if (!CheckStatus(Cng()->Encrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy, kBlockSize,
-                                   out, needed, &produced, BCRYPT_BLOCK_PADDING)))
+    if (!CheckStatus(Cng()->Encrypt(keyHandle.Get(), const_cast<PUCHAR>(plain), size, nullptr, ivCopy,
+                                    kBlockSize, out, needed, &produced, BCRYPT_BLOCK_PADDING)))
     {
         StubLog::Printf("Failed to finish transform!");
         return false;
@@ -209,12 +212,14 @@ bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix)
     if (!PrepareHashInput(data, size, prefix))
         return false;
     CngAlgorithm algorithm;
-    if (!Cng() || !CheckStatus(Cng()->OpenAlgorithmProvider(algorithm.Receive(), BCRYPT_SHA256_ALGORITHM, nullptr, 0)))
+    if (!Cng() ||
+        !CheckStatus(Cng()->OpenAlgorithmProvider(algorithm.Receive(), BCRYPT_SHA256_ALGORITHM, nullptr, 0)))
         return false;
     DWORD digestLength = 0;
     ULONG got = 0;
-    if (!CheckStatus(Cng()->GetProperty(algorithm.Get(), BCRYPT_HASH_LENGTH, reinterpret_cast<PUCHAR>(&digestLength),
-                                       sizeof digestLength, &got, 0)) ||
+    if (!CheckStatus(Cng()->GetProperty(algorithm.Get(), BCRYPT_HASH_LENGTH,
+                                        reinterpret_cast<PUCHAR>(&digestLength), sizeof digestLength, &got,
+                                        0)) ||
         got != sizeof digestLength)
         return false;
     if (digestLength != 32)
@@ -225,9 +230,10 @@ bool Sha256Prefix(const uint8_t* data, uint32_t size, uint8_t* prefix)
     uint8_t digest[32];
     {
         CngHash hash;
-        bool ok = CheckStatus(Cng()->CreateHash(algorithm.Get(), hash.Receive(), nullptr, 0, nullptr, 0, 0)) &&
-                  CheckStatus(Cng()->HashData(hash.Get(), const_cast<PUCHAR>(data), size, 0)) &&
-                  CheckStatus(Cng()->FinishHash(hash.Get(), digest, sizeof digest, 0));
+        bool ok =
+            CheckStatus(Cng()->CreateHash(algorithm.Get(), hash.Receive(), nullptr, 0, nullptr, 0, 0)) &&
+            CheckStatus(Cng()->HashData(hash.Get(), const_cast<PUCHAR>(data), size, 0)) &&
+            CheckStatus(Cng()->FinishHash(hash.Get(), digest, sizeof digest, 0));
         if (!ok)
         {
             StubLog::Printf("Unable to hash.");

@@ -8,7 +8,7 @@ namespace
 {
 const char* const kCloudSaveRootKeywords[CloudSaveRoot::Count] = {"qn", "docs", "app", "docs_qn", "app_qn"};
 const char* const kGamePlatformKeywords[GamePlatform::Count] = {"default", "steam", "viveport",
-                                                                 "oculus",  "disk",  "epic"};
+                                                                "oculus",  "disk",  "epic"};
 const char* const kDomainEnvironmentKeywords[DomainEnvironment::Count] = {"", "dev", "cert", "prod"};
 const char* const kRegistryValueTypeKeywords[RegistryValueType::Count] = {"int", "str"};
 

@@ -30,11 +30,14 @@ public:
     virtual uint32_t GetLastStatus() = 0;
 
     // One getter per row of metadata_fields.def that has one.
+// The key table expands here, one member a row.
+// clang-format off
 #define KVO_FIELD(Type, member, key, use, Getter, access)                                                    \
     KVO_IF_GETTER(access, virtual Type::Handed Getter() = 0;)
 #define KVO_PLATFORMS(member, key, use, Getter, access, description)                                         \
     virtual uint32_t Getter(uint32_t platform) = 0;
 #include "metadata/metadata_fields.def"
+    // clang-format on
 
     // Keyword of the held cloudSaveRoot value; reads nothing, keeps the status.
     virtual const char* GetCloudSaveRootName() = 0;

@@ -75,7 +75,8 @@ bool ReadWholeFile(const wchar_t* path, std::vector<uint8_t>& buffer)
 {
     ReportPending();
     // Exclusive access: a file that someone else holds open is not read.
-    FileHandle file(CreateFileW(path, FILE_READ_DATA, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    FileHandle file(
+        CreateFileW(path, FILE_READ_DATA, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
     {
         ReportPending();
@@ -101,8 +102,8 @@ bool ReadWholeFile(const wchar_t* path, std::vector<uint8_t>& buffer)
     ReportPending();
     if (!ok || read < wanted)
     {
-        StubLog::Printf("Only read %d out of %d bytes for %ls", static_cast<int>(read), static_cast<int>(wanted),
-                        path);
+        StubLog::Printf("Only read %d out of %d bytes for %ls", static_cast<int>(read),
+                        static_cast<int>(wanted), path);
         file.Reset();
         ReportPending();
         return false;

@@ -44,25 +44,27 @@ bool IsProcessRunning(const wchar_t* path)
     if (name == path)
         return false;
     bool running = false;
-    ForEachProcess([&](const PROCESSENTRY32W& entry) {
-        if (_wcsicmp(entry.szExeFile, name) != 0)
-            return true;
-        // Limited-query access is enough to read the image path, also of
-        // processes of other users or elevated ones.
-        KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
-        if (process)
+    ForEachProcess(
+        [&](const PROCESSENTRY32W& entry)
         {
-            wchar_t image[MAX_PATH * 4];
-            DWORD size = sizeof image / sizeof image[0];
-            if (QueryFullProcessImageNameW(process.Get(), 0, image, &size) && _wcsicmp(image, path) == 0)
+            if (_wcsicmp(entry.szExeFile, name) != 0)
+                return true;
+            // Limited-query access is enough to read the image path, also of
+            // processes of other users or elevated ones.
+            KernelHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, entry.th32ProcessID));
+            if (process)
             {
-                StubLog::Printf("Launcher is already running.");
-                running = true;
+                wchar_t image[MAX_PATH * 4];
+                DWORD size = sizeof image / sizeof image[0];
+                if (QueryFullProcessImageNameW(process.Get(), 0, image, &size) && _wcsicmp(image, path) == 0)
+                {
+                    StubLog::Printf("Launcher is already running.");
+                    running = true;
+                }
             }
-        }
-        // Only the first process with the program's name is looked at.
-        return false;
-    });
+            // Only the first process with the program's name is looked at.
+            return false;
+        });
     return running;
 }
 

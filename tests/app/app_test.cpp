@@ -96,8 +96,10 @@ TEST(MessageText, LoadedFromTheStringTable)
               L"The Tavrin Games Launcher is out of date, please verify your game data.");
     // Error 4 and warning 4 show the same words through two ids.
     EXPECT_NE(ErrorTextId(XpVistaUnsupported), WarningTextId(XpVistaUnsupported));
-    EXPECT_EQ(LoadMessageText(ErrorTextId(XpVistaUnsupported)), LoadMessageText(WarningTextId(XpVistaUnsupported)));
-    EXPECT_NE(LoadMessageText(ErrorTextId(GameExecutableNotFound)).find(L"\n\nPlease visit"), std::wstring::npos);
+    EXPECT_EQ(LoadMessageText(ErrorTextId(XpVistaUnsupported)),
+              LoadMessageText(WarningTextId(XpVistaUnsupported)));
+    EXPECT_NE(LoadMessageText(ErrorTextId(GameExecutableNotFound)).find(L"\n\nPlease visit"),
+              std::wstring::npos);
     EXPECT_EQ(ErrorTextId(MetadataLoadFailed), WarningTextId(LauncherNotFound));
     EXPECT_EQ(LoadMessageText(4242), L"");
 }
@@ -111,25 +113,38 @@ TEST(MessageText, LanguageByPrimaryLanguage)
         LANGID ui, table;
         bool rightToLeft = false;
     } rows[] = {
-        {0x0409, 0x0409}, {0x0809, 0x0409},                   // en-US, en-GB
-        {0x0407, 0x0407}, {0x0C07, 0x0407}, {0x0807, 0x0407}, // de-DE, de-AT, de-CH
-        {0x0C0C, 0x040C}, {0x080C, 0x040C}, {0x0810, 0x0410}, // fr-CA, fr-BE, it-CH
-        {0x0416, 0x0416},                                     // pt-BR
-        {0x0816, 0x0816}, {0x0016, 0x0816}, {0x0C16, 0x0816}, // pt-PT, neutral pt, any other: Portugal's
-        {0x0C0A, 0x0C0A}, {0x040A, 0x0C0A},                   // es-ES, both sort orders
-        {0x080A, 0x080A}, {0x2C0A, 0x080A}, {0x540A, 0x080A}, // es-MX, es-AR, es-US
-        {0x0404, 0x0404}, {0x0C04, 0x0404}, {0x1404, 0x0404}, {0x7C04, 0x0404}, // zh-TW, -HK, -MO, zh-Hant
-        {0x0804, 0x0804}, {0x1004, 0x0804}, {0x0004, 0x0804},                   // zh-CN, -SG, zh-Hans
-        {0x0411, 0x0411}, {0x0412, 0x0412}, {0x0415, 0x0415}, {0x0419, 0x0419},
+        {0x0409, 0x0409},      {0x0809, 0x0409}, // en-US, en-GB
+        {0x0407, 0x0407},      {0x0C07, 0x0407},
+        {0x0807, 0x0407}, // de-DE, de-AT, de-CH
+        {0x0C0C, 0x040C},      {0x080C, 0x040C},
+        {0x0810, 0x0410}, // fr-CA, fr-BE, it-CH
+        {0x0416, 0x0416}, // pt-BR
+        {0x0816, 0x0816},      {0x0016, 0x0816},
+        {0x0C16, 0x0816},                        // pt-PT, neutral pt, any other: Portugal's
+        {0x0C0A, 0x0C0A},      {0x040A, 0x0C0A}, // es-ES, both sort orders
+        {0x080A, 0x080A},      {0x2C0A, 0x080A},
+        {0x540A, 0x080A}, // es-MX, es-AR, es-US
+        {0x0404, 0x0404},      {0x0C04, 0x0404},
+        {0x1404, 0x0404},      {0x7C04, 0x0404}, // zh-TW, -HK, -MO, zh-Hant
+        {0x0804, 0x0804},      {0x1004, 0x0804},
+        {0x0004, 0x0804}, // zh-CN, -SG, zh-Hans
+        {0x0411, 0x0411},      {0x0412, 0x0412},
+        {0x0415, 0x0415},      {0x0419, 0x0419},
         {0x0401, 0x0401, rtl}, {0x0C01, 0x0401, rtl}, // ar-SA, ar-EG
         {0x3801, 0x0401, rtl}, {0x1401, 0x0401, rtl}, // ar-AE, ar-DZ
-        {0x0414, 0x0414}, {0x0814, 0x0414}, {0x0014, 0x0414}, {0x7814, 0x0414}, // nb-NO, nn-NO, no, nn
-        {0x0402, 0x0402}, {0x0405, 0x0405}, {0x0406, 0x0406}, {0x0408, 0x0408}, // bg, cs, da, el
-        {0x040B, 0x040B}, {0x040E, 0x040E}, {0x0413, 0x0413}, {0x0813, 0x0413}, // fi, hu, nl-NL, nl-BE
-        {0x0418, 0x0418}, {0x0818, 0x0418}, {0x041D, 0x041D}, {0x081D, 0x041D}, // ro-RO, ro-MD, sv-SE, sv-FI
-        {0x041E, 0x041E}, {0x041F, 0x041F}, {0x0421, 0x0421}, {0x0422, 0x0422}, // th, tr, id, uk
-        {0x042A, 0x042A},                                                       // vi
-        {0x040F, 0x0409}, {0x040D, 0x0409}, {0x0429, 0x0409}, {0x0000, 0x0409}, // is, he, fa, neutral
+        {0x0414, 0x0414},      {0x0814, 0x0414},
+        {0x0014, 0x0414},      {0x7814, 0x0414}, // nb-NO, nn-NO, no, nn
+        {0x0402, 0x0402},      {0x0405, 0x0405},
+        {0x0406, 0x0406},      {0x0408, 0x0408}, // bg, cs, da, el
+        {0x040B, 0x040B},      {0x040E, 0x040E},
+        {0x0413, 0x0413},      {0x0813, 0x0413}, // fi, hu, nl-NL, nl-BE
+        {0x0418, 0x0418},      {0x0818, 0x0418},
+        {0x041D, 0x041D},      {0x081D, 0x041D}, // ro-RO, ro-MD, sv-SE, sv-FI
+        {0x041E, 0x041E},      {0x041F, 0x041F},
+        {0x0421, 0x0421},      {0x0422, 0x0422}, // th, tr, id, uk
+        {0x042A, 0x042A},                        // vi
+        {0x040F, 0x0409},      {0x040D, 0x0409},
+        {0x0429, 0x0409},      {0x0000, 0x0409}, // is, he, fa, neutral
     };
     for (const auto& row : rows)
     {

@@ -35,7 +35,8 @@ BOOL WINAPI DllMain(HINSTANCE self, DWORD reason, LPVOID reserved)
 }
 
 /* Every call fails; nothing is meant to work with this copy. */
-__declspec(dllexport) LONG WINAPI BCryptOpenAlgorithmProvider(void* a, const wchar_t* b, const wchar_t* c, ULONG d)
+__declspec(dllexport) LONG WINAPI
+    BCryptOpenAlgorithmProvider(void* a, const wchar_t* b, const wchar_t* c, ULONG d)
 {
     (void)a, (void)b, (void)c, (void)d;
     return (LONG)0xC00000BBL; /* STATUS_NOT_SUPPORTED */

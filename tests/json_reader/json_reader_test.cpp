@@ -17,7 +17,8 @@ namespace
 struct Doc
 {
     explicit Doc(const std::string& s)
-        : bytes(s.begin(), s.end()), ok(root.Parse(s.empty() ? "" : bytes.data(), static_cast<uint32_t>(s.size())))
+        : bytes(s.begin(), s.end()),
+          ok(root.Parse(s.empty() ? "" : bytes.data(), static_cast<uint32_t>(s.size())))
     {
     }
     std::vector<char> bytes;
@@ -33,11 +34,12 @@ std::string ValueText(const JsonReader& r)
 }
 
 // Reads with `call` (a getter of d.root filling v) into a value of 99: a refusal must leave the 99.
-#define READ(T, call)                                                                                             \
-    [&] {                                                                                                         \
-        T v = Initial<T>();                                                                                       \
-        const bool ok = d.root.call;                                                                              \
-        return std::make_pair(ok, v);                                                                             \
+#define READ(T, call)                                                                                        \
+    [&]                                                                                                      \
+    {                                                                                                        \
+        T v = Initial<T>();                                                                                  \
+        const bool ok = d.root.call;                                                                         \
+        return std::make_pair(ok, v);                                                                        \
     }()
 
 std::string ByName(const JsonReader& parent, const std::string& name)
@@ -96,22 +98,22 @@ TEST(JsonReader, ElementSpansAndRebasing)
 
 TEST(JsonReader, ParseOutcomes)
 {
-    for (auto [text, ok, value] : Rows<std::string, bool, const char*>{
-             {"abc", true, "abc"},
-             {"  abc def", true, "abc"},
-             {"{}", true, "{}"},
-             {"\"str\"", true, "str"},
-             {"", false, ""},
-             {" \t\r\n\v ", false, ""},
-             {"\f", true, "\f"}, // form feed is no blank: it starts a token
-             {"}", false, ""},
-             {"{\"a\":1", false, ""},
-             {"[\"]\"", false, ""},
-             {"n: 5", true, "5"},
-             {"\"\": 5", false, ""},
-             {"n:", false, ""},
-             {"n: ,", true, ","}, // a token always takes its first character
-             {"{a:1}\0{b:2}", true, "{a:1}"}})
+    for (auto [text, ok, value] :
+         Rows<std::string, bool, const char*>{{"abc", true, "abc"},
+                                              {"  abc def", true, "abc"},
+                                              {"{}", true, "{}"},
+                                              {"\"str\"", true, "str"},
+                                              {"", false, ""},
+                                              {" \t\r\n\v ", false, ""},
+                                              {"\f", true, "\f"}, // form feed is no blank: it starts a token
+                                              {"}", false, ""},
+                                              {"{\"a\":1", false, ""},
+                                              {"[\"]\"", false, ""},
+                                              {"n: 5", true, "5"},
+                                              {"\"\": 5", false, ""},
+                                              {"n:", false, ""},
+                                              {"n: ,", true, ","}, // a token always takes its first character
+                                              {"{a:1}\0{b:2}", true, "{a:1}"}})
     {
         Doc d(text);
         EXPECT_EQ(d.ok, ok) << text;
@@ -147,9 +149,8 @@ TEST(JsonReader, LengthBeyondTheTerminatorStopsAtTheNul)
 
 TEST(JsonReader, NestingLimitCountsOwnBracketKind)
 {
-    auto nested = [](char open, char close, int levels) {
-        return std::string(levels, open) + std::string(levels, close);
-    };
+    auto nested = [](char open, char close, int levels)
+    { return std::string(levels, open) + std::string(levels, close); };
     Doc ok(nested('[', ']', 32));
     EXPECT_TRUE(ok.ok);
     EXPECT_FALSE(ok.root.tooDeep);
@@ -360,7 +361,9 @@ TEST(JsonReaderLookup, RepeatedLookupsFindTheFirstOfEachName)
     ASSERT_TRUE(d.ok);
     for (int round = 0; round < 2; ++round)
         for (const char* n : {"m5", "m169", "last", "m0", "m5", "missing", "m150", "m1", "last", "m130"})
-            EXPECT_EQ(ByName(d.root, n), n[0] == 'm' ? (n[1] == 'i' ? "<none>" : std::string(n + 1)) : "[1,2]") << n;
+            EXPECT_EQ(ByName(d.root, n),
+                      n[0] == 'm' ? (n[1] == 'i' ? "<none>" : std::string(n + 1)) : "[1,2]")
+                << n;
 }
 
 TEST(JsonReaderLookup, EveryMissRepeatsTheMessage)

@@ -26,9 +26,16 @@ std::pair<bool, T> Conv(bool (*fn)(const char*, int32_t, T&), const char* text, 
 
 TEST(JsonTextEscapes, DecodeEscapeTable)
 {
-    for (auto [after, codePoint, used] : Rows<const char*, uint32_t, int32_t>{
-             {"b", 0x08, 1},   {"t", 0x09, 1},    {"/", '/', 1},       {"q", 'q', 1},         {"u12\"", 0x12, 3},
-             {"uZZ", 'u', 1},  {"u", 'u', 1},     {"u00e9x", 0xE9, 5}, {"u12345", 0x1234, 5}, {"\xC3", 0xFFFFFFC3u, 1}})
+    for (auto [after, codePoint, used] : Rows<const char*, uint32_t, int32_t>{{"b", 0x08, 1},
+                                                                              {"t", 0x09, 1},
+                                                                              {"/", '/', 1},
+                                                                              {"q", 'q', 1},
+                                                                              {"u12\"", 0x12, 3},
+                                                                              {"uZZ", 'u', 1},
+                                                                              {"u", 'u', 1},
+                                                                              {"u00e9x", 0xE9, 5},
+                                                                              {"u12345", 0x1234, 5},
+                                                                              {"\xC3", 0xFFFFFFC3u, 1}})
     {
         uint32_t cp = 0;
         EXPECT_EQ(DecodeEscape(after, cp), used) << after;
@@ -43,8 +50,11 @@ TEST(JsonTextEscapes, DecodeEscapeTable)
 
 TEST(JsonTextUtf8, EncodeAndDecode)
 {
-    for (auto [cp, bytes] : Rows<uint32_t, const char*>{
-             {0x41, "A"}, {0x7FF, "\xDF\xBF"}, {0x800, "\xE0\xA0\x80"}, {0xD800, "\xED\xA0\x80"}, {0x10FFFF, "\xF4\x8F\xBF\xBF"}})
+    for (auto [cp, bytes] : Rows<uint32_t, const char*>{{0x41, "A"},
+                                                        {0x7FF, "\xDF\xBF"},
+                                                        {0x800, "\xE0\xA0\x80"},
+                                                        {0xD800, "\xED\xA0\x80"},
+                                                        {0x10FFFF, "\xF4\x8F\xBF\xBF"}})
     {
         char out[4] = {};
         uint32_t n = EncodeUtf8(cp, out);
@@ -82,11 +92,21 @@ TEST(JsonTextUtf8, DecodeOddInput)
 
 TEST(JsonTextConvert, SignedIntegers)
 {
-    for (auto [text, ok, value] : Rows<const char*, bool, int32_t>{
-             {"0x1F", true, 31},  {"0X1f", true, 31},   {"-12", true, -12},   {"010", true, 8}, {"08", true, 0},
-             {"12abc", true, 12}, {" \t\f+7", true, 7}, {"-0x10", true, -16}, {"0xg", true, 0}, {"abc", false, 99},
-             {"", false, 99},     {"-", false, 99},     {"+ 5", false, 99},   {"4294967297", true, 1},
-             {"-2147483649", true, 2147483647}})
+    for (auto [text, ok, value] : Rows<const char*, bool, int32_t>{{"0x1F", true, 31},
+                                                                   {"0X1f", true, 31},
+                                                                   {"-12", true, -12},
+                                                                   {"010", true, 8},
+                                                                   {"08", true, 0},
+                                                                   {"12abc", true, 12},
+                                                                   {" \t\f+7", true, 7},
+                                                                   {"-0x10", true, -16},
+                                                                   {"0xg", true, 0},
+                                                                   {"abc", false, 99},
+                                                                   {"", false, 99},
+                                                                   {"-", false, 99},
+                                                                   {"+ 5", false, 99},
+                                                                   {"4294967297", true, 1},
+                                                                   {"-2147483649", true, 2147483647}})
         EXPECT_EQ(Conv(TextToInt32, text), std::make_pair(ok, value)) << text;
     EXPECT_EQ(Conv(TextToInt8, "200"), Ok<int8_t>(-56));
     EXPECT_EQ(Conv(TextToInt8, "0x7f"), Ok<int8_t>(127));
@@ -121,10 +141,18 @@ TEST(JsonTextConvert, UnsignedIntegers)
 
 TEST(JsonTextConvert, FloatingPoint)
 {
-    for (auto [text, ok, value] : Rows<const char*, bool, double>{
-             {"1.5", true, 1.5}, {"-2.25e2", true, -225}, {"  .5", true, 0.5}, {"3.", true, 3},  {"1e", true, 1},
-             {"1e+", true, 1},   {"7E-1x", true, 0.7},    {"0x10", true, 0},   {"abc", false, 0}, {".", false, 0},
-             {"-", false, 0},    {"", false, 0}})
+    for (auto [text, ok, value] : Rows<const char*, bool, double>{{"1.5", true, 1.5},
+                                                                  {"-2.25e2", true, -225},
+                                                                  {"  .5", true, 0.5},
+                                                                  {"3.", true, 3},
+                                                                  {"1e", true, 1},
+                                                                  {"1e+", true, 1},
+                                                                  {"7E-1x", true, 0.7},
+                                                                  {"0x10", true, 0},
+                                                                  {"abc", false, 0},
+                                                                  {".", false, 0},
+                                                                  {"-", false, 0},
+                                                                  {"", false, 0}})
     {
         const auto d = Conv(TextToDouble, text);
         EXPECT_EQ(d.first, ok) << text;
@@ -146,8 +174,11 @@ TEST(JsonTextConvert, FloatingPoint)
 
 TEST(JsonTextConvert, BoolAndNull)
 {
-    for (auto [text, ok, value] : Rows<const char*, bool, bool>{
-             {"True", true, true}, {"fAlSe", true, false}, {"true1", false, false}, {"1", false, false}, {"tru", false, false}})
+    for (auto [text, ok, value] : Rows<const char*, bool, bool>{{"True", true, true},
+                                                                {"fAlSe", true, false},
+                                                                {"true1", false, false},
+                                                                {"1", false, false},
+                                                                {"tru", false, false}})
     {
         bool b = !value;
         EXPECT_EQ(TextToBool(text, Len(text), b), ok) << text;
@@ -167,7 +198,8 @@ TEST(JsonTextConvert, BoolAndNull)
 TEST(JsonTextBase64, Sizes)
 {
     // The last saturates instead of wrapping.
-    for (auto [size, encoded] : Rows<uint32_t, uint32_t>{{0, 1}, {1, 5}, {3, 5}, {4, 9}, {0xFFFFFFFFu, 0xFFFFFFFFu}})
+    for (auto [size, encoded] :
+         Rows<uint32_t, uint32_t>{{0, 1}, {1, 5}, {3, 5}, {4, 9}, {0xFFFFFFFFu, 0xFFFFFFFFu}})
         EXPECT_EQ(Base64EncodedSize(size), encoded) << size;
     EXPECT_EQ(Base64DecodedSize("QQ==", kBase64ToNul), 1u);
     EXPECT_EQ(Base64DecodedSize("QUJD", kBase64ToNul), 3u);
@@ -178,8 +210,11 @@ TEST(JsonTextBase64, Sizes)
 
 TEST(JsonTextBase64, EncodeKnownVectors)
 {
-    for (auto [in, encoded] : Rows<const char*, const char*>{
-             {"A", "QQ=="}, {"fo", "Zm8="}, {"foob", "Zm9vYg=="}, {"foobar", "Zm9vYmFy"}, {"\xFF\xFE\xFD", "//79"}})
+    for (auto [in, encoded] : Rows<const char*, const char*>{{"A", "QQ=="},
+                                                             {"fo", "Zm8="},
+                                                             {"foob", "Zm9vYg=="},
+                                                             {"foobar", "Zm9vYmFy"},
+                                                             {"\xFF\xFE\xFD", "//79"}})
     {
         char out[32];
         std::memset(out, 'x', sizeof out);
@@ -227,11 +262,21 @@ TEST(JsonTextBase64, IsBase64Canonical)
 {
     const std::string ok(1020, 'A');
     const std::string tooLong(1024, 'A');
-    for (auto [text, length, expected] : Rows<const char*, uint32_t, bool>{
-             {"QQ", 0, true},     {"QQ==", 0, true},     {"QR==", 0, false},         {"", 0, false},
-             {"QQ=", 0, true},    {"QQ===", 0, false},   {"Q", 0, false},            {"QUJD", 0, true},
-             {"QU JD", 0, false}, {"QUJD!!", 4, true},   {"=QQ=", 0, false},         {"Zm9vYmFy", 0, true},
-             {nullptr, 0, false}, {ok.c_str(), 0, true}, {tooLong.c_str(), 0, false}})
+    for (auto [text, length, expected] : Rows<const char*, uint32_t, bool>{{"QQ", 0, true},
+                                                                           {"QQ==", 0, true},
+                                                                           {"QR==", 0, false},
+                                                                           {"", 0, false},
+                                                                           {"QQ=", 0, true},
+                                                                           {"QQ===", 0, false},
+                                                                           {"Q", 0, false},
+                                                                           {"QUJD", 0, true},
+                                                                           {"QU JD", 0, false},
+                                                                           {"QUJD!!", 4, true},
+                                                                           {"=QQ=", 0, false},
+                                                                           {"Zm9vYmFy", 0, true},
+                                                                           {nullptr, 0, false},
+                                                                           {ok.c_str(), 0, true},
+                                                                           {tooLong.c_str(), 0, false}})
         EXPECT_EQ(IsBase64(text, length), expected) << (text ? text : "(null)");
 }
 } // namespace

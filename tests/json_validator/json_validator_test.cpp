@@ -28,7 +28,8 @@ void RunValidate(const Rows<const char*, std::string, std::vector<std::string>>&
     for (auto [label, text, lines] : rows)
     {
         ScopedLogCapture capture;
-        EXPECT_EQ(JsonValidator::Validate(text.c_str(), static_cast<int32_t>(text.size())), lines.empty()) << label;
+        EXPECT_EQ(JsonValidator::Validate(text.c_str(), static_cast<int32_t>(text.size())), lines.empty())
+            << label;
         EXPECT_EQ(capture.lines, Prefixed(lines)) << label;
     }
 }
@@ -55,8 +56,9 @@ TEST(JsonValidator, AcceptsStrictDocuments)
     RunValidate({
         {"empty object", "{}", {}},
         {"empty array", "[]", {}},
-        {"all value kinds", "{\"s\":\"x\",\"n\":-12.5e+3,\"z\":0,\"t\":true,\"f\":false,\"u\":null,\"a\":[1,{}],"
-                            "\"o\":{\"p\":[]}}",
+        {"all value kinds",
+         "{\"s\":\"x\",\"n\":-12.5e+3,\"z\":0,\"t\":true,\"f\":false,\"u\":null,\"a\":[1,{}],"
+         "\"o\":{\"p\":[]}}",
          {}},
         {"numbers", "[0, -0, 1.5, 0.25E2, 1e-3, 12E+1, 9876543210]", {}},
         {"escapes", "[\"\\\" \\\\ \\/ \\b \\f \\n \\r \\t \\u00e9 \\uABcd\"]", {}},
@@ -71,15 +73,19 @@ TEST(JsonValidator, FirstCharacterAndTrailingText)
 {
     RunValidate({
         {"blank text", "  \n ", {"line 2, character '"}}, // %c of the terminator ends the line early
-        {"bare word", "abc",
+        {"bare word",
+         "abc",
          {"line 1, character 'a' was not { or [", "line 1 char 1, extra data following end of first object",
           "extra content = 'abc'"}},
-        {"form feed is no blank", "\f[1]",
+        {"form feed is no blank",
+         "\f[1]",
          {"line 1, character '\f' was not { or [", "line 1 char 1, extra data following end of first object",
           "extra content = '\f[1]'"}},
-        {"text after the root", "[1] x",
+        {"text after the root",
+         "[1] x",
          {"line 1 char 5, extra data following end of first object", "extra content = 'x'"}},
-        {"second root", "{}\n{}",
+        {"second root",
+         "{}\n{}",
          {"line 2 char 1, extra data following end of first object", "extra content = '{}'"}},
     });
 
@@ -98,23 +104,35 @@ TEST(JsonValidator, ReportsPositionOfFirstError)
         {"bare member name", "{a:1}", {"line 1 char 3, expected '\"' and got 'a'"}},
         {"equals syntax", "{\"a\"=1}", {"line 1 char 6, reading object, expected ':' and got '='"}},
         {"missing array comma", "[1 2]", {"line 1 char 5, reading array, expected ']' and got '2'"}},
-        {"literal followed by letters", "[truex]", {"line 1 char 7, reading array, expected ']' and got 'x'"}},
+        {"literal followed by letters",
+         "[truex]",
+         {"line 1 char 7, reading array, expected ']' and got 'x'"}},
         {"misspelt literal", "[tru]", {"line 1 char 6, reading literal \"true\" and got ']'"}},
         {"misspelt null", "[nul1]", {"line 1 char 6, reading literal \"null\" and got '1'"}},
-        {"DEL in a string", "[\"\x7F\"]", {"line 1 char 4, found a control character 0x7f while parsing string"}},
-        {"tab in a string", "[\"a\tb\"]", {"line 1 char 5, found a control character 0x9 while parsing string"}},
-        {"unterminated string", "[\"ab", {"line 1 char 6, found a control character 0x0 while parsing string"}},
-        {"bad escape letter", "[\"\\x\"]",
+        {"DEL in a string",
+         "[\"\x7F\"]",
+         {"line 1 char 4, found a control character 0x7f while parsing string"}},
+        {"tab in a string",
+         "[\"a\tb\"]",
+         {"line 1 char 5, found a control character 0x9 while parsing string"}},
+        {"unterminated string",
+         "[\"ab",
+         {"line 1 char 6, found a control character 0x0 while parsing string"}},
+        {"bad escape letter",
+         "[\"\\x\"]",
          {"line 1 char 5, found an invalid escape sequence '\\x' while parsing string"}},
-        {"bad hex digit", "[\"\\u12G4\"]",
+        {"bad hex digit",
+         "[\"\\u12G4\"]",
          {"line 1 char 8, found an invalid hex digit 'G' while parsing unicode escape sequence"}},
         {"sign without digits", "[-x]", {"line 1 char 3, expected a digit and got 'x'"}},
         {"fraction without digits", "[1.]", {"line 1 char 4, expected a digit and got ']'"}},
         {"exponent without digits", "[1e+]", {"line 1 char 5, expected a digit and got ']'"}},
         {"plus sign", "[+1]", {"line 1 char 2, reading a value, found unexpected char '+'"}},
-        {"line feed moves to the next line", "[1,\n x]",
+        {"line feed moves to the next line",
+         "[1,\n x]",
          {"line 2 char 2, reading a value, found unexpected char 'x'"}},
-        {"a multi-byte character is one column", "[\"\xC3\xA9\" x]",
+        {"a multi-byte character is one column",
+         "[\"\xC3\xA9\" x]",
          {"line 1 char 7, reading array, expected ']' and got 'x'"}},
         {"33 levels of arrays", Nest(33, '[', ']'), {"Depth exceeds maxium (32)"}},
         {"33 levels of objects", NestObjects(33), {"Depth exceeds maxium (32)"}},
@@ -131,7 +149,8 @@ TEST(JsonValidator, LengthBoundsTheDocument)
     const char withNul[] = "[1\0]";
     EXPECT_FALSE(JsonValidator::Validate(withNul, 4));
     ASSERT_EQ(capture.lines.size(), 1u);
-    EXPECT_EQ(capture.lines[0].rfind(kPrefix + "line 1 char 4, reading array, expected ']' and got '", 0), 0u);
+    EXPECT_EQ(capture.lines[0].rfind(kPrefix + "line 1 char 4, reading array, expected ']' and got '", 0),
+              0u);
 }
 
 TEST(JsonValidator, MemberLists)
@@ -145,7 +164,6 @@ TEST(JsonValidator, MemberLists)
     EXPECT_TRUE(JsonValidator::ValidateMembers(object.c_str(), static_cast<int32_t>(object.size()), false));
     const std::string bad = "\"a\" 1";
     EXPECT_FALSE(JsonValidator::ValidateMembers(bad.c_str(), static_cast<int32_t>(bad.size()), true));
-    EXPECT_EQ(capture.lines,
-              Prefixed({"line 1 char 2, reading object, expected '{' and got '\"'",
-                        "line 1 char 6, reading object, expected ':' and got '1'"}));
+    EXPECT_EQ(capture.lines, Prefixed({"line 1 char 2, reading object, expected '{' and got '\"'",
+                                       "line 1 char 6, reading object, expected ':' and got '1'"}));
 }

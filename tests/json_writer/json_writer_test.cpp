@@ -43,10 +43,12 @@ std::string Produce(bool equals, const std::function<void(JsonWriter&)>& body, u
 // Writes one member with `write`, which must give true, into an open object.
 std::string InObject(bool equals, const std::function<bool(JsonWriter&)>& write)
 {
-    return Produce(equals, [&](JsonWriter& w) {
-        w.Begin(nullptr);
-        EXPECT_TRUE(write(w));
-    });
+    return Produce(equals,
+                   [&](JsonWriter& w)
+                   {
+                       w.Begin(nullptr);
+                       EXPECT_TRUE(write(w));
+                   });
 }
 } // namespace
 
@@ -54,7 +56,8 @@ TEST(JsonWriter, SampleDocumentInBothSyntaxes)
 {
     EXPECT_EQ(Produce(false, WriteSample), "{\"a\":1,\"list\":[1,2]}");
     EXPECT_EQ(Produce(true, WriteSample), "{a=1,list={1,2}}");
-    EXPECT_EQ(Produce(false, WriteSample, JsonWriter::Pretty), "{\n\t\"a\":1,\n\t\"list\":[\n\t\t1,\n\t\t2\n\t]\n}");
+    EXPECT_EQ(Produce(false, WriteSample, JsonWriter::Pretty),
+              "{\n\t\"a\":1,\n\t\"list\":[\n\t\t1,\n\t\t2\n\t]\n}");
     EXPECT_EQ(Produce(true, WriteSample, JsonWriter::Pretty), "{\n\ta=1,\n\tlist={\n\t\t1,\n\t\t2\n\t}\n}");
 }
 
@@ -62,27 +65,31 @@ TEST(JsonWriter, ScalarValues)
 {
     // (label, write, JSON text, equals text)
     using Write = std::function<bool(JsonWriter&)>;
-    for (auto [label, write, json, equalsText] : Rows<const char*, Write, const char*, const char*>{
-        {"int64", [](JsonWriter& w) { return w.Write("v", INT64_MIN); }, "\"v\":-9223372036854775808",
-         "v=-9223372036854775808"},
-        {"uint64", [](JsonWriter& w) { return w.Write("v", UINT64_MAX); }, "\"v\":18446744073709551615",
-         "v=18446744073709551615"},
-        {"float", [](JsonWriter& w) { return w.Write("v", 1.5f); }, "\"v\":1.50000", "v=1.50000"},
-        {"float with format", [](JsonWriter& w) { return w.Write("v", 1.25f, "%.1f"); }, "\"v\":1.2", "v=1.2"},
-        {"double", [](JsonWriter& w) { return w.Write("v", -2.25); }, "\"v\":-2.25000", "v=-2.25000"},
-        {"bool", [](JsonWriter& w) { return w.Write("v", true) && w.Write("w", false); }, "\"v\":true,\"w\":false",
-         "v=true,w=false"},
-        {"hex 64", [](JsonWriter& w) { return w.WriteHex("v", uint64_t{0x1234567890ABCDEFull}); },
-         "\"v\":\"0x1234567890ABCDEF\"", "v=0x1234567890ABCDEF"},
-        {"plain string", [](JsonWriter& w) { return w.WriteString("v", "ab"); }, "\"v\":\"ab\"", "v=ab"},
-        {"string with a blank", [](JsonWriter& w) { return w.Write("v", "a b"); }, "\"v\":\"a b\"", "v=\"a b\""},
-        {"empty string", [](JsonWriter& w) { return w.WriteString("v", ""); }, "\"v\":\"\"", "v="},
-        {"formatted", [](JsonWriter& w) { return w.WriteFormatted("v", "%05d", 42); }, "\"v\":00042", "v=00042"},
-        {"raw value", [](JsonWriter& w) { return w.WriteRawValue("v", "[1,\"x\"]"); }, "\"v\":[1,\"x\"]",
-         "v=[1,\"x\"]"},
-        {"binary", [](JsonWriter& w) { return w.WriteBinary("v", "A", 1); }, "\"v\":\"QQ==\"", "v=QQ=="},
-        {"binary of nothing", [](JsonWriter& w) { return w.WriteBinary("v", "", 0); }, "", ""},
-        {"escaped name", [](JsonWriter& w) { return w.Write("a\"b", 1); }, "\"a\\\"b\":1", "a\\\"b=1"}})
+    for (auto [label, write, json, equalsText] :
+         Rows<const char*, Write, const char*, const char*>{
+             {"int64", [](JsonWriter& w) { return w.Write("v", INT64_MIN); }, "\"v\":-9223372036854775808",
+              "v=-9223372036854775808"},
+             {"uint64", [](JsonWriter& w) { return w.Write("v", UINT64_MAX); }, "\"v\":18446744073709551615",
+              "v=18446744073709551615"},
+             {"float", [](JsonWriter& w) { return w.Write("v", 1.5f); }, "\"v\":1.50000", "v=1.50000"},
+             {"float with format", [](JsonWriter& w) { return w.Write("v", 1.25f, "%.1f"); }, "\"v\":1.2",
+              "v=1.2"},
+             {"double", [](JsonWriter& w) { return w.Write("v", -2.25); }, "\"v\":-2.25000", "v=-2.25000"},
+             {"bool", [](JsonWriter& w) { return w.Write("v", true) && w.Write("w", false); },
+              "\"v\":true,\"w\":false", "v=true,w=false"},
+             {"hex 64", [](JsonWriter& w) { return w.WriteHex("v", uint64_t{0x1234567890ABCDEFull}); },
+              "\"v\":\"0x1234567890ABCDEF\"", "v=0x1234567890ABCDEF"},
+             {"plain string", [](JsonWriter& w) { return w.WriteString("v", "ab"); }, "\"v\":\"ab\"", "v=ab"},
+             {"string with a blank", [](JsonWriter& w) { return w.Write("v", "a b"); }, "\"v\":\"a b\"",
+              "v=\"a b\""},
+             {"empty string", [](JsonWriter& w) { return w.WriteString("v", ""); }, "\"v\":\"\"", "v="},
+             {"formatted", [](JsonWriter& w) { return w.WriteFormatted("v", "%05d", 42); }, "\"v\":00042",
+              "v=00042"},
+             {"raw value", [](JsonWriter& w) { return w.WriteRawValue("v", "[1,\"x\"]"); }, "\"v\":[1,\"x\"]",
+              "v=[1,\"x\"]"},
+             {"binary", [](JsonWriter& w) { return w.WriteBinary("v", "A", 1); }, "\"v\":\"QQ==\"", "v=QQ=="},
+             {"binary of nothing", [](JsonWriter& w) { return w.WriteBinary("v", "", 0); }, "", ""},
+             {"escaped name", [](JsonWriter& w) { return w.Write("a\"b", 1); }, "\"a\\\"b\":1", "a\\\"b=1"}})
     {
         SCOPED_TRACE(label);
         for (bool equals : {false, true})
@@ -93,8 +100,10 @@ TEST(JsonWriter, ScalarValues)
 
 TEST(JsonWriter, Escapes)
 {
-    auto text = [](const char* value, uint32_t options) {
-        return Produce(false, [&](JsonWriter& w) { w.WriteString(nullptr, value); }, options);
+    auto text = [](const char* value, uint32_t options)
+    {
+        return Produce(
+            false, [&](JsonWriter& w) { w.WriteString(nullptr, value); }, options);
     };
     EXPECT_EQ(text("\"\\\b\f\n\r\t/", 0), "\"\\\"\\\\\\b\\f\\n\\r\\t/\"");
     EXPECT_EQ(text("a\x01z\x1F\x7F", 0), "\"a\\x1z\\x1F\\x7F\"");
@@ -127,7 +136,8 @@ TEST(JsonWriter, NamingRule)
     EXPECT_TRUE(w.HasFailed());
 
     // The equals syntax allows unnamed elements in objects.
-    auto unnamed = [](JsonWriter& w2) { w2.Begin(nullptr) && w2.Write(nullptr, 1) && w2.WriteString(nullptr, "x") && w2.End(); };
+    auto unnamed = [](JsonWriter& w2)
+    { w2.Begin(nullptr) && w2.Write(nullptr, 1) && w2.WriteString(nullptr, "x") && w2.End(); };
     EXPECT_EQ(Produce(true, unnamed), "{1,x}");
 }
 
@@ -147,8 +157,9 @@ TEST(JsonWriter, DepthLimitAndStickyFailure)
     EXPECT_FALSE(w.Write(nullptr, 1));
     EXPECT_FALSE(w.End());
     EXPECT_EQ(w.GetLength(), length);
-    EXPECT_EQ(capture.lines, (std::vector<std::string>{"Failed to Begin() - m_Depth(32) + 1 > 32.",
-                                                       "Failed to BeginArray() 'n' - m_Depth(32) + 1 > 32."}));
+    EXPECT_EQ(capture.lines,
+              (std::vector<std::string>{"Failed to Begin() - m_Depth(32) + 1 > 32.",
+                                        "Failed to BeginArray() 'n' - m_Depth(32) + 1 > 32."}));
     // Rolling back to the sixth opener clears the failure and closes 27 levels.
     ASSERT_EQ(inner, 5);
     EXPECT_TRUE(w.Rollback(inner));
@@ -221,7 +232,8 @@ TEST(JsonWriter, CallerBufferLimits)
                                                        "Failed to WriteRaw() - Available(3) < len(4)."}));
 
     // A value that does not fit keeps the bytes that did, then fails on the first one that does not.
-    for (const auto& [equals, write, expected] : Rows<bool, std::function<bool(JsonWriter&)>, const char*>{
+    for (const auto& [equals, write, expected] :
+         Rows<bool, std::function<bool(JsonWriter&)>, const char*>{
              {true, [](JsonWriter& o) { return o.WriteString(nullptr, "abcdef"); }, "abc"},
              {true, [](JsonWriter& o) { return o.Write(nullptr, 12345); }, "123"},
              {false, [](JsonWriter& o) { return o.WriteString(nullptr, "abcdef"); }, "\"ab"},
@@ -235,8 +247,9 @@ TEST(JsonWriter, CallerBufferLimits)
         EXPECT_STREQ(buffer, expected);
         EXPECT_EQ(w.GetLength(), static_cast<int32_t>(strlen(expected)));
         EXPECT_EQ(capture.lines.size(), 1u);
-        EXPECT_EQ(capture.lines.back(), strlen(expected) == 3 ? "Failed to WriteRaw() - Available(0) <= 0."
-                                                              : "Failed to WriteRaw() - Available(1) < len(2).");
+        EXPECT_EQ(capture.lines.back(), strlen(expected) == 3
+                                            ? "Failed to WriteRaw() - Available(0) <= 0."
+                                            : "Failed to WriteRaw() - Available(1) < len(2).");
     }
 
     // Base64 that does not fit fails the writer and keeps the text terminated.
@@ -264,7 +277,8 @@ TEST(JsonWriter, CallerBufferLimits)
 
 TEST(JsonWriter, MeasureOnlyGivesTheExactLength)
 {
-    auto body = [](JsonWriter& w) {
+    auto body = [](JsonWriter& w)
+    {
         w.SetPretty(true);
         w.SetEscapeUnicode(true);
         WriteSample(w);
@@ -351,7 +365,8 @@ TEST(JsonWriter, EmbeddedDocument)
         inner.End();
         const std::string text = Produce(
             equals,
-            [&](JsonWriter& w) {
+            [&](JsonWriter& w)
+            {
                 w.Begin(nullptr);
                 w.Write("a", 1);
                 EXPECT_TRUE(w.Write("doc", inner));

@@ -183,7 +183,7 @@ TEST(Diagnostics, PositionCountsLinesAndCharacters)
 
 class AtomicWrite : public ::testing::Test
 {
-  protected:
+protected:
     void SetUp() override
     {
         dir =
@@ -252,7 +252,7 @@ namespace
 // laid out as resource compilers do (key, value and children aligned to 4).
 class PeBuilder
 {
-  public:
+public:
     static std::string Build(const std::vector<std::pair<std::string, std::string>>& strings)
     {
         std::string fixed;
@@ -279,7 +279,7 @@ class PeBuilder
         return pe + rsrc;
     }
 
-  private:
+private:
     static std::string U16(uint16_t v) { return std::string{char(v & 0xFF), char(v >> 8)}; }
     static std::string U32(uint32_t v) { return U16(uint16_t(v)) + U16(uint16_t(v >> 16)); }
     static std::string Pad(std::string s) { return s.append((4 - s.size() % 4) % 4, '\0'); }
@@ -346,12 +346,12 @@ TEST(PeVersion, DamagedFilesGiveNoVersionNeverACrash)
 
 TEST(GameFolder, PathsBecomeUris)
 {
-    for (auto [path, uri] :
-         Rows<const char*, const char*>{{"title.json", "title.json"},
-                                        {"Sample Game\\title.kvo", "Sample%20Game/title.kvo"},
-                                        {"/srv/my game/t#1.json", "file:///srv/my%20game/t%231.json"},
-                                        {"C:\\Games\\T\\title.kvo", "file:///C:/Games/T/title.kvo"},
-                                        {"\\\\server\\share\\t.kvo", "file://server/share/t.kvo"},
-                                        {"ab:c.json", "ab%3Ac.json"}}) // a colon in a relative path is no scheme
+    for (auto [path, uri] : Rows<const char*, const char*>{
+             {"title.json", "title.json"},
+             {"Sample Game\\title.kvo", "Sample%20Game/title.kvo"},
+             {"/srv/my game/t#1.json", "file:///srv/my%20game/t%231.json"},
+             {"C:\\Games\\T\\title.kvo", "file:///C:/Games/T/title.kvo"},
+             {"\\\\server\\share\\t.kvo", "file://server/share/t.kvo"},
+             {"ab:c.json", "ab%3Ac.json"}}) // a colon in a relative path is no scheme
         EXPECT_EQ(PathToUri(path), uri) << path;
 }

@@ -20,7 +20,7 @@ using Places = std::vector<std::string>;
 // A folder holding exactly FILES; remembers what it was asked.
 class FakeFolder final : public LaunchPlan::FolderProbe
 {
-  public:
+public:
     explicit FakeFolder(std::set<std::string> files) : m_Files(std::move(files)) {}
     bool FileExists(const std::string& path) override
     {
@@ -29,7 +29,7 @@ class FakeFolder final : public LaunchPlan::FolderProbe
     }
     std::vector<std::string> asked;
 
-  private:
+private:
     std::set<std::string> m_Files;
 };
 
@@ -200,7 +200,8 @@ TEST(LaunchPlan, LauncherVersionComparedComponentWiseAgainstTheMinimum)
     };
     for (const auto& c : cases)
         EXPECT_EQ(LaunchPlan::IsVersionAtLeast(c.version, minimum), c.atLeast)
-            << c.version.Major << "." << c.version.Minor << "." << c.version.Build << "." << c.version.Revision;
+            << c.version.Major << "." << c.version.Minor << "." << c.version.Build << "."
+            << c.version.Revision;
 
     const bool held[] = {false, true, true, true, false, true, false};
     for (uint32_t platform = 0; platform < 7; ++platform)

@@ -23,22 +23,24 @@ std::string Format(std::size_t size, const char* format, ...)
 
 TEST(LogFormat, WideTextComesOutAsUtf8)
 {
-    EXPECT_EQ(Format(256, "Couldn't open %ls", L"C:\\Users\\J\u00fcrgen\\t.kvo"), "Couldn't open C:\\Users\\J\xc3\xbcrgen\\t.kvo");
+    EXPECT_EQ(Format(256, "Couldn't open %ls", L"C:\\Users\\J\u00fcrgen\\t.kvo"),
+              "Couldn't open C:\\Users\\J\xc3\xbcrgen\\t.kvo");
     EXPECT_EQ(Format(256, "%ls|%lc", L"\u30a8\u30e9\u30fc \u00ae \U0001F3AE", L'\u20ac'),
               "\xe3\x82\xa8\xe3\x83\xa9\xe3\x83\xbc \xc2\xae \xf0\x9f\x8e\xae|\xe2\x82\xac");
-    EXPECT_EQ(Format(256, "[%ls] [%s]", static_cast<const wchar_t*>(nullptr), static_cast<const char*>(nullptr)),
-              "[(null)] [(null)]");
+    EXPECT_EQ(
+        Format(256, "[%ls] [%s]", static_cast<const wchar_t*>(nullptr), static_cast<const char*>(nullptr)),
+        "[(null)] [(null)]");
 }
 
 TEST(LogFormat, ConversionsKeepTheirUsualMeaning)
 {
     // Checked against the runtime's own formatting of the same values.
     char expected[256];
-    std::snprintf(expected, sizeof expected, "%d %-4d|%08x %X %u %c %% %lld %llu %zu %hd %.3s %*d %.*s %6.2f", -42, 3,
-                  0x1234u, 255u, 4000000000u, 'q', -5000000000LL, 18000000000000000000ULL, static_cast<size_t>(99),
-                  static_cast<short>(70000), "abcdef", 4, 9, 2, "xyz", 3.14159);
-    EXPECT_EQ(Format(256, "%d %-4d|%08x %X %u %c %% %lld %llu %zu %hd %.3s %*d %.*s %6.2f", -42, 3, 0x1234u, 255u,
-                     4000000000u, 'q', -5000000000LL, 18000000000000000000ULL, static_cast<size_t>(99),
+    std::snprintf(expected, sizeof expected, "%d %-4d|%08x %X %u %c %% %lld %llu %zu %hd %.3s %*d %.*s %6.2f",
+                  -42, 3, 0x1234u, 255u, 4000000000u, 'q', -5000000000LL, 18000000000000000000ULL,
+                  static_cast<size_t>(99), static_cast<short>(70000), "abcdef", 4, 9, 2, "xyz", 3.14159);
+    EXPECT_EQ(Format(256, "%d %-4d|%08x %X %u %c %% %lld %llu %zu %hd %.3s %*d %.*s %6.2f", -42, 3, 0x1234u,
+                     255u, 4000000000u, 'q', -5000000000LL, 18000000000000000000ULL, static_cast<size_t>(99),
                      static_cast<short>(70000), "abcdef", 4, 9, 2, "xyz", 3.14159),
               expected);
     EXPECT_EQ(Format(256, "%10ls|%-3ls|", L"ab", L"c"), "        ab|c  |");

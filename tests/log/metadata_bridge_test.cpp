@@ -22,8 +22,12 @@ TEST(MetadataLogBridge, LevelsBecomePrefixesAndVerboseIsDropped)
         uint32_t level;
         const char* line; // nullptr: nothing written
     } cases[] = {
-        {Assert, "[Assert ] : text 100%"}, {Error, "[Error  ] : text 100%"}, {Warning, "[Warning] : text 100%"},
-        {Display, "[Display] : text 100%"}, {Verbose, nullptr}, {77, nullptr},
+        {Assert, "[Assert ] : text 100%"},
+        {Error, "[Error  ] : text 100%"},
+        {Warning, "[Warning] : text 100%"},
+        {Display, "[Display] : text 100%"},
+        {Verbose, nullptr},
+        {77, nullptr},
     };
     for (const auto& c : cases)
     {

@@ -82,13 +82,15 @@ TEST_F(DirectFileLogTest, SinkWithoutItsFolderDropsEverything)
 {
     SetLastError(ERROR_ACCESS_DENIED);
     EXPECT_EQ(StubLog::LastError("no sink", false), 0u);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED)) << "without a sink it is left as it was";
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED))
+        << "without a sink it is left as it was";
     if (!m_Folder.Remove())
         GTEST_SKIP() << "the log folder existed before the test";
     ASSERT_TRUE(StubLog::Create(DirectFile, L"kvo_test_direct.log"));
     SetLastError(ERROR_ACCESS_DENIED);
     StubLog::Printf("dropped %d", 1);
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED)) << "logging does not touch the caller's code";
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED))
+        << "logging does not touch the caller's code";
     StubLog::LastError("ctx", true);
     EXPECT_EQ(GetLastError(), 0u);
     StubLog::Close();

@@ -15,7 +15,8 @@ namespace
 class TestServiceLog : public ServiceLog
 {
 public:
-    TestServiceLog(uint32_t flushDelayMs, int64_t trimIntervalTicks) : ServiceLog(flushDelayMs, trimIntervalTicks)
+    TestServiceLog(uint32_t flushDelayMs, int64_t trimIntervalTicks)
+        : ServiceLog(flushDelayMs, trimIntervalTicks)
     {
         SetFileName(L"kvo_test_service.log");
     }
@@ -32,7 +33,8 @@ void InstallServiceLog(uint32_t flushDelayMs, int64_t trimIntervalTicks = kHour)
 // The messages of the file's lines, after checking each stamp and its process id.
 std::vector<std::string> Messages(const std::wstring& path)
 {
-    static const std::regex line(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] \[ *(\d+)\] \[ *[0-9A-F]+\] (.*))");
+    static const std::regex line(
+        R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] \[ *(\d+)\] \[ *[0-9A-F]+\] (.*))");
     std::vector<std::string> messages;
     for (const auto& text : SplitLines(ReadFileBytes(path)))
     {
@@ -109,7 +111,12 @@ TEST_F(ServiceLogTest, LinesFromManyThreadsAllArriveInOrder)
     InstallServiceLog(5);
     std::vector<std::thread> workers;
     for (int t = 0; t < 4; ++t)
-        workers.emplace_back([t] { for (int i = 0; i < 200; ++i) StubLog::Printf("t%d n%d", t, i); });
+        workers.emplace_back(
+            [t]
+            {
+                for (int i = 0; i < 200; ++i)
+                    StubLog::Printf("t%d n%d", t, i);
+            });
     for (auto& worker : workers)
         worker.join();
     StubLog::Close();

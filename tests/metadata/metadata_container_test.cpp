@@ -52,12 +52,13 @@ TEST(MetadataContainerTest, RoundTripsWithoutAKeyUnderTheBuiltInOne)
     for (const std::string& text : {std::string(), std::string(16, 'a'), std::string(1000, 'b')})
     {
         std::vector<uint8_t> keyless;
-        EXPECT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
-                                      keyless));
+        EXPECT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()),
+                                      static_cast<uint32_t>(text.size()), keyless));
         EXPECT_EQ(Sealed(text), keyless);
         EXPECT_EQ(kContainerHeaderSize + 16 + (text.size() / 16 + 1) * 16, keyless.size());
         std::string opened = "stale";
-        EXPECT_EQ(MetadataStatus::Ok, OpenContainer(keyless.data(), static_cast<uint32_t>(keyless.size()), opened));
+        EXPECT_EQ(MetadataStatus::Ok,
+                  OpenContainer(keyless.data(), static_cast<uint32_t>(keyless.size()), opened));
         EXPECT_EQ(text, opened);
     }
 }
@@ -80,31 +81,35 @@ TEST(MetadataContainerTest, RefusesMissingKeyOrInput)
     EXPECT_TRUE(text.empty());
 }
 
-// Both backends fail alike: a length that is not whole blocks before any output, a bad final block after sizing the
-// text, which is then left as zero bytes that never parse.
+// Both backends fail alike: a length that is not whole blocks before any output, a bad final block after
+// sizing the text, which is then left as zero bytes that never parse.
 TEST(MetadataContainerTest, TruncatedOrDamagedCiphertext)
 {
     const std::string plain(200, 'q');
     const std::vector<uint8_t> container = Sealed(plain);
     const std::vector<uint8_t> payload(container.begin() + kContainerHeaderSize, container.end());
     const uint32_t size = static_cast<uint32_t>(payload.size());
-    auto flipped = [&](uint32_t at, uint8_t bits) {
+    auto flipped = [&](uint32_t at, uint8_t bits)
+    {
         std::vector<uint8_t> bytes = payload;
         bytes[at] ^= bits;
         return bytes;
     };
     const std::vector<std::string> sizeFailure = {"Status failed: 0xc0000206 (STATUS_INVALID_BUFFER_SIZE)",
                                                   "Size would be zero."};
-    const std::tuple<const char*, std::vector<uint8_t>, uint32_t, const uint8_t*, bool, std::string> cases[] = {
-        {"not a whole number of blocks", payload, size - 5, GetContainerKey(), false, ""},
-        {"one byte short of a block", payload, size - 1, GetContainerKey(), false, ""},
-        {"padding byte changed", flipped(size - 17, 0x80), size, GetContainerKey(), false, std::string(208, '\0')},
-        {"flipped byte in the last block", flipped(size - 1, 0x01), size, GetContainerKey(), false,
-         std::string(208, '\0')},
-        {"cut by one block", payload, size - 16, GetContainerKey(), false, std::string(192, '\0')},
-        {"wrong key", payload, size, kOwnKey, false, std::string(208, '\0')},
-        {"damage in an earlier block keeps the padding", flipped(20, 0x01), size, GetContainerKey(), true, ""},
-    };
+    const std::tuple<const char*, std::vector<uint8_t>, uint32_t, const uint8_t*, bool, std::string> cases[] =
+        {
+            {"not a whole number of blocks", payload, size - 5, GetContainerKey(), false, ""},
+            {"one byte short of a block", payload, size - 1, GetContainerKey(), false, ""},
+            {"padding byte changed", flipped(size - 17, 0x80), size, GetContainerKey(), false,
+             std::string(208, '\0')},
+            {"flipped byte in the last block", flipped(size - 1, 0x01), size, GetContainerKey(), false,
+             std::string(208, '\0')},
+            {"cut by one block", payload, size - 16, GetContainerKey(), false, std::string(192, '\0')},
+            {"wrong key", payload, size, kOwnKey, false, std::string(208, '\0')},
+            {"damage in an earlier block keeps the padding", flipped(20, 0x01), size, GetContainerKey(), true,
+             ""},
+        };
     for (const auto& [what, bytes, length, key, decrypts, failedText] : cases)
     {
         SCOPED_TRACE(what);
@@ -131,8 +136,9 @@ TEST(MetadataContainerTest, TruncatedOrDamagedCiphertext)
     }
 }
 
-// Containers committed beside the test, made by the native and the Windows build (own_key: under kOwnKey): each
-// build opens and remakes them byte for byte under their key, and no other key, not even one bit off, opens them.
+// Containers committed beside the test, made by the native and the Windows build (own_key: under kOwnKey):
+// each build opens and remakes them byte for byte under their key, and no other key, not even one bit off,
+// opens them.
 TEST(MetadataContainerTest, OpensAndReproducesContainersOfBothBackends)
 {
     const uint8_t defaultKey[32] = {0x41, 0x64, 0xb3, 0xe3, 0x9c, 0x8d, 0x75, 0xa2, 0xf1, 0x90, 0x1a,
@@ -155,8 +161,8 @@ TEST(MetadataContainerTest, OpensAndReproducesContainersOfBothBackends)
         EXPECT_EQ(MetadataStatus::Ok, Open(fixture, key, opened));
         EXPECT_EQ(plain, opened);
         EXPECT_EQ(fixture, Sealed(plain, key));
-        for (const uint8_t* other : {static_cast<const uint8_t*>(defaultKey), kOwnKey,
-                                     static_cast<const uint8_t*>(ownKeyFlipped)})
+        for (const uint8_t* other :
+             {static_cast<const uint8_t*>(defaultKey), kOwnKey, static_cast<const uint8_t*>(ownKeyFlipped)})
         {
             if (other == key)
                 continue;

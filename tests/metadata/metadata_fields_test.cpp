@@ -161,7 +161,8 @@ TEST(MetadataEnumerationTest, FeatureNames)
     MetadataLogCapture log;
     EXPECT_STREQ("RESERVED", PlatformFeatureName(256));
     EXPECT_STREQ("", PlatformFeatureName(3));
-    EXPECT_EQ(std::vector<std::string>{"E Invalid platform feature ID specified: 3"}, MetadataLogCapture::lines);
+    EXPECT_EQ(std::vector<std::string>{"E Invalid platform feature ID specified: 3"},
+              MetadataLogCapture::lines);
 }
 
 // Each key's member in several forms, read into the field of the key's kind.
@@ -171,32 +172,47 @@ TEST(MetadataFieldParseTest, EveryKindConvertsItsMember)
     const uint32_t Invalid = MetadataStatus::FieldInvalid;
     const std::string fits(259, 'x');
     // Key, kind, and the member's value, the read's status and the field's value after it.
-    const std::tuple<const char*, const char*, std::vector<std::tuple<std::string, uint32_t, std::string>>> groups[] = {
-        {"neverInstallable", "bool", {{"TRUE", Ok, "true"}, {"\"True\"", Ok, "true"}}},
-        {"checkExitCodes", "bool", {{"False", Ok, "false"}, {"0", Invalid, "true"}}},
-        {"noxTitleId", "int", {{"010", Ok, "8"}, {"\"12\"", Ok, "12"}, {"0x1f", Ok, "31"}, {"-7abc", Ok, "-7"}}},
-        {"crashpadSamplingPercent", "int", {{"\"most\"", Invalid, "100"}}},
-        {"gamePlatform", "enum", {{"\"Steam\"", Invalid, "0"}, {"\"viveport\"", Ok, "2"}}},
-        {"settingsRegistryLanguage", "enum", {{"\"str\"", Ok, "1"}}},
-        {"appCompatFlags", "text", {{"\"a\\tb\\\"c\"", Ok, "'a\tb\"c'"}}},
-        {"parentApp", "text", {{"42", Ok, "'42'"}}},
-        // Read twice, in two forms.
-        {"installshieldGuid", "texts", {{"\"{AB-12}\"", Ok, "[]"}, {"[\"{A}\", \"{B}\"]", Ok, "[{A},{B}]"}}},
-        {"installshieldGuid", "text", {{"[\"{A}\", \"{B}\"]", Ok, "'[\"{A}\", \"{B}\"]'"}}},
-        {"environment", "enum", {{"\"prod\"", Ok, "3"}, {"\"\"", Ok, "0"}, {"\"staging\"", Invalid, "4294967295"}}},
-        {"environment", "text", {{"\"prod\"", Ok, "'prod'"}}},
-        // Elements of 260 bytes or more fail the list, escapes counting at their written length.
-        {"preqs", "texts", {{"[\"a\", \"b\\u00e9\", 12, true]", Ok, "[a,b\xC3\xA9,12,true]"},
-          {"[\"" + fits + "\"]", Ok, "[" + fits + "]"},
-          {"[\"first\", \"" + fits + "y\", \"third\"]", Invalid, "[first]"},
-          {"[\"" + std::string(260, '\\') + "\"]", Invalid, "[]"}}},
-        {"steamAppIds", "appids", {{"[\"0x1A\", 26]", Ok, "[26,26]"}, {"[480, \"none\", 7]", Invalid, "[480]"}}},
-        // `default` is every platform's base.
-        {"platforms", "platforms", {{"{\"steam\": {\"cloud\": true}, \"default\": {\"crashpadEnabled\": true}, \"epic\": {\"RESERVED\": TRUE}}",
-           Ok, "[64,65,64,64,64,192]"},
-          {"{\"default\": {\"cloud\": true}, \"oculus\": {\"cloud\": false}, \"steam\": {}}", Invalid, "[1,1,1,0,1,1]"},
-          {"{\"viveport\": {\"noAccessToken\": true, \"soundCardReq\": 1}}", Invalid, "[0,0,2,0,0,0]"}}},
-    };
+    const std::tuple<const char*, const char*, std::vector<std::tuple<std::string, uint32_t, std::string>>>
+        groups[] = {
+            {"neverInstallable", "bool", {{"TRUE", Ok, "true"}, {"\"True\"", Ok, "true"}}},
+            {"checkExitCodes", "bool", {{"False", Ok, "false"}, {"0", Invalid, "true"}}},
+            {"noxTitleId",
+             "int",
+             {{"010", Ok, "8"}, {"\"12\"", Ok, "12"}, {"0x1f", Ok, "31"}, {"-7abc", Ok, "-7"}}},
+            {"crashpadSamplingPercent", "int", {{"\"most\"", Invalid, "100"}}},
+            {"gamePlatform", "enum", {{"\"Steam\"", Invalid, "0"}, {"\"viveport\"", Ok, "2"}}},
+            {"settingsRegistryLanguage", "enum", {{"\"str\"", Ok, "1"}}},
+            {"appCompatFlags", "text", {{"\"a\\tb\\\"c\"", Ok, "'a\tb\"c'"}}},
+            {"parentApp", "text", {{"42", Ok, "'42'"}}},
+            // Read twice, in two forms.
+            {"installshieldGuid",
+             "texts",
+             {{"\"{AB-12}\"", Ok, "[]"}, {"[\"{A}\", \"{B}\"]", Ok, "[{A},{B}]"}}},
+            {"installshieldGuid", "text", {{"[\"{A}\", \"{B}\"]", Ok, "'[\"{A}\", \"{B}\"]'"}}},
+            {"environment",
+             "enum",
+             {{"\"prod\"", Ok, "3"}, {"\"\"", Ok, "0"}, {"\"staging\"", Invalid, "4294967295"}}},
+            {"environment", "text", {{"\"prod\"", Ok, "'prod'"}}},
+            // Elements of 260 bytes or more fail the list, escapes counting at their written length.
+            {"preqs",
+             "texts",
+             {{"[\"a\", \"b\\u00e9\", 12, true]", Ok, "[a,b\xC3\xA9,12,true]"},
+              {"[\"" + fits + "\"]", Ok, "[" + fits + "]"},
+              {"[\"first\", \"" + fits + "y\", \"third\"]", Invalid, "[first]"},
+              {"[\"" + std::string(260, '\\') + "\"]", Invalid, "[]"}}},
+            {"steamAppIds",
+             "appids",
+             {{"[\"0x1A\", 26]", Ok, "[26,26]"}, {"[480, \"none\", 7]", Invalid, "[480]"}}},
+            // `default` is every platform's base.
+            {"platforms",
+             "platforms",
+             {{"{\"steam\": {\"cloud\": true}, \"default\": {\"crashpadEnabled\": true}, \"epic\": "
+               "{\"RESERVED\": TRUE}}",
+               Ok, "[64,65,64,64,64,192]"},
+              {"{\"default\": {\"cloud\": true}, \"oculus\": {\"cloud\": false}, \"steam\": {}}", Invalid,
+               "[1,1,1,0,1,1]"},
+              {"{\"viveport\": {\"noAccessToken\": true, \"soundCardReq\": 1}}", Invalid, "[0,0,2,0,0,0]"}}},
+        };
     for (const auto& [key, kind, cases] : groups)
     {
         for (const auto& [json, status, value] : cases)
@@ -211,25 +227,29 @@ TEST(MetadataFieldParseTest, EveryKindConvertsItsMember)
             EXPECT_EQ(value, Describe(*field).second);
             EXPECT_EQ(status, metadata.ReadField(*field));
             // Logged once by the load and once more by the retry above.
-            EXPECT_EQ(status == Ok ? 0u : 2u, MetadataLogCapture::CountOf(std::string("E Could not read field '") + key +
-                                                                          "', field was not found in metadata."));
+            EXPECT_EQ(status == Ok ? 0u : 2u,
+                      MetadataLogCapture::CountOf(std::string("E Could not read field '") + key +
+                                                  "', field was not found in metadata."));
         }
     }
 }
 
 TEST(MetadataFieldParseTest, PrerequisiteRecords)
 {
-    auto describe = [](const PrerequisiteRecord& r) {
+    auto describe = [](const PrerequisiteRecord& r)
+    {
         return std::string(r.GetPrerequisiteId()) + "|" + r.GetFriendlyName() + "|" + r.GetVersion() + "|" +
                r.GetExecutableName() + "|" + r.GetCommandline() + "|" + r.GetLocKey() + "|" +
                Str(r.GetIgnoreExitCodes()) + "|" + std::to_string(r.GetFixedNumber());
     };
     // Each record follows a good one; an empty expectation means the record fails the field.
     std::vector<std::pair<std::string, std::string>> cases = {
-        {"{\"prerequisiteId\": \"a\", \"friendlyName\": \"A\", \"version\": \"1\", \"executableName\": \"a.exe\", "
+        {"{\"prerequisiteId\": \"a\", \"friendlyName\": \"A\", \"version\": \"1\", \"executableName\": "
+         "\"a.exe\", "
          "\"ignoreExitCodes\": [1, \"x\"]}",
          ""}};
-    // Each key left out in turn, the rest in reverse order: a required one fails the record, an optional one stays.
+    // Each key left out in turn, the rest in reverse order: a required one fails the record, an optional one
+    // stays.
     for (const PrerequisiteKey& omitted : kPrerequisiteKeys)
     {
         std::string record;
@@ -238,7 +258,8 @@ TEST(MetadataFieldParseTest, PrerequisiteRecords)
         {
             const std::string value = key.text ? "v-" + std::string(key.name) : "[3010,16,8]";
             if (&key != &omitted)
-                record = "\"" + std::string(key.name) + "\": " + (key.text ? "\"" + value + "\"" : "[3010, \"0x10\", 010]") +
+                record = "\"" + std::string(key.name) +
+                         "\": " + (key.text ? "\"" + value + "\"" : "[3010, \"0x10\", 010]") +
                          (record.empty() ? "" : ", ") + record;
             expected += (&key == &omitted ? (key.text ? "" : "[]") : value) + "|";
         }
@@ -251,9 +272,11 @@ TEST(MetadataFieldParseTest, PrerequisiteRecords)
         SCOPED_TRACE(record);
         auto metadata = NewMetadata();
         // customPrerequisites is the last key: its failure is the load's last read.
-        ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document("\"customPrerequisites\": [" + good + ", " + record + "]")));
+        ASSERT_EQ(MetadataStatus::Ok,
+                  Load(*metadata, Document("\"customPrerequisites\": [" + good + ", " + record + "]")));
         const PrerequisiteList& list = metadata->GetCustomPrerequisites();
-        EXPECT_EQ(expected.empty() ? MetadataStatus::FieldInvalid : MetadataStatus::Ok, metadata->GetLastStatus());
+        EXPECT_EQ(expected.empty() ? MetadataStatus::FieldInvalid : MetadataStatus::Ok,
+                  metadata->GetLastStatus());
         ASSERT_EQ(expected.empty() ? 1u : 2u, list.Count());
         EXPECT_EQ("ok|OK|1|ok.exe|||[]|30000", describe(list.At(0)));
         EXPECT_EQ(expected, expected.empty() ? std::string() : describe(list.At(1)));

@@ -41,7 +41,8 @@ TEST_F(MetadataFileTest, SearchGoesUpToThreeFoldersAboveAndNotPastTheRoot)
         MetadataLogCapture log;
         auto metadata = NewMetadata();
         const std::string name = Narrow(m_Deep / L"title.kvo");
-        EXPECT_EQ(above < 4 ? MetadataStatus::Ok : MetadataStatus::NoMetadata, metadata->LoadFromFile(name.c_str()));
+        EXPECT_EQ(above < 4 ? MetadataStatus::Ok : MetadataStatus::NoMetadata,
+                  metadata->LoadFromFile(name.c_str()));
         EXPECT_EQ(expected, MetadataLogCapture::ErrorsOnly());
         EXPECT_EQ(1u, MetadataLogCapture::CountOf("V Loading file from disk: " + name));
         EXPECT_EQ(above < 4 ? GamePlatform::Disk : 0u, metadata->GetGamePlatform());
@@ -74,7 +75,8 @@ TEST_F(MetadataFileTest, SizeLimitAndParseFailure)
     EXPECT_TRUE(MetadataLogCapture::ErrorsOnly().empty());
     WriteFile(file, "");
     EXPECT_EQ(MetadataStatus::BadFormat, NewMetadata()->LoadFromFile(name.c_str()));
-    EXPECT_EQ(std::vector<std::string>{"Failed to parse metadata from file: " + name}, MetadataLogCapture::ErrorsOnly());
+    EXPECT_EQ(std::vector<std::string>{"Failed to parse metadata from file: " + name},
+              MetadataLogCapture::ErrorsOnly());
 }
 
 TEST_F(MetadataFileTest, UnreadableFileLeavesTheObjectAsItWas)
@@ -90,7 +92,8 @@ TEST_F(MetadataFileTest, UnreadableFileLeavesTheObjectAsItWas)
         ASSERT_TRUE(holder.is_open());
         MetadataLogCapture log;
         EXPECT_EQ(MetadataStatus::ReadFailed, metadata->LoadFromFile(Narrow(file).c_str()));
-        EXPECT_EQ(std::vector<std::string>{"Failed to read file: " + Narrow(file)}, MetadataLogCapture::ErrorsOnly());
+        EXPECT_EQ(std::vector<std::string>{"Failed to read file: " + Narrow(file)},
+                  MetadataLogCapture::ErrorsOnly());
         EXPECT_TRUE(metadata->GetWmpCheck());
         EXPECT_STREQ("tavrin.test", metadata->GetTitleId());
     }

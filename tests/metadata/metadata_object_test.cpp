@@ -7,24 +7,58 @@ TEST(MetadataObjectTest, EveryGetterReadsItsOwnKey)
     auto metadata = NewMetadata();
     ASSERT_EQ(MetadataStatus::Ok, Load(*metadata, Document(kFullMembers)));
     TitleMetadata& m = *metadata;
-#define G(call, expected) EXPECT_EQ(expected, Str(m.call)) << #call;
-    G(GetMetadataVersion(), "3") G(GetTitleId(), "tavrin.test") G(GetNoxTitleId(), "5501")
-    G(GetFriendlyName(), "Test Title") G(GetAltFriendlyName(), "Alt") G(GetParentApp(), "Parent")
-    G(GetPrincipalFileName(), "Test.exe") G(GetAppdataFolderName(), "TestData") G(GetNeverInstallable(), "1")
-    G(GetInvisibleUntilRelease(), "1") G(GetInstallFolderRegKey(), "SOFTWARE\\Tavrin\\Test")
-    G(GetInstallFolderRegValueName(), "InstallFolder") G(GetPreqs(), "[p1]") G(GetInstallshieldGuidList(), "[]")
-    G(GetInstallshieldGuid(), "{G}") G(GetModScan(), "1") G(GetModAllowList(), "[m1,m2]")
-    G(GetSettingsRegistry(), "[HKCU\\A]") G(GetSettingsRegistryLanguage(), "0") G(GetCloudSaveRoot(), "4")
-    G(GetCloudSaveRootName(), "app_qn") G(GetCloudSaveFolder(), "Saves") G(GetCloudSaveFiles(), "[*.sav]")
-    G(GetCloudSaveLocalMods(), "1") G(GetCloudSaveCompression(), "1") G(GetPlatformFeatures(GamePlatform::Epic), "8")
-    G(GetCheckExitCodes(), "0") G(GetAppCompatFlags(), "HIGHDPIAWARE") G(GetMinKvoVersion(), "2.1")
-    G(GetMinGameVersion(), "1.0.3") G(GetSafeMode(), "1") G(GetLanguages(), "[en]")
-    G(GetCrashpadSamplingPercent(), "25") G(GetWmpCheck(), "1") G(GetGamePlatform(), "3") G(GetEnvironment(), "2")
-    G(GetEnvironmentName(), "cert") G(GetShouldLaunchDirectly(), "1") G(GetSteamInstallerPath(), "steam\\setup.exe")
-    G(GetSteamAppIds(), "[1001]") G(GetEpicSdkVersion(), "2") G(GetEpicProductName(), "EP")
-    G(GetEpicProductVersion(), "EV") G(GetEpicProductId(), "EI") G(GetEpicSandboxId(), "ES")
-    G(GetEpicDeploymentId(), "ED") G(GetEpicClientId(), "EC") G(GetEpicClientSecret(), "EX") G(GetEpicArtifact(), "EA")
-    G(GetEpicAudiences(), "[a1,a2]") G(GetCustomPrerequisites().At(0).GetExecutableName(), "r.exe")
+#define G(call, expected) EXPECT_EQ(expected, Str(m.call)) << #call
+    G(GetMetadataVersion(), "3");
+    G(GetTitleId(), "tavrin.test");
+    G(GetNoxTitleId(), "5501");
+    G(GetFriendlyName(), "Test Title");
+    G(GetAltFriendlyName(), "Alt");
+    G(GetParentApp(), "Parent");
+    G(GetPrincipalFileName(), "Test.exe");
+    G(GetAppdataFolderName(), "TestData");
+    G(GetNeverInstallable(), "1");
+    G(GetInvisibleUntilRelease(), "1");
+    G(GetInstallFolderRegKey(), "SOFTWARE\\Tavrin\\Test");
+    G(GetInstallFolderRegValueName(), "InstallFolder");
+    G(GetPreqs(), "[p1]");
+    G(GetInstallshieldGuidList(), "[]");
+    G(GetInstallshieldGuid(), "{G}");
+    G(GetModScan(), "1");
+    G(GetModAllowList(), "[m1,m2]");
+    G(GetSettingsRegistry(), "[HKCU\\A]");
+    G(GetSettingsRegistryLanguage(), "0");
+    G(GetCloudSaveRoot(), "4");
+    G(GetCloudSaveRootName(), "app_qn");
+    G(GetCloudSaveFolder(), "Saves");
+    G(GetCloudSaveFiles(), "[*.sav]");
+    G(GetCloudSaveLocalMods(), "1");
+    G(GetCloudSaveCompression(), "1");
+    G(GetPlatformFeatures(GamePlatform::Epic), "8");
+    G(GetCheckExitCodes(), "0");
+    G(GetAppCompatFlags(), "HIGHDPIAWARE");
+    G(GetMinKvoVersion(), "2.1");
+    G(GetMinGameVersion(), "1.0.3");
+    G(GetSafeMode(), "1");
+    G(GetLanguages(), "[en]");
+    G(GetCrashpadSamplingPercent(), "25");
+    G(GetWmpCheck(), "1");
+    G(GetGamePlatform(), "3");
+    G(GetEnvironment(), "2");
+    G(GetEnvironmentName(), "cert");
+    G(GetShouldLaunchDirectly(), "1");
+    G(GetSteamInstallerPath(), "steam\\setup.exe");
+    G(GetSteamAppIds(), "[1001]");
+    G(GetEpicSdkVersion(), "2");
+    G(GetEpicProductName(), "EP");
+    G(GetEpicProductVersion(), "EV");
+    G(GetEpicProductId(), "EI");
+    G(GetEpicSandboxId(), "ES");
+    G(GetEpicDeploymentId(), "ED");
+    G(GetEpicClientId(), "EC");
+    G(GetEpicClientSecret(), "EX");
+    G(GetEpicArtifact(), "EA");
+    G(GetEpicAudiences(), "[a1,a2]");
+    G(GetCustomPrerequisites().At(0).GetExecutableName(), "r.exe");
 #undef G
     EXPECT_TRUE(m.HasEpicConfig());
     EXPECT_TRUE(m.HasSteamAppIds());
@@ -61,8 +95,9 @@ TEST(MetadataObjectTest, MissingAndInvalidFields)
 {
     auto metadata = NewMetadata();
     ASSERT_EQ(MetadataStatus::Ok,
-              Load(*metadata, Document("\"modWhitelist\": [\"old\"], \"parentApp\": \"one\", \"parentApp\": \"two\", "
-                                       "\"environment\": \"staging\", \"epicSdkVersion\": 1")));
+              Load(*metadata,
+                   Document("\"modWhitelist\": [\"old\"], \"parentApp\": \"one\", \"parentApp\": \"two\", "
+                            "\"environment\": \"staging\", \"epicSdkVersion\": 1")));
     // The SDK version alone makes an Epic configuration.
     EXPECT_TRUE(metadata->HasEpicConfig());
     // The text form of a key reads although its enumeration failed.
@@ -77,7 +112,8 @@ TEST(MetadataObjectTest, MissingAndInvalidFields)
 
     // A required member present but invalid fails the load and clears the object.
     std::string text = Document();
-    ASSERT_EQ(MetadataStatus::FieldInvalid, Load(*metadata, text.replace(text.find("\"en\""), 4, "\"" + std::string(300, 'l') + "\"")));
+    ASSERT_EQ(MetadataStatus::FieldInvalid,
+              Load(*metadata, text.replace(text.find("\"en\""), 4, "\"" + std::string(300, 'l') + "\"")));
     EXPECT_STREQ("", metadata->GetDocumentText());
     EXPECT_STREQ("", metadata->GetTitleId());
     EXPECT_EQ(MetadataStatus::RequiredFieldMissing, metadata->GetLastStatus());
@@ -95,7 +131,8 @@ TEST(MetadataObjectTest, MissingAndInvalidFields)
 TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
 {
     // Product texts without an SDK version make no Epic configuration.
-    const std::string document = Document("\"gamePlatform\": \"epic\", \"epicProductId\": \"P\", \"epicSdkVersion\": 0");
+    const std::string document =
+        Document("\"gamePlatform\": \"epic\", \"epicProductId\": \"P\", \"epicSdkVersion\": 0");
     auto Bytes = [](const std::vector<uint8_t>& bytes) { return std::string(bytes.begin(), bytes.end()); };
     std::string padded = document;
     padded.resize(kMaxMetadataSize, ' ');
@@ -105,7 +142,8 @@ TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
     std::string lastBlockFlipped = container;
     lastBlockFlipped.back() ^= 0x01;
     // The container cut short, with its length field telling the new size.
-    auto cut = [&](size_t bytes) {
+    auto cut = [&](size_t bytes)
+    {
         std::string shorter = container.substr(0, container.size() - bytes);
         const uint32_t length = static_cast<uint32_t>(shorter.size() - kContainerHeaderSize);
         std::memcpy(&shorter[8], &length, 4);
@@ -131,7 +169,8 @@ TEST(MetadataObjectTest, LoadFromMemoryRecognitionAndLimits)
     {
         auto metadata = NewMetadata();
         EXPECT_EQ(status, Load(*metadata, bytes)) << what;
-        EXPECT_EQ(status == MetadataStatus::Ok ? GamePlatform::Epic : 0u, metadata->GetGamePlatform()) << what;
+        EXPECT_EQ(status == MetadataStatus::Ok ? GamePlatform::Epic : 0u, metadata->GetGamePlatform())
+            << what;
         EXPECT_FALSE(metadata->HasEpicConfig()) << what;
     }
     EXPECT_EQ(MetadataStatus::BadFormat, NewMetadata()->LoadFromMemory(nullptr, 10));

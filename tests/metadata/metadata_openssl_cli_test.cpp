@@ -27,9 +27,10 @@ TEST(OpensslCliTest, SameCiphertextBothWays)
     ASSERT_NE(nullptr, mkdtemp(pattern));
     const std::string dir = pattern;
     // openssl enc under `key` from file `in` to file `out` inside the temporary folder.
-    auto run = [&](const std::string& options, const char* in, const char* out, const uint8_t* key) {
-        return std::system(("openssl enc -aes-256-cbc -K " + Hex(key, 32) + " " + options + " -in " + dir + "/" + in +
-                            " -out " + dir + "/" + out)
+    auto run = [&](const std::string& options, const char* in, const char* out, const uint8_t* key)
+    {
+        return std::system(("openssl enc -aes-256-cbc -K " + Hex(key, 32) + " " + options + " -in " + dir +
+                            "/" + in + " -out " + dir + "/" + out)
                                .c_str());
     };
     uint8_t ownKey[32];
@@ -39,7 +40,8 @@ TEST(OpensslCliTest, SameCiphertextBothWays)
     {
         for (size_t length : {0u, 5u, 16u, 3000u})
         {
-            SCOPED_TRACE(testing::Message() << (key == ownKey ? "own" : "built-in") << " key, " << length << " bytes");
+            SCOPED_TRACE(testing::Message()
+                         << (key == ownKey ? "own" : "built-in") << " key, " << length << " bytes");
             std::string plain;
             for (size_t i = 0; i < length; ++i)
                 plain += static_cast<char>(' ' + (i * 7) % 90);

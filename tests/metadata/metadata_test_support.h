@@ -23,10 +23,13 @@ struct MetadataLogCapture
     MetadataLogCapture()
     {
         lines.clear();
-        SetMetadataLogCallback([](MetadataLogMessage& message) {
-            lines.push_back(std::string(1, "AEWDV?"[std::min(message.GetLevel(), 5u)]) + " " + message.GetText());
-            return 0;
-        });
+        SetMetadataLogCallback(
+            [](MetadataLogMessage& message)
+            {
+                lines.push_back(std::string(1, "AEWDV?"[std::min(message.GetLevel(), 5u)]) + " " +
+                                message.GetText());
+                return 0;
+            });
     }
     ~MetadataLogCapture() { SetMetadataLogCallback(nullptr); }
     static inline std::vector<std::string> lines;
@@ -56,15 +59,19 @@ inline const char* const kFullMembers =
     "\"metadataVersion\": 3, \"noxTitleId\": 5501, \"altFriendlyName\": \"Alt\", \"parentApp\": \"Parent\", "
     "\"neverInstallable\": true, \"invisibleUntilRelease\": true, \"preqs\": [\"p1\"], "
     "\"installshieldGuid\": \"{G}\", \"modScan\": true, \"modAllowList\": [\"m1\", \"m2\"], "
-    "\"modWhitelist\": [\"w1\"], \"settingsRegistry\": [\"HKCU\\\\A\"], \"settingsRegistryLanguage\": \"int\", "
+    "\"modWhitelist\": [\"w1\"], \"settingsRegistry\": [\"HKCU\\\\A\"], \"settingsRegistryLanguage\": "
+    "\"int\", "
     "\"cloudSaveRoot\": \"app_qn\", \"cloudSaveFolder\": \"Saves\", \"cloudSaveFiles\": [\"*.sav\"], "
     "\"cloudSaveLocalMods\": true, \"cloudSaveCompression\": true, "
     "\"platforms\": {\"default\": {\"soundCardReq\": true}}, \"checkExitCodes\": false, "
     "\"appCompatFlags\": \"HIGHDPIAWARE\", \"minKvoVersion\": \"2.1\", \"minGameVersion\": \"1.0.3\", "
     "\"safeMode\": true, \"crashpadSamplingPercent\": 25, \"wmpCheck\": true, \"gamePlatform\": \"oculus\", "
-    "\"environment\": \"cert\", \"shouldLaunchDirectly\": true, \"steamInstallerPath\": \"steam\\\\setup.exe\", "
-    "\"steamAppIds\": [1001], \"epicSdkVersion\": 2, \"epicProductName\": \"EP\", \"epicProductVersion\": \"EV\", "
-    "\"epicProductId\": \"EI\", \"epicSandboxId\": \"ES\", \"epicDeploymentId\": \"ED\", \"epicClientId\": \"EC\", "
+    "\"environment\": \"cert\", \"shouldLaunchDirectly\": true, \"steamInstallerPath\": "
+    "\"steam\\\\setup.exe\", "
+    "\"steamAppIds\": [1001], \"epicSdkVersion\": 2, \"epicProductName\": \"EP\", \"epicProductVersion\": "
+    "\"EV\", "
+    "\"epicProductId\": \"EI\", \"epicSandboxId\": \"ES\", \"epicDeploymentId\": \"ED\", \"epicClientId\": "
+    "\"EC\", "
     "\"epicClientSecret\": \"EX\", \"epicArtifact\": \"EA\", \"epicAudiences\": [\"a1\", \"a2\"], "
     "\"customPrerequisites\": [{\"prerequisiteId\": \"r\", \"friendlyName\": \"R\", \"version\": \"1\", "
     "\"executableName\": \"r.exe\"}]";
@@ -101,8 +108,8 @@ std::string Str(const T& value)
 inline std::vector<uint8_t> Sealed(const std::string& text, const uint8_t* key = GetContainerKey())
 {
     std::vector<uint8_t> container;
-    EXPECT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()), static_cast<uint32_t>(text.size()),
-                                  key, container));
+    EXPECT_EQ(0u, EncodeContainer(reinterpret_cast<const uint8_t*>(text.data()),
+                                  static_cast<uint32_t>(text.size()), key, container));
     return container;
 }
 

@@ -52,14 +52,15 @@ const ParseCase kParseCases[] = {
     {"empty next argument is not a value", L"-forceLauncherPath \"\" x", L"", L"", false, false},
     {"name inside another argument", L"x-STUB_LOGx", L"", L"", true, false},
     {"slash F inside a path", L"c:/foo", L"", L"", false, true},
-    {"value is examined by other switches", L"-forceLauncherPath x-stub_log", L"x-stub_log", L"", true, false},
-    {"value with slash F sets both", L"-forceLauncherPath=C:/Foo/L.exe", L"c:/foo/l.exe", L"", false, true},
-    {"last occurrence wins", L"-forceLauncherPath=A -FORCELAUNCHERPATH B -forceLauncherPath:C", L"c", L"", false,
+    {"value is examined by other switches", L"-forceLauncherPath x-stub_log", L"x-stub_log", L"", true,
      false},
+    {"value with slash F sets both", L"-forceLauncherPath=C:/Foo/L.exe", L"c:/foo/l.exe", L"", false, true},
+    {"last occurrence wins", L"-forceLauncherPath=A -FORCELAUNCHERPATH B -forceLauncherPath:C", L"c", L"",
+     false, false},
     {"later empty occurrence clears", L"-forceLauncherPath=A -forceLauncherPath", L"", L"", false, false},
     {"flag never takes the next argument", L"-stub_log -forceTargetPath", L"", L"", true, false},
-    {"two value switches", L"-forceTargetPath \"D:\\My Games\\T\\\" -forceLauncherPath=L.exe",
-     L"l.exe", L"d:\\my games\\t\" -forcelauncherpath=l.exe", false, false},
+    {"two value switches", L"-forceTargetPath \"D:\\My Games\\T\\\" -forceLauncherPath=L.exe", L"l.exe",
+     L"d:\\my games\\t\" -forcelauncherpath=l.exe", false, false},
     {"unknown arguments change nothing", L"-unknownSwitch @other.txt -force", L"", L"", false, false},
     {"empty command line scans the program path only", L"", L"", L"", false, false},
 };
@@ -90,7 +91,8 @@ TEST(OptionRegistryParse, LogsCountAndEachMatchInRegistrationOrder)
     } cases[] = {
         {nullptr, false, {}},
         {L"", false, {"Processing 1 command line arguments"}},
-        {L"-STUB_LOG -forceLauncherPath D:\\A -other", true,
+        {L"-STUB_LOG -forceLauncherPath D:\\A -other",
+         true,
          {"Processing 4 command line arguments", " -forcelauncherpath=d:\\a", " -stub_log="}},
     };
     for (const auto& c : cases)
@@ -120,9 +122,10 @@ TEST(OptionRegistryParse, MatchSwitchTakesEachValueArgumentOnce)
 TEST(StubSwitches, RegisteredInOrderWithLowerCaseNames)
 {
     const std::vector<std::wstring> expected = {
-        L"-forcelauncherpath",  L"-forcetargetpath",     L"-stub_log",           L"-launchdirectly",
-        L"-forcexpvistafailure", L"-forcexpvistasuccess", L"-forcesp1failure",    L"-forcesp1success",
-        L"-force64bit",         L"-force32bit",          L"-forceoldkvofailure", L"-skipinstallers",
+        L"-forcelauncherpath",    L"-forcetargetpath",     L"-stub_log",
+        L"-launchdirectly",       L"-forcexpvistafailure", L"-forcexpvistasuccess",
+        L"-forcesp1failure",      L"-forcesp1success",     L"-force64bit",
+        L"-force32bit",           L"-forceoldkvofailure",  L"-skipinstallers",
         L"-forceprereleasecheck", L"-skipprereleasecheck", L"/f",
     };
     std::vector<std::wstring> names;

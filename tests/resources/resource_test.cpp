@@ -108,7 +108,8 @@ StringTable ReadStringTable(HMODULE module)
                 break;
             const char* utf8 = reinterpret_cast<const char*>(bytes.data() + offset);
             std::wstring text(length, L'\0');
-            text.resize(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8, int(length), &text[0], int(length)));
+            text.resize(
+                MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8, int(length), &text[0], int(length)));
             table[language][id] = text;
             offset += length;
         }
@@ -203,7 +204,7 @@ bool WrittenInScriptOf(LANGID language, const std::wstring& text)
 
 class ModuleResources : public ::testing::TestWithParam<const wchar_t*>
 {
-  protected:
+protected:
     void SetUp() override
     {
         path_ = ExeFolder() + L"\\" + GetParam();

@@ -70,7 +70,7 @@ InstallerSignature Read(const std::string& name)
 
 class InstallerSignatureTest : public ::testing::Test
 {
-  protected:
+protected:
     void SetUp() override
     {
         expected = Expected();

@@ -27,7 +27,8 @@ std::wstring BinFolder()
 
 bool WriteBytes(const std::wstring& path, const std::vector<uint8_t>& bytes)
 {
-    FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    FileHandle file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     return file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
            written == bytes.size();
@@ -42,15 +43,16 @@ double TimeRun(const std::wstring& program, std::wstring commandLine, const std:
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info = {};
-    if (!CreateProcessW(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, cwd.c_str(), &startup,
-                        &info))
+    if (!CreateProcessW(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, cwd.c_str(),
+                        &startup, &info))
         return -1;
     KernelHandle process(info.hProcess);
     KernelHandle thread(info.hThread);
     if (WaitForSingleObject(process.Get(), 60000) != WAIT_OBJECT_0)
         return -1;
     QueryPerformanceCounter(&end);
-    return 1000.0 * static_cast<double>(end.QuadPart - start.QuadPart) / static_cast<double>(frequency.QuadPart);
+    return 1000.0 * static_cast<double>(end.QuadPart - start.QuadPart) /
+           static_cast<double>(frequency.QuadPart);
 }
 
 double Median(std::vector<double> values)
@@ -76,7 +78,8 @@ void PrintSeries(const Series& series)
 void PrintRatio(const char* name, const Series& a, const Series& b)
 {
     std::printf("ratio %-28s %.3f (of the minimums %.3f)\n", name, Median(a.times) / Median(b.times),
-                *std::min_element(a.times.begin(), a.times.end()) / *std::min_element(b.times.begin(), b.times.end()));
+                *std::min_element(a.times.begin(), a.times.end()) /
+                    *std::min_element(b.times.begin(), b.times.end()));
 }
 } // namespace
 
@@ -98,8 +101,8 @@ int wmain(int argc, wchar_t** argv)
         R"("installFolderRegKey":"SOFTWARE\\Bench","installFolderRegValueName":"InstallDir","languages":["en"],)"
         R"("gamePlatform":"steam","steamAppIds":[480],"environment":"prod"})";
     std::vector<uint8_t> container;
-    if (!CopyFileW((bin + L"\\" + KVO_BENCH_STUB_EXE).c_str(), (plainGame + L"\\" + KVO_BENCH_STUB_EXE).c_str(),
-                   FALSE) ||
+    if (!CopyFileW((bin + L"\\" + KVO_BENCH_STUB_EXE).c_str(),
+                   (plainGame + L"\\" + KVO_BENCH_STUB_EXE).c_str(), FALSE) ||
         !CopyFileW((bin + L"\\" + KVO_BENCH_STUB_EXE).c_str(),
                    (containerGame + L"\\" + KVO_BENCH_STUB_EXE).c_str(), FALSE) ||
         !CopyFileW((bin + L"\\e2e_recorder_1_0_3_0.exe").c_str(), launcher.c_str(), FALSE))
@@ -107,8 +110,8 @@ int wmain(int argc, wchar_t** argv)
         std::fprintf(stderr, "cannot copy the programs\n");
         return 1;
     }
-    if (EncodeContainer(reinterpret_cast<const uint8_t*>(document.data()), static_cast<uint32_t>(document.size()),
-                        container) != 0 ||
+    if (EncodeContainer(reinterpret_cast<const uint8_t*>(document.data()),
+                        static_cast<uint32_t>(document.size()), container) != 0 ||
         !WriteBytes(containerGame + L"\\title.kvo", container) ||
         !WriteBytes(plainGame + L"\\title.kvo", std::vector<uint8_t>(document.begin(), document.end())))
     {

@@ -12,7 +12,8 @@
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
 {
-    auto environmentValue = [](const wchar_t* name, const wchar_t* absent) -> std::wstring {
+    auto environmentValue = [](const wchar_t* name, const wchar_t* absent) -> std::wstring
+    {
         const wchar_t* value = _wgetenv(name);
         return value && *value ? value : absent;
     };
@@ -29,13 +30,15 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
     const std::wstring recordPath = environmentValue(L"KVO_E2E_RECORD", L"");
     if (!recordPath.empty())
         std::ofstream(std::filesystem::path(recordPath), std::ios::binary | std::ios::app)
-            << "program=" << ToUtf8(self) << "\ncommandLine=" << ToUtf8(GetCommandLineW()) << "\ncwd="
-            << ToUtf8(cwd) << "\nviveportLocation=" << ToUtf8(environmentValue(L"ViveportLocation", L"<unset>"))
+            << "program=" << ToUtf8(self) << "\ncommandLine=" << ToUtf8(GetCommandLineW())
+            << "\ncwd=" << ToUtf8(cwd)
+            << "\nviveportLocation=" << ToUtf8(environmentValue(L"ViveportLocation", L"<unset>"))
             << "\nend\n";
 
     // Bounded, so a test that forgets the hold file cannot hang the suite.
     const std::wstring hold = environmentValue(L"KVO_E2E_HOLD", L"");
-    for (int i = 0; !hold.empty() && i < 1200 && GetFileAttributesW(hold.c_str()) != INVALID_FILE_ATTRIBUTES; ++i)
+    for (int i = 0; !hold.empty() && i < 1200 && GetFileAttributesW(hold.c_str()) != INVALID_FILE_ATTRIBUTES;
+         ++i)
         Sleep(50);
 
     int exitCode = 0;

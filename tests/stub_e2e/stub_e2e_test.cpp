@@ -31,7 +31,14 @@ const wchar_t* const kV1_0_2_999 = L"e2e_recorder_1_0_2_999.exe";
 const wchar_t* const kV1_0_3_0 = L"e2e_recorder_1_0_3_0.exe";
 const wchar_t* const kV2_0_0_0 = L"e2e_recorder_2_0_0_0.exe";
 
-enum class MetadataPlace { BesideContainer, BesidePlain, TwoAboveContainer, Missing, WorkingDirOnly };
+enum class MetadataPlace
+{
+    BesideContainer,
+    BesidePlain,
+    TwoAboveContainer,
+    Missing,
+    WorkingDirOnly
+};
 
 struct Installer
 {
@@ -44,7 +51,7 @@ struct Installer
 struct E2eCase
 {
     std::string name;
-    std::string metadata;   // members added to the base document
+    std::string metadata;              // members added to the base document
     std::wstring args = L" -stub_log"; // the command line after "{exe}"
     MetadataPlace place = MetadataPlace::BesideContainer;
     const wchar_t* launcher = kV1_0_3_0;
@@ -56,7 +63,7 @@ struct E2eCase
     // "<program relative to the case root>|<arguments after the program>", in order.
     std::vector<std::wstring> runs;
     std::wstring viveportLocation = L"<unset>"; // as the last program saw it
-    unsigned errorText = 0, warningText = 0; // message texts of the one error or warning box
+    unsigned errorText = 0, warningText = 0;    // message texts of the one error or warning box
     std::vector<std::string> logLines;
     bool expectNoLogFile = false;
 
@@ -66,7 +73,9 @@ struct E2eCase
     E2eCase& Launcher(const wchar_t* program) { return launcher = program, *this; }
     E2eCase& Unregistered() { return registered = false, *this; }
     E2eCase& Install(std::wstring path, int exit = 0, bool putsLauncher = false)
-    { return installers.push_back({std::move(path), exit, putsLauncher}), *this; }
+    {
+        return installers.push_back({std::move(path), exit, putsLauncher}), *this;
+    }
     E2eCase& Windows(const wchar_t* v) { return windowsVersion = v, *this; }
     E2eCase& Run(std::wstring r) { return runs.push_back(std::move(r)), *this; }
     E2eCase& NoLog() { return expectNoLogFile = true, *this; }
@@ -82,101 +91,189 @@ const wchar_t* const kOculusInstaller = L"Installers\\Tavrin-Games-Oculus.exe";
 
 // The launcher's run: "-skipPatcherCheck <middle> @args.txt".
 std::wstring LauncherRun(const std::wstring& middle)
-{ return std::wstring(kLauncherRel) + L"|-skipPatcherCheck " + middle + L" @args.txt"; }
+{
+    return std::wstring(kLauncherRel) + L"|-skipPatcherCheck " + middle + L" @args.txt";
+}
 std::wstring SteamRun(const std::wstring& appId)
-{ return LauncherRun(L"-steamAppId=" + appId + L" -steamLocation \"{target}\" -stub_log"); }
+{
+    return LauncherRun(L"-steamAppId=" + appId + L" -steamLocation \"{target}\" -stub_log");
+}
 // A program of the game folder (an installer), with its arguments.
 std::wstring GameFolderRun(const std::wstring& path, const std::wstring& args = L"")
-{ return L"Game Folder\\" + path + L"|" + args; }
+{
+    return L"Game Folder\\" + path + L"|" + args;
+}
 
 std::vector<E2eCase> Cases()
 {
     using MP = MetadataPlace;
     auto platform = [](const std::string& name) { return R"("gamePlatform":")" + name + "\""; };
-    auto steam = [&](const std::string& ids) { return platform("steam") + R"(,"steamAppIds":[)" + ids + "]"; };
+    auto steam = [&](const std::string& ids)
+    { return platform("steam") + R"(,"steamAppIds":[)" + ids + "]"; };
     const std::wstring defaultRun = LauncherRun(L"-minmodeApp=T1 -stub_log");
     std::vector<E2eCase> cases;
-    auto add = [&cases](const char* name) -> E2eCase& {
+    auto add = [&cases](const char* name) -> E2eCase&
+    {
         E2eCase& c = cases.emplace_back();
         return c.name = name, c;
     };
 
     // Store fronts and the launcher's command line.
-    add("DefaultPlatform").Run(defaultRun).Log({"Launching...", "Running Quorin build.", "Launch succeeded",
-                                                "Application exited with code 0", "Launch finished."});
-    add("DomainEnvironment").Meta(R"("environment":"prod")")
+    add("DefaultPlatform")
+        .Run(defaultRun)
+        .Log({"Launching...", "Running Quorin build.", "Launch succeeded", "Application exited with code 0",
+              "Launch finished."});
+    add("DomainEnvironment")
+        .Meta(R"("environment":"prod")")
         .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -vexilDomainEnv=prod"));
-    add("NoArgumentsNoOwnText").Meta(R"("environment":"prod")").Args(L"").Run(LauncherRun(L"-minmodeApp=T1")).NoLog();
-    add("OwnArgumentsVerbatim").Args(L" -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit")
+    add("NoArgumentsNoOwnText")
+        .Meta(R"("environment":"prod")")
+        .Args(L"")
+        .Run(LauncherRun(L"-minmodeApp=T1"))
+        .NoLog();
+    add("OwnArgumentsVerbatim")
+        .Args(L" -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit")
         .Run(LauncherRun(L"-minmodeApp=T1 -STUB_LOG -Unknown \"Quoted Arg\" @other.txt  -Force64Bit"));
-    add("Steam").Meta(steam("111,222")).Install(kSteamInstaller).Run(SteamRun(L"111"))
+    add("Steam")
+        .Meta(steam("111,222"))
+        .Install(kSteamInstaller)
+        .Run(SteamRun(L"111"))
         .Log({"Preparing Steam launch", "Launch finished."});
     add("SteamHexAppIdPassedInDecimal").Meta(steam(R"("0x1F4")")).Run(SteamRun(L"500"));
     add("SteamWithoutAppIds").Meta(steam("")).Run(LauncherRun(L"-steamLocation \"{target}\" -stub_log"));
-    add("SteamForcedTargetPath").Meta(steam("7")).Args(L" -stub_log -forceTargetPath \"C:\\Forced Place\\Dir\"")
+    add("SteamForcedTargetPath")
+        .Meta(steam("7"))
+        .Args(L" -stub_log -forceTargetPath \"C:\\Forced Place\\Dir\"")
         .Run(LauncherRun(L"-steamAppId=7 -steamLocation \"c:\\forced place\\dir\" -stub_log "
                          L"-forceTargetPath \"C:\\Forced Place\\Dir\""));
-    add("Viveport").Meta(platform("viveport")).Install(kViveInstaller).Run(GameFolderRun(kViveInstaller))
+    add("Viveport")
+        .Meta(platform("viveport"))
+        .Install(kViveInstaller)
+        .Run(GameFolderRun(kViveInstaller))
         .Run(LauncherRun(L"-viveportApp=T1 -viveportLocation \"{target}\" -stub_log"))
         .viveportLocation = L"{target}";
-    add("Oculus").Meta(platform("oculus")).Install(kOculusInstaller).Run(GameFolderRun(kOculusInstaller))
+    add("Oculus")
+        .Meta(platform("oculus"))
+        .Install(kOculusInstaller)
+        .Run(GameFolderRun(kOculusInstaller))
         .Run(LauncherRun(L"-oculusApp=T1 -stub_log"));
-    add("Epic").Meta(platform("epic") + R"(,"epicSdkVersion":3,"epicProductId":"P")").Install(kEpicInstaller)
-        .Run(GameFolderRun(kEpicInstaller)).Run(LauncherRun(L"-epicAppId=T1 -stub_log")).Log({"Preparing Epic launch"});
-    add("Disk").Meta(platform("disk")).Install(kEpicInstaller).Run(LauncherRun(L"-stub_log"))
+    add("Epic")
+        .Meta(platform("epic") + R"(,"epicSdkVersion":3,"epicProductId":"P")")
+        .Install(kEpicInstaller)
+        .Run(GameFolderRun(kEpicInstaller))
+        .Run(LauncherRun(L"-epicAppId=T1 -stub_log"))
+        .Log({"Preparing Epic launch"});
+    add("Disk")
+        .Meta(platform("disk"))
+        .Install(kEpicInstaller)
+        .Run(LauncherRun(L"-stub_log"))
         .Log({"Unknown External Platform Launch"});
 
     // Launch target switches.
-    add("LaunchDirectly").Args(L" -stub_log -launchDirectly").Launcher(nullptr).Unregistered()
+    add("LaunchDirectly")
+        .Args(L" -stub_log -launchDirectly")
+        .Launcher(nullptr)
+        .Unregistered()
         .Run(L"Game Folder\\Game.exe|-skipPatcherCheck -minmodeApp=T1 -stub_log -launchDirectly @args.txt");
-    add("PrereleaseCheckGamePresent").Args(L" -stub_log -forcePrereleaseCheck")
+    add("PrereleaseCheckGamePresent")
+        .Args(L" -stub_log -forcePrereleaseCheck")
         .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forcePrereleaseCheck"));
     add("PrereleaseCheckGameMissing").Args(L" -stub_log -forcePrereleaseCheck").Error(210).gameExe = false;
-    add("ForcedLauncherPath").Unregistered()
+    add("ForcedLauncherPath")
+        .Unregistered()
         .Args(L" -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\"")
-        .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\""));
-    add("ForcedLauncherPathMissing").Args(L" -stub_log -forceLauncherPath=\"{root}\\Nowhere\\Launcher.exe\"")
-        .Error(204).Log({"Failed to launch process."});
+        .Run(LauncherRun(
+            L"-minmodeApp=T1 -stub_log -forceLauncherPath \"{root}\\Launcher Home\\Launcher.exe\""));
+    add("ForcedLauncherPathMissing")
+        .Args(L" -stub_log -forceLauncherPath=\"{root}\\Nowhere\\Launcher.exe\"")
+        .Error(204)
+        .Log({"Failed to launch process."});
     add("LauncherNotRegistered").Unregistered().Error(202);
     add("RegisteredLauncherFileMissing").Launcher(nullptr).Error(204);
 
     // The launcher's minimum version per store front.
     add("SteamLauncherTooOld").Meta(steam("1")).Launcher(kV1_0_2_999).Error(209);
     add("SteamLauncherNewer").Meta(steam("1")).Launcher(kV2_0_0_0).Run(SteamRun(L"1"));
-    add("EpicLauncherTooOld").Meta(platform("epic")).Launcher(kV1_0_2_999).Install(kEpicInstaller)
-        .Run(GameFolderRun(kEpicInstaller)).Error(209);
-    add("OculusLauncherTooOld").Meta(platform("oculus")).Launcher(kV1_0_2_999).Install(kOculusInstaller)
-        .Run(GameFolderRun(kOculusInstaller)).Error(209);
+    add("EpicLauncherTooOld")
+        .Meta(platform("epic"))
+        .Launcher(kV1_0_2_999)
+        .Install(kEpicInstaller)
+        .Run(GameFolderRun(kEpicInstaller))
+        .Error(209);
+    add("OculusLauncherTooOld")
+        .Meta(platform("oculus"))
+        .Launcher(kV1_0_2_999)
+        .Install(kOculusInstaller)
+        .Run(GameFolderRun(kOculusInstaller))
+        .Error(209);
     add("DiskLauncherOld").Meta(platform("disk")).Launcher(kV1_0_2_999).Run(LauncherRun(L"-stub_log"));
     add("DefaultLauncherOld").Launcher(kV1_0_2_999).Run(defaultRun);
-    add("ForcedOldLauncherUnversioned").Args(L" -stub_log -forceOldKvoFailure").Launcher(kUnversioned).Error(209);
-    add("LauncherExitsWithOne").Run(defaultRun).Error(204).Log({"Application exited with code 1"}).launcherExit = 1;
+    add("ForcedOldLauncherUnversioned")
+        .Args(L" -stub_log -forceOldKvoFailure")
+        .Launcher(kUnversioned)
+        .Error(209);
+    add("LauncherExitsWithOne")
+        .Run(defaultRun)
+        .Error(204)
+        .Log({"Application exited with code 1"})
+        .launcherExit = 1;
 
     // Store-front installers.
-    add("SteamInstallerPutsLauncherInPlace").Meta(steam("5")).Launcher(nullptr)
-        .Install(kSteamInstaller, 0, true).Run(GameFolderRun(kSteamInstaller, L"/s /t")).Run(SteamRun(L"5"));
-    add("SteamInstallerFails").Meta(steam("5")).Launcher(nullptr).Install(kSteamInstaller, 3)
-        .Run(GameFolderRun(kSteamInstaller, L"/s /t")).Error(205).Log({"Application exited with code 3"});
-    add("SteamInstallerFromMetadataFolder").Meta(steam("5") + R"(,"steamInstallerPath":"{root}\\Steam Inst")")
-        .Unregistered().Install(L"{root}\\Steam Inst\\Tavrin-Games-Launcher.exe")
+    add("SteamInstallerPutsLauncherInPlace")
+        .Meta(steam("5"))
+        .Launcher(nullptr)
+        .Install(kSteamInstaller, 0, true)
+        .Run(GameFolderRun(kSteamInstaller, L"/s /t"))
+        .Run(SteamRun(L"5"));
+    add("SteamInstallerFails")
+        .Meta(steam("5"))
+        .Launcher(nullptr)
+        .Install(kSteamInstaller, 3)
+        .Run(GameFolderRun(kSteamInstaller, L"/s /t"))
+        .Error(205)
+        .Log({"Application exited with code 3"});
+    add("SteamInstallerFromMetadataFolder")
+        .Meta(steam("5") + R"(,"steamInstallerPath":"{root}\\Steam Inst")")
+        .Unregistered()
+        .Install(L"{root}\\Steam Inst\\Tavrin-Games-Launcher.exe")
         .Run(L"Steam Inst\\Tavrin-Games-Launcher.exe|/s /t")
         .Error(202); // the stand-in installer registers nothing
-    add("SteamInstallerMissing").Meta(steam("5")).Unregistered().Error(205).Log({"Failed to launch process."});
-    add("EpicSkipInstallers").Meta(platform("epic")).Args(L" -stub_log -skipInstallers").Install(kEpicInstaller)
+    add("SteamInstallerMissing")
+        .Meta(steam("5"))
+        .Unregistered()
+        .Error(205)
+        .Log({"Failed to launch process."});
+    add("EpicSkipInstallers")
+        .Meta(platform("epic"))
+        .Args(L" -stub_log -skipInstallers")
+        .Install(kEpicInstaller)
         .Run(LauncherRun(L"-epicAppId=T1 -stub_log -skipInstallers"));
-    add("EpicLauncherAlreadyRunning").Meta(platform("epic")).Install(kEpicInstaller)
-        .Run(LauncherRun(L"-epicAppId=T1 -stub_log")).Log({"Launcher is already running."}).launcherRunning = true;
-    add("DefaultPlatformRunsNoInstaller").Install(kSteamInstaller).Install(kEpicInstaller).Install(kViveInstaller)
+    add("EpicLauncherAlreadyRunning")
+        .Meta(platform("epic"))
+        .Install(kEpicInstaller)
+        .Run(LauncherRun(L"-epicAppId=T1 -stub_log"))
+        .Log({"Launcher is already running."})
+        .launcherRunning = true;
+    add("DefaultPlatformRunsNoInstaller")
+        .Install(kSteamInstaller)
+        .Install(kEpicInstaller)
+        .Install(kViveInstaller)
         .Run(defaultRun);
 
     // Windows version checks.
     add("WindowsXpWarns").Windows(L"winxp").Warning(207).Run(defaultRun);
     add("Windows81Stops").Windows(L"win81").Error(118);
-    add("ForcedXpVistaFailureWinsOverSuccess").Args(L" -stub_log -forceXpVistaSuccess -forceXpVistaFailure")
-        .Warning(207).Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess -forceXpVistaFailure"));
-    add("ForcedSp1FailureOnWindows81").Windows(L"win81").Args(L" -stub_log -forceSP1Failure").Warning(208)
+    add("ForcedXpVistaFailureWinsOverSuccess")
+        .Args(L" -stub_log -forceXpVistaSuccess -forceXpVistaFailure")
+        .Warning(207)
+        .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceXpVistaSuccess -forceXpVistaFailure"));
+    add("ForcedSp1FailureOnWindows81")
+        .Windows(L"win81")
+        .Args(L" -stub_log -forceSP1Failure")
+        .Warning(208)
         .Run(LauncherRun(L"-minmodeApp=T1 -stub_log -forceSP1Failure"));
-    add("ForcedPassesOnXpMeetWindows10Check").Windows(L"winxp")
+    add("ForcedPassesOnXpMeetWindows10Check")
+        .Windows(L"winxp")
         .Args(L" -stub_log -forceXpVistaSuccess -forceSP1Success")
         .Error(118); // both forced checks pass, so the Windows 10 check runs
 
@@ -188,7 +285,10 @@ std::vector<E2eCase> Cases()
     return cases;
 }
 
-std::wstring ParentOf(const std::wstring& path) { return path.substr(0, path.find_last_of(L'\\')); }
+std::wstring ParentOf(const std::wstring& path)
+{
+    return path.substr(0, path.find_last_of(L'\\'));
+}
 
 std::wstring BinFolder()
 {
@@ -204,7 +304,9 @@ void ReplaceAll(std::wstring& text, const std::wstring& from, const std::wstring
 }
 
 bool WriteBytes(const fs::path& path, const std::string& bytes)
-{ return static_cast<bool>(std::ofstream(path, std::ios::binary) << bytes); }
+{
+    return static_cast<bool>(std::ofstream(path, std::ios::binary) << bytes);
+}
 
 std::error_code g_Ignored; // of making and removing folders
 // The lines of a file, each ended by `end` (the last may lack it).
@@ -256,8 +358,8 @@ std::vector<Record> ReadRecords(const std::wstring& path)
 // The arguments after the program part of a command line the shell built.
 std::wstring ArgumentsOf(const std::wstring& commandLine)
 {
-    const size_t end =
-        !commandLine.empty() && commandLine[0] == L'"' ? commandLine.find(L'"', 1) + 1 : commandLine.find(L' ');
+    const size_t end = !commandLine.empty() && commandLine[0] == L'"' ? commandLine.find(L'"', 1) + 1
+                                                                      : commandLine.find(L' ');
     return end == std::wstring::npos || end >= commandLine.size() ? L"" : commandLine.substr(end + 1);
 }
 
@@ -274,25 +376,33 @@ std::vector<std::string> ReadLogLines(const std::wstring& path, bool& exists)
 
 void SetString(HKEY root, const std::wstring& key, const wchar_t* name, const wchar_t* value)
 {
-    value ? RegSetKeyValueW(root, key.c_str(), name, REG_SZ, value, static_cast<DWORD>((wcslen(value) + 1) * 2))
-          : RegDeleteKeyValueW(root, key.c_str(), name);
+    value
+        ? RegSetKeyValueW(root, key.c_str(), name, REG_SZ, value, static_cast<DWORD>((wcslen(value) + 1) * 2))
+        : RegDeleteKeyValueW(root, key.c_str(), name);
 }
 
 // The launcher's install folder (nullptr: none registered).
-void SetLauncherFolder(const wchar_t* folder) { SetString(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder", folder); }
+void SetLauncherFolder(const wchar_t* folder)
+{
+    SetString(HKEY_LOCAL_MACHINE, kLauncherKey, L"InstallFolder", folder);
+}
 
 // The Windows version Wine reports to the stub's executable name only.
 const std::wstring kAppDefaultsKey = std::wstring(L"Software\\Wine\\AppDefaults\\") + kStubExeName;
-void SetStubWindowsVersion(const wchar_t* v) { SetString(HKEY_CURRENT_USER, kAppDefaultsKey, L"Version", v); }
+void SetStubWindowsVersion(const wchar_t* v)
+{
+    SetString(HKEY_CURRENT_USER, kAppDefaultsKey, L"Version", v);
+}
 
 // Starts a program with an exact command line in the given folder.
-bool Start(const std::wstring& program, std::wstring commandLine, const std::wstring& cwd, KernelHandle& process)
+bool Start(const std::wstring& program, std::wstring commandLine, const std::wstring& cwd,
+           KernelHandle& process)
 {
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info = {};
-    if (!CreateProcessW(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, cwd.c_str(), &startup,
-                        &info))
+    if (!CreateProcessW(program.c_str(), &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, cwd.c_str(),
+                        &startup, &info))
         return false;
     CloseHandle(info.hThread);
     process.Reset(info.hProcess);
@@ -321,13 +431,15 @@ protected:
         SetStubWindowsVersion(nullptr);
         fs::remove_all(s_Base, g_Ignored);
         // The log, then its folder and the one above it if they are empty.
-        for (const std::wstring& path : {StubLogPath(), ParentOf(StubLogPath()), ParentOf(ParentOf(StubLogPath()))})
+        for (const std::wstring& path :
+             {StubLogPath(), ParentOf(StubLogPath()), ParentOf(ParentOf(StubLogPath()))})
             fs::remove(path, g_Ignored);
     }
 
     std::wstring Expand(std::wstring text) const
     {
-        for (const auto& [from, to] : {std::pair{L"{exe}", m_Exe}, {L"{root}", m_Root}, {L"{target}", m_Target}})
+        for (const auto& [from, to] :
+             {std::pair{L"{exe}", m_Exe}, {L"{root}", m_Root}, {L"{target}", m_Target}})
             ReplaceAll(text, from, to);
         return text;
     }
@@ -337,10 +449,11 @@ protected:
         std::wstring root = m_Root, extraWide = ToWide(c.metadata);
         ReplaceAll(root, L"\\", L"\\\\"); // inside a JSON text
         ReplaceAll(extraWide, L"{root}", root);
-        const std::string extra = ToUtf8(extraWide), base =
-            R"("titleId":"T1","friendlyName":"Sample Title","principalFileName":"Game.exe",)"
-            R"("appdataFolderName":"Sample","installFolderRegKey":"SOFTWARE\\Sample",)"
-            R"("installFolderRegValueName":"InstallDir","languages":["en"]})";
+        const std::string
+            extra = ToUtf8(extraWide),
+            base = R"("titleId":"T1","friendlyName":"Sample Title","principalFileName":"Game.exe",)"
+                   R"("appdataFolderName":"Sample","installFolderRegKey":"SOFTWARE\\Sample",)"
+                   R"("installFolderRegValueName":"InstallDir","languages":["en"]})";
         // A member given again in `extra` comes first: the first of a name wins.
         return "{" + (extra.empty() ? std::string() : extra + ",") + base;
     }
@@ -350,7 +463,8 @@ protected:
     {
         fs::create_directories(ParentOf(to), g_Ignored);
         std::error_code error;
-        ASSERT_TRUE(fs::copy_file(BinFolder() + L"\\" + program, to, fs::copy_options::overwrite_existing, error))
+        ASSERT_TRUE(
+            fs::copy_file(BinFolder() + L"\\" + program, to, fs::copy_options::overwrite_existing, error))
             << ToUtf8(to) << ": " << error.message();
         ASSERT_TRUE(exitCode == 0 || WriteBytes(to + L".exit", std::to_string(exitCode)));
     }
@@ -371,14 +485,22 @@ protected:
         std::vector<uint8_t> container;
         const auto* data = reinterpret_cast<const uint8_t*>(document.data());
         ASSERT_EQ(EncodeContainer(data, static_cast<uint32_t>(document.size()), container), 0u);
-        const std::string bytes =
-            c.place == MetadataPlace::BesidePlain ? document : std::string(container.begin(), container.end());
-        const std::wstring kvoFolder = m_Target.size() > m_Game.size() ? m_Game : m_Target; // beside or above the stub
+        const std::string bytes = c.place == MetadataPlace::BesidePlain
+                                      ? document
+                                      : std::string(container.begin(), container.end());
+        const std::wstring kvoFolder =
+            m_Target.size() > m_Game.size() ? m_Game : m_Target; // beside or above the stub
         ASSERT_TRUE(c.place == MetadataPlace::Missing || WriteBytes(kvoFolder + L"\\title.kvo", bytes));
-        if (c.gameExe) { ASSERT_NO_FATAL_FAILURE(Copy(kUnversioned, m_Target + L"\\Game.exe")); }
+        if (c.gameExe)
+        {
+            ASSERT_NO_FATAL_FAILURE(Copy(kUnversioned, m_Target + L"\\Game.exe"));
+        }
         const std::wstring launcher = m_Root + L"\\" + kLauncherRel;
         fs::create_directories(ParentOf(launcher), g_Ignored);
-        if (c.launcher) { ASSERT_NO_FATAL_FAILURE(Copy(c.launcher, launcher, c.launcherExit)); }
+        if (c.launcher)
+        {
+            ASSERT_NO_FATAL_FAILURE(Copy(c.launcher, launcher, c.launcherExit));
+        }
         SetLauncherFolder(c.registered ? ParentOf(launcher).c_str() : nullptr);
 
         for (const Installer& installer : c.installers)
@@ -387,7 +509,8 @@ protected:
             if (path.find(L':') == std::wstring::npos)
                 path = m_Game + L"\\" + path;
             ASSERT_NO_FATAL_FAILURE(Copy(kUnversioned, path, installer.exitCode));
-            const std::wstring copy = BinFolder() + L"\\" + kV1_0_3_0 + L"\n" + launcher + L"\n"; // put in place
+            const std::wstring copy =
+                BinFolder() + L"\\" + kV1_0_3_0 + L"\n" + launcher + L"\n"; // put in place
             ASSERT_TRUE(!installer.installsLauncher || WriteBytes(path + L".copy", ToUtf8(copy)));
         }
         SetStubWindowsVersion(c.windowsVersion);
@@ -464,12 +587,15 @@ TEST_P(StubE2e, Runs)
         return;
     }
     ASSERT_TRUE(logExists);
-    auto contains = [&log](const std::string& line) { return std::find(log.begin(), log.end(), line) != log.end(); };
+    auto contains = [&log](const std::string& line)
+    { return std::find(log.begin(), log.end(), line) != log.end(); };
     for (const std::string& line : c.logLines)
         EXPECT_TRUE(contains(line)) << "missing log line: " << line;
-    auto expectBox = [&](const std::string& prefix, unsigned captionId, unsigned textId) {
-        const int boxes = static_cast<int>(std::count_if(
-            log.begin(), log.end(), [&](const std::string& l) { return l.compare(0, prefix.size(), prefix) == 0; }));
+    auto expectBox = [&](const std::string& prefix, unsigned captionId, unsigned textId)
+    {
+        const int boxes = static_cast<int>(
+            std::count_if(log.begin(), log.end(),
+                          [&](const std::string& l) { return l.compare(0, prefix.size(), prefix) == 0; }));
         EXPECT_EQ(boxes, textId == 0 ? 0 : 1) << "count of " << prefix << " boxes";
         if (textId == 0)
             return;

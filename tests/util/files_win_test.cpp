@@ -15,7 +15,8 @@ namespace
 {
 long LinesStartingWith(const std::vector<std::string>& lines, const std::string& prefix)
 {
-    return std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
+    return std::count_if(lines.begin(), lines.end(),
+                         [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
 }
 
 class FilesTest : public ::testing::Test
@@ -39,8 +40,11 @@ TEST_F(FilesTest, ExistenceAndSize)
         const wchar_t* name;
         bool exists;
         uint64_t size;
-    } cases[] = {{L"five.txt", true, 5}, {L"empty.txt", true, 0}, {L"big.bin", true, 0x100000005ull},
-                 {L"sub", false, 0}, {L"missing.txt", false, 0}};
+    } cases[] = {{L"five.txt", true, 5},
+                 {L"empty.txt", true, 0},
+                 {L"big.bin", true, 0x100000005ull},
+                 {L"sub", false, 0},
+                 {L"missing.txt", false, 0}};
     for (const auto& c : cases)
     {
         SCOPED_TRACE(ToUtf8(c.name));
@@ -114,7 +118,8 @@ TEST_F(FilesTest, FileVersion)
 {
     FileVersion version;
     EXPECT_TRUE(GetFileVersion(ExeFolder() + L"\\kvo_version_helper.exe", version));
-    EXPECT_EQ(std::tie(version.Major, version.Minor, version.Build, version.Revision), std::make_tuple(1, 2, 3, 4));
+    EXPECT_EQ(std::tie(version.Major, version.Minor, version.Build, version.Revision),
+              std::make_tuple(1, 2, 3, 4));
     for (const auto& path : {ExeFolder() + L"\\kvo_plain_helper.exe", m_Dir / L"missing.exe"})
     {
         version = FileVersion{7, 7, 7, 7};

@@ -13,7 +13,10 @@ struct HelperProcess
 {
     explicit HelperProcess(const std::wstring& exe) : process(StartProcess(exe, L"60", 0, &id)) {}
     ~HelperProcess() { Stop(); }
-    void Stop() { (void)(process && TerminateProcess(process.Get(), 0) && WaitForSingleObject(process.Get(), 10000)); }
+    void Stop()
+    {
+        (void)(process && TerminateProcess(process.Get(), 0) && WaitForSingleObject(process.Get(), 10000));
+    }
     DWORD id = 0;
     KernelHandle process;
 };
@@ -26,7 +29,8 @@ protected:
         for (const auto& dir : {m_First, m_Second})
         {
             ASSERT_TRUE(CreateDirectoryW(dir.c_str(), nullptr));
-            ASSERT_TRUE(CopyFileW((ExeFolder() + L"\\kvo_version_helper.exe").c_str(), Exe(dir).c_str(), FALSE));
+            ASSERT_TRUE(
+                CopyFileW((ExeFolder() + L"\\kvo_version_helper.exe").c_str(), Exe(dir).c_str(), FALSE));
         }
     }
     static std::wstring Exe(const std::wstring& dir) { return dir + L"\\KvoLauncherTest.exe"; }
@@ -62,12 +66,14 @@ TEST_F(IsProcessRunningTest, OnlyTheFirstMatchingProcessIsExamined)
     HelperProcess second(Exe(m_Second));
     ASSERT_TRUE(first.process && second.process);
     DWORD firstFound = 0;
-    libutil::ForEachProcess([&](const PROCESSENTRY32W& entry) {
-        if (_wcsicmp(entry.szExeFile, L"KvoLauncherTest.exe") != 0)
-            return true;
-        firstFound = entry.th32ProcessID;
-        return false;
-    });
+    libutil::ForEachProcess(
+        [&](const PROCESSENTRY32W& entry)
+        {
+            if (_wcsicmp(entry.szExeFile, L"KvoLauncherTest.exe") != 0)
+                return true;
+            firstFound = entry.th32ProcessID;
+            return false;
+        });
     ASSERT_TRUE(firstFound == first.id || firstFound == second.id);
     // Both run, but only the program of the first process in the walk is seen.
     EXPECT_EQ(libutil::IsProcessRunning(Exe(m_First).c_str()), firstFound == first.id);

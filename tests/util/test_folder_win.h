@@ -58,7 +58,8 @@ private:
 
 inline bool WriteFileBytes(const std::wstring& path, const std::string& bytes)
 {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file =
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     DWORD written = 0;
     bool ok = file != INVALID_HANDLE_VALUE &&
               WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
@@ -69,8 +70,9 @@ inline bool WriteFileBytes(const std::wstring& path, const std::string& bytes)
 // The whole file, or "<missing>" when it cannot be opened.
 inline std::string ReadFileBytes(const std::wstring& path)
 {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file =
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
         return "<missing>";
     std::string bytes;
@@ -93,10 +95,12 @@ inline LONGLONG FileSize(const std::wstring& path)
 // A file of exactly size bytes, written sparsely fast.
 inline bool MakeFileOfSize(const std::wstring& path, LONGLONG size)
 {
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    HANDLE file =
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     LARGE_INTEGER distance;
     distance.QuadPart = size;
-    bool ok = file != INVALID_HANDLE_VALUE && SetFilePointerEx(file, distance, nullptr, FILE_BEGIN) && SetEndOfFile(file);
+    bool ok = file != INVALID_HANDLE_VALUE && SetFilePointerEx(file, distance, nullptr, FILE_BEGIN) &&
+              SetEndOfFile(file);
     return file != INVALID_HANDLE_VALUE && CloseHandle(file) && ok;
 }
 
@@ -115,8 +119,8 @@ inline HANDLE StartProcess(const std::wstring& exe, const std::wstring& argument
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION info{};
-    if (!CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, flags, nullptr, nullptr, &startup,
-                        &info))
+    if (!CreateProcessW(exe.c_str(), &commandLine[0], nullptr, nullptr, FALSE, flags, nullptr, nullptr,
+                        &startup, &info))
         return nullptr;
     CloseHandle(info.hThread);
     if (id)
@@ -129,7 +133,8 @@ inline DWORD RunProcess(const std::wstring& exe, const std::wstring& arguments, 
 {
     HANDLE process = StartProcess(exe, arguments);
     DWORD code = 0xFFFFFFFF;
-    if (process && (WaitForSingleObject(process, timeoutMs) != WAIT_OBJECT_0 || !GetExitCodeProcess(process, &code)))
+    if (process &&
+        (WaitForSingleObject(process, timeoutMs) != WAIT_OBJECT_0 || !GetExitCodeProcess(process, &code)))
         code = 0xFFFFFFFF;
     if (process)
         CloseHandle(process);

@@ -28,7 +28,10 @@ TEST(TextConvert, RoundTrips)
 TEST(TextConvert, MalformedInputIsReplacedNotRefused)
 {
     EXPECT_EQ(ToWide("\xFF"), L"\uFFFD");
-    EXPECT_EQ(ToWide("a\xFF" "b"), L"a\uFFFD" L"b");
+    EXPECT_EQ(ToWide("a\xFF"
+                     "b"),
+              L"a\uFFFD"
+              L"b");
     // A lead byte whose continuation is missing.
     std::wstring cut = ToWide("x\xC3");
     ASSERT_FALSE(cut.empty());
@@ -36,7 +39,8 @@ TEST(TextConvert, MalformedInputIsReplacedNotRefused)
     EXPECT_EQ(cut.back(), L'\uFFFD');
     // A lone surrogate has no UTF-8 form.
     const wchar_t lone[] = {L'a', static_cast<wchar_t>(0xD800), L'b', 0};
-    EXPECT_EQ(ToUtf8(lone), "a\xEF\xBF\xBD" "b");
+    EXPECT_EQ(ToUtf8(lone), "a\xEF\xBF\xBD"
+                            "b");
 }
 
 TEST(TextConvert, TextEndsAtFirstZeroAndNullIsEmpty)
@@ -66,7 +70,10 @@ TEST(Paths, ParentAndFileName)
 TEST(Paths, JoinPutsExactlyOneSeparator)
 {
     const std::wstring cases[][3] = {
-        {L"a", L"b", L"a\\b"}, {L"a\\", L"\\b", L"a\\b"}, {L"", L"\\b", L"b"}, {L"a", L"", L"a\\"},
+        {L"a", L"b", L"a\\b"},
+        {L"a\\", L"\\b", L"a\\b"},
+        {L"", L"\\b", L"b"},
+        {L"a", L"", L"a\\"},
     };
     for (const auto& c : cases)
     {

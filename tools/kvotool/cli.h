@@ -29,7 +29,7 @@ struct ParsedArguments
 {
     std::map<std::string, std::string> values; // options with a value, by long name (the last given)
     std::map<std::string, std::vector<std::string>> repeated; // every value of each, in order
-    std::map<std::string, int> flags;          // options without a value: how often given
+    std::map<std::string, int> flags;                         // options without a value: how often given
     std::vector<std::string> positionals;
 
     bool Has(const std::string& name) const { return flags.count(name) || values.count(name); }

@@ -32,7 +32,8 @@ CheckOutcome CheckFileReport(const std::string& path, const std::string& shown,
         // Positions in decrypted text that no one wrote mean nothing to the
         // reader: a container that is not our encoder's and does not load
         // is damaged or under another key.
-        if (doc.kind == InputKind::Container && doc.foreignIv && (result.stubStatus != 0 || diags.Errors() > 0))
+        if (doc.kind == InputKind::Container && doc.foreignIv &&
+            (result.stubStatus != 0 || diags.Errors() > 0))
         {
             if (options.verbose)
                 for (const Diagnostic& d : diags.Items())

@@ -146,7 +146,7 @@ std::filesystem::path FsPath(const std::string& utf8)
 // in any letter case, as on Windows.
 class GameFolderProbe final : public LaunchPlan::FolderProbe
 {
-  public:
+public:
     explicit GameFolderProbe(const std::string& folder) : m_Folder(folder) {}
     bool FileExists(const std::string& path) override
     {
@@ -154,16 +154,17 @@ class GameFolderProbe final : public LaunchPlan::FolderProbe
         return FindFile(m_Folder, path, found);
     }
 
-  private:
+private:
     const std::string& m_Folder;
 };
 
 class Doctor
 {
-  public:
+public:
     Doctor(const std::string& game, const std::string& stub, const uint8_t* key, bool strict,
            const InstallerPolicy& policy)
-        : m_Game(game), m_GameFull(FullPath(game)), m_Stub(stub), m_Key(key), m_Strict(strict), m_Policy(policy)
+        : m_Game(game), m_GameFull(FullPath(game)), m_Stub(stub), m_Key(key), m_Strict(strict),
+          m_Policy(policy)
     {
         while (m_Game.size() > 1 && (m_Game.back() == '/' || m_Game.back() == '\\'))
             m_Game.pop_back();
@@ -173,7 +174,7 @@ class Doctor
     int Run();
     Report& GetReport() { return m_Report; }
 
-  private:
+private:
     Diagnostic& Add(Severity s, const char* rule, const std::string& message, const std::string& file = {})
     {
         Diagnostic& d = m_Report.diags.Add(s, message);
@@ -613,8 +614,8 @@ void Doctor::Conclude()
         {
             const FileVersion& v = LaunchPlan::kMinimumLauncherVersion;
             Add(Severity::Note, "installer",
-                "the launcher must be version " + std::to_string(v.Major) + "." + std::to_string(v.Minor) + "." +
-                    std::to_string(v.Build) + "." + std::to_string(v.Revision) +
+                "the launcher must be version " + std::to_string(v.Major) + "." + std::to_string(v.Minor) +
+                    "." + std::to_string(v.Build) + "." + std::to_string(v.Revision) +
                     " or later for this store front, or the stub shows " + QuoteMessage(kLauncherOutOfDate));
         }
     }

@@ -57,7 +57,7 @@ bool IsJsonNumber(const std::string& raw)
 // make the output differ from what was read go to `problems`.
 class Copier
 {
-  public:
+public:
     Copier(const std::string& text, bool equals) : m_Text(text), m_Equals(equals) {}
 
     void Element(JsonWriter& w, const JsonReader& e, const char* name)
@@ -70,7 +70,7 @@ class Copier
 
     DiagnosticList problems;
 
-  private:
+private:
     void Container(JsonWriter& w, const JsonReader& e, const char* name)
     {
         size_t named = 0, unnamed = 0;

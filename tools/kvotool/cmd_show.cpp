@@ -235,7 +235,8 @@ int RunShow(const Invocation& invocation)
         doc.kind == InputKind::Container ? "container" : "plain JSON");
     // The fingerprint the stub's file properties show for the key it opens.
     if (doc.kind == InputKind::Container)
-        Out(out, "key fingerprint: %s\n", ContainerKeyFingerprint(keyPtr ? keyPtr : GetContainerKey()).c_str());
+        Out(out, "key fingerprint: %s\n",
+            ContainerKeyFingerprint(keyPtr ? keyPtr : GetContainerKey()).c_str());
     Out(out, "load: %u %s%s\n", status, MetadataStatusName(status),
         status ? " - the launch stub stops here; below is what its getters would answer" : "");
     for (const auto& line : TakeLoggedLines())

@@ -32,7 +32,7 @@ void PositionOf(const std::string& text, size_t offset, int& line, int& column);
 
 class DiagnosticList
 {
-  public:
+public:
     // Each gives the item added, for setting its other members; the reference
     // holds until the next item is added.
     Diagnostic& Add(Severity severity, const std::string& message, int line = 0, int column = 0);
@@ -57,7 +57,7 @@ class DiagnosticList
     // the item's own file when it has one.
     std::string Format(const std::string& fileName) const;
 
-  private:
+private:
     std::vector<Diagnostic> m_Items;
 };
 } // namespace kvotool

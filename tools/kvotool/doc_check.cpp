@@ -3,12 +3,12 @@
 
 #include "doc_log.h"
 #include "doc_reader.h"
+#include "json/json_validator.h"
 #include "metadata/metadata_enums.h"
 #include "metadata/metadata_fields.h"
 #include "metadata/metadata_status.h"
 #include "metadata/title_metadata.h"
 #include "suggest.h"
-#include "json/json_validator.h"
 
 #include <algorithm>
 #include <cctype>
@@ -188,12 +188,12 @@ bool ReadsAsWritten(const std::string& raw, long long value, bool allowSign)
 
 class Checker
 {
-  public:
+public:
     Checker(const std::string& text, DiagnosticList& diags) : m_Text(text), m_Diags(diags) {}
 
     void Run(const CheckOptions& options);
 
-  private:
+private:
     // The closest candidate in words for the message; the next item added
     // at a position carries it as its suggestion.
     std::string Suggestion(const std::string& word, const std::vector<std::string>& candidates)
@@ -557,7 +557,8 @@ void Checker::ExplainSuspicious(MetadataField& field, const JsonReader& member)
         const std::string number = std::to_string(intField->Value());
         const std::string asNumber = quoted ? "; the schema wants a number: write " + number : "";
         if (!ReadsAsWritten(raw, intField->Value(), true))
-            WarnAt(member, "'" + name + "' is written as '" + Shorten(raw) + "' but reads as " + number + asNumber);
+            WarnAt(member,
+                   "'" + name + "' is written as '" + Shorten(raw) + "' but reads as " + number + asNumber);
         else if (quoted)
             WarnAt(member, "'" + name + "' is a number written as a text (\"" + Shorten(raw) +
                                "\"); the stub reads " + number + asNumber);
@@ -687,9 +688,9 @@ void Checker::CheckCombinations()
     if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Steam &&
         t.steamAppIds.Value().Count() == 0)
         errorField("gamePlatform",
-                  std::string("'gamePlatform' is \"steam\" but ") +
-                      (t.steamAppIds.IsPresent() ? "'steamAppIds' is empty" : "'steamAppIds' is missing") +
-                      ": the launcher gets no Steam app id, and Steam cannot start the game");
+                   std::string("'gamePlatform' is \"steam\" but ") +
+                       (t.steamAppIds.IsPresent() ? "'steamAppIds' is empty" : "'steamAppIds' is missing") +
+                       ": the launcher gets no Steam app id, and Steam cannot start the game");
     const bool epicEnabled = t.epicSdkVersion.Value() > 0;
     if (t.gamePlatform.IsPresent() && t.gamePlatform.Value() == GamePlatform::Epic && !epicEnabled)
         warnField("gamePlatform",
@@ -743,8 +744,9 @@ void Checker::CheckCombinations()
             if (first == blank)
             {
                 const size_t start = id.find_first_not_of(" \t", blank);
-                const std::string extra =
-                    start == std::string::npos ? "" : id.substr(start, id.find_first_of(" \t", start) - start);
+                const std::string extra = start == std::string::npos
+                                              ? ""
+                                              : id.substr(start, id.find_first_of(" \t", start) - start);
                 message += "a blank: the launcher gets " + given +
                            (extra.empty() ? std::string(" cut short there")
                                           : " and \"" + extra + "\" as an argument of its own");

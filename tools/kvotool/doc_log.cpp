@@ -15,7 +15,7 @@ int g_Quiet = 0;
 
 class CollectingSink : public LogSink
 {
-  public:
+public:
     bool WriteLine(const char* format, va_list args) override
     {
         char line[4096];

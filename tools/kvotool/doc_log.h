@@ -20,7 +20,7 @@ std::vector<std::string> TakeLoggedLines();
 // whose messages would only confuse, such as naming every feature bit).
 class QuietLog
 {
-  public:
+public:
     QuietLog();
     ~QuietLog();
     QuietLog(const QuietLog&) = delete;

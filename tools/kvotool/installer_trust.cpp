@@ -23,8 +23,8 @@ InstallerSignature ReadSignature(const std::string& path)
     wchar_t full[MAX_PATH * 4];
     const DWORD length = GetFullPathNameW(wide.c_str(), MAX_PATH * 4, full, nullptr);
     FileHandle held;
-    OpenAndReadInstallerSignature(length && length < MAX_PATH * 4 ? std::wstring(full, length) : wide, signature,
-                                  held);
+    OpenAndReadInstallerSignature(length && length < MAX_PATH * 4 ? std::wstring(full, length) : wide,
+                                  signature, held);
 #else
     ReadInstallerSignature(path, signature);
 #endif
@@ -37,7 +37,8 @@ std::string SignatureInWords(const InstallerSignature& s)
     switch (s.verdict)
     {
     case Verdict::Signed:
-        return "is signed by " + (s.signerName.empty() ? std::string("a signer without a name") : s.signerName) +
+        return "is signed by " +
+               (s.signerName.empty() ? std::string("a signer without a name") : s.signerName) +
                " (key SHA-256 " + s.signerKeySha256 + ")";
     case Verdict::NotSigned:
         return "is not signed";
@@ -64,8 +65,9 @@ bool AddPolicyKeys(const std::string& list, InstallerPolicy& policy, std::string
     std::vector<std::string> keys;
     if (!ParseSignerKeys(list, keys) || keys.empty())
     {
-        error = "--installer-keys takes 64-digit lowercase hexadecimal SHA-256 values separated by ';', not \"" +
-                list + "\"";
+        error =
+            "--installer-keys takes 64-digit lowercase hexadecimal SHA-256 values separated by ';', not \"" +
+            list + "\"";
         return false;
     }
     policy.keys.insert(policy.keys.end(), keys.begin(), keys.end());
@@ -93,8 +95,8 @@ bool AddPolicySigner(const std::string& certificatePath, InstallerPolicy& policy
     return true;
 }
 
-bool ReportInstallerTrust(const std::string& path, const InstallerPolicy& policy, const std::string& refusalShows,
-                          DiagnosticList& diags)
+bool ReportInstallerTrust(const std::string& path, const InstallerPolicy& policy,
+                          const std::string& refusalShows, DiagnosticList& diags)
 {
     const InstallerSignature signature = ReadSignature(path);
     diags.Note("the installer " + SignatureInWords(signature)).rule = "installer-signature";
@@ -106,7 +108,9 @@ bool ReportInstallerTrust(const std::string& path, const InstallerPolicy& policy
         diags.Note("a stub with this installer policy runs this installer").rule = "installer-policy";
         return false;
     }
-    diags.Error("a stub with this installer policy refuses this installer (" + reason + ") and shows " + refusalShows)
+    diags
+        .Error("a stub with this installer policy refuses this installer (" + reason + ") and shows " +
+               refusalShows)
         .rule = "installer-refused";
     return true;
 }

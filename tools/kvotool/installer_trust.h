@@ -32,6 +32,6 @@ bool AddPolicySigner(const std::string& certificatePath, InstallerPolicy& policy
 // it ("installer-policy") or refuse it: an error naming the stub's reason and
 // REFUSALSHOWS, what the player then sees ("installer-refused"). True when a
 // stub with the policy refuses it.
-bool ReportInstallerTrust(const std::string& path, const InstallerPolicy& policy, const std::string& refusalShows,
-                          DiagnosticList& diags);
+bool ReportInstallerTrust(const std::string& path, const InstallerPolicy& policy,
+                          const std::string& refusalShows, DiagnosticList& diags);
 } // namespace kvotool

@@ -14,7 +14,7 @@ constexpr int kMaxBlockDepth = 4;
 // Bounds-checked little-endian reads over the file's bytes.
 class Bytes
 {
-  public:
+public:
     explicit Bytes(const std::string& data) : m_Data(data) {}
     bool Has(uint64_t offset, uint64_t size) const
     {
@@ -35,7 +35,7 @@ class Bytes
         return true;
     }
 
-  private:
+private:
     uint32_t Byte(uint64_t offset) const { return static_cast<unsigned char>(m_Data[offset]); }
     const std::string& m_Data;
 };
