@@ -676,6 +676,8 @@ class Doctor(Base):
                 rc, _, err = self.doctor(game, *key_args)
                 self.assertEqual(rc, status, err)
                 self.assertIn(text, err)
+                # Never "loads it" beside "refuses it" for the same file.
+                self.assertFalse("the stub refuses it" in err and "the launch stub loads it" in err, err)
 
     def test_renamed_stub_warns_and_strict_fails(self):
         game = self.make_game([], doc(), "title.kvo")

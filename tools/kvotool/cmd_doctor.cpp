@@ -385,10 +385,13 @@ void Doctor::CheckMetadata()
     CheckResult result;
     CheckFileReport(m_MetadataFull, shown, options, doc, check, result);
     const bool keyRefused = doc.kind == InputKind::Container && doc.text.empty();
+    // Said once the stub's key is known to open the container: a summary
+    // saying "loads it" must not stand beside "the stub refuses it".
+    std::string summary;
     if (!keyRefused)
     {
         m_Report.diags.Append(check.diags, shown);
-        Add(Severity::Note, "metadata", check.summary, shown);
+        summary = check.summary;
         m_StubLoads = doc.text.size() && result.stubStatus == 0;
     }
     else
@@ -418,7 +421,7 @@ void Doctor::CheckMetadata()
             {
                 // What the rest says holds for a stub built with the given key.
                 m_Report.diags.Append(check.diags, shown);
-                Add(Severity::Note, "metadata", "with the given key: " + check.summary, shown);
+                summary = "with the given key: " + check.summary;
                 doc = keyDoc;
             }
         }
@@ -430,6 +433,13 @@ void Doctor::CheckMetadata()
         const std::string opened = ContainerKeyFingerprint(m_OpenedWithKey ? m_Key : GetContainerKey());
         if (opened != m_StubKeyFingerprint)
         {
+            if (!summary.empty())
+            {
+                const size_t verdict = summary.find("; the launch stub");
+                Add(Severity::Note, "metadata",
+                    summary.substr(0, verdict) + "; a stub built with the key that opens it would load it",
+                    shown);
+            }
             Add(Severity::Error, "container-key",
                 "the stub was built with the container key of fingerprint " + m_StubKeyFingerprint +
                     ", but this container opens with the key of fingerprint " + opened +
@@ -443,6 +453,8 @@ void Doctor::CheckMetadata()
         Add(Severity::Note, "container-key",
             "the stub's container key (fingerprint " + opened + ") opens this container", shown);
     }
+    if (!summary.empty())
+        Add(Severity::Note, "metadata", summary, shown);
     if (doc.stubBytes.empty() || result.stubStatus != 0)
         return;
     TakeLoggedLines();
