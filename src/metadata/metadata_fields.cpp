@@ -56,28 +56,17 @@ bool ParsePrerequisite(const JsonReader& element, PrerequisiteRecord& record)
 }
 } // namespace
 
-void IntField::Reset()
-{
-    m_Value = 0;
-    ClearPresent();
-}
-
+template <>
 bool IntField::ParseValue(const JsonReader& member)
 {
     return member.GetInt32(m_Value);
 }
 
-void BoolField::Reset()
-{
-    m_Value = false;
-    ClearPresent();
-}
-
+template <>
 bool BoolField::ParseValue(const JsonReader& member)
 {
     return member.GetBool(m_Value);
 }
-
 void TextField::Reset()
 {
     m_Value.clear();
@@ -89,13 +78,8 @@ bool TextField::ParseValue(const JsonReader& member)
     return member.GetString(m_Value);
 }
 
-void TextListField::Reset()
-{
-    m_Value.Clear();
-    ClearPresent();
-}
-
-bool TextListField::ParseValue(const JsonReader& member)
+template <FieldKind K, class List>
+bool ListField<K, List>::ParseValue(const JsonReader& member)
 {
     m_Value.Clear();
     JsonReader element;
@@ -103,57 +87,45 @@ bool TextListField::ParseValue(const JsonReader& member)
         return true; // empty array, or not a container at all
     do
     {
-        char buffer[kListElementBuffer];
-        if (!element.GetString(buffer, sizeof buffer))
+        if (!AppendElement(element))
             return false;
-        m_Value.Append(buffer);
     } while (element.NextSibling(element));
     return true;
 }
 
-void AppIdListField::Reset()
+template <>
+bool TextListField::AppendElement(const JsonReader& element)
 {
-    m_Value.Clear();
-    ClearPresent();
-}
-
-bool AppIdListField::ParseValue(const JsonReader& member)
-{
-    m_Value.Clear();
-    JsonReader element;
-    if (!member.FirstChild(element))
-        return true;
-    do
-    {
-        uint64_t id = 0;
-        if (!element.GetUInt64(id))
-            return false;
-        m_Value.Append(id);
-    } while (element.NextSibling(element));
+    char buffer[kListElementBuffer];
+    if (!element.GetString(buffer, sizeof buffer))
+        return false;
+    m_Value.Append(buffer);
     return true;
 }
 
-void PrerequisiteListField::Reset()
+template <>
+bool AppIdListField::AppendElement(const JsonReader& element)
 {
-    m_Value.Clear();
-    ClearPresent();
-}
-
-bool PrerequisiteListField::ParseValue(const JsonReader& member)
-{
-    m_Value.Clear();
-    JsonReader element;
-    if (!member.FirstChild(element))
-        return true;
-    do
-    {
-        auto record = std::make_unique<PrerequisiteRecord>();
-        if (!ParsePrerequisite(element, *record))
-            return false;
-        m_Value.Append(std::move(record));
-    } while (element.NextSibling(element));
+    uint64_t id = 0;
+    if (!element.GetUInt64(id))
+        return false;
+    m_Value.Append(id);
     return true;
 }
+
+template <>
+bool PrerequisiteListField::AppendElement(const JsonReader& element)
+{
+    auto record = std::make_unique<PrerequisiteRecord>();
+    if (!ParsePrerequisite(element, *record))
+        return false;
+    m_Value.Append(std::move(record));
+    return true;
+}
+
+template class ListField<FieldKind::Texts, TextList>;
+template class ListField<FieldKind::AppIds, AppIdList>;
+template class ListField<FieldKind::Prerequisites, PrerequisiteList>;
 
 void EnumField::Reset()
 {

@@ -84,41 +84,36 @@ private:
     bool m_Absent = false;
 };
 
-class IntField final : public MetadataField
+// A number or a flag: T as the reader's READ gives it; a reset gives T's zero.
+template <FieldKind K, class T>
+class ScalarField final : public MetadataField
 {
 public:
     using MetadataField::MetadataField;
-    void Reset() override;
+    void Reset() override
+    {
+        m_Value = T();
+        ClearPresent();
+    }
     bool ParseValue(const JsonReader& member) override;
-    static constexpr FieldKind kKind = FieldKind::Int;
+    static constexpr FieldKind kKind = K;
     FieldKind Kind() const override { return kKind; }
     // What the getter hands out.
-    using Handed = int32_t;
+    using Handed = T;
     Handed Get() const { return m_Value; }
-    int32_t Value() const { return m_Value; }
-    void SetValue(int32_t value) { m_Value = value; }
+    T Value() const { return m_Value; }
+    void SetValue(T value) { m_Value = value; }
 
 private:
-    int32_t m_Value = 0;
+    T m_Value = T();
 };
 
-class BoolField final : public MetadataField
-{
-public:
-    using MetadataField::MetadataField;
-    void Reset() override;
-    bool ParseValue(const JsonReader& member) override;
-    static constexpr FieldKind kKind = FieldKind::Bool;
-    FieldKind Kind() const override { return kKind; }
-    // What the getter hands out.
-    using Handed = bool;
-    Handed Get() const { return m_Value; }
-    bool Value() const { return m_Value; }
-    void SetValue(bool value) { m_Value = value; }
-
-private:
-    bool m_Value = false;
-};
+using IntField = ScalarField<FieldKind::Int, int32_t>;
+using BoolField = ScalarField<FieldKind::Bool, bool>;
+template <>
+bool IntField::ParseValue(const JsonReader& member);
+template <>
+bool BoolField::ParseValue(const JsonReader& member);
 
 class TextField final : public MetadataField
 {
@@ -137,40 +132,45 @@ private:
     std::string m_Value;
 };
 
-// Elements are texts of at most kListElementMaxLength bytes.
-class TextListField final : public MetadataField
+// A list field: the JSON array's elements, each read as the list's kind reads
+// one (a text of at most kListElementMaxLength bytes, an app id, a
+// prerequisite record); a value that is not an array reads as an empty list.
+template <FieldKind K, class List>
+class ListField final : public MetadataField
 {
 public:
     using MetadataField::MetadataField;
-    void Reset() override;
+    void Reset() override
+    {
+        m_Value.Clear();
+        ClearPresent();
+    }
     bool ParseValue(const JsonReader& member) override;
-    static constexpr FieldKind kKind = FieldKind::Texts;
+    static constexpr FieldKind kKind = K;
     FieldKind Kind() const override { return kKind; }
     // What the getter hands out.
-    using Handed = const TextList&;
+    using Handed = const List&;
     Handed Get() const { return m_Value; }
-    const TextList& Value() const { return m_Value; }
+    const List& Value() const { return m_Value; }
 
 private:
-    TextList m_Value;
+    // Appends one element; false when it is not of the list's kind.
+    bool AppendElement(const JsonReader& element);
+    List m_Value;
 };
 
-class AppIdListField final : public MetadataField
-{
-public:
-    using MetadataField::MetadataField;
-    void Reset() override;
-    bool ParseValue(const JsonReader& member) override;
-    static constexpr FieldKind kKind = FieldKind::AppIds;
-    FieldKind Kind() const override { return kKind; }
-    // What the getter hands out.
-    using Handed = const AppIdList&;
-    Handed Get() const { return m_Value; }
-    const AppIdList& Value() const { return m_Value; }
-
-private:
-    AppIdList m_Value;
-};
+using TextListField = ListField<FieldKind::Texts, TextList>;
+using AppIdListField = ListField<FieldKind::AppIds, AppIdList>;
+using PrerequisiteListField = ListField<FieldKind::Prerequisites, PrerequisiteList>;
+template <>
+bool TextListField::AppendElement(const JsonReader& element);
+template <>
+bool AppIdListField::AppendElement(const JsonReader& element);
+template <>
+bool PrerequisiteListField::AppendElement(const JsonReader& element);
+extern template class ListField<FieldKind::Texts, TextList>;
+extern template class ListField<FieldKind::AppIds, AppIdList>;
+extern template class ListField<FieldKind::Prerequisites, PrerequisiteList>;
 
 // One key of a `customPrerequisites` record, as the record parse reads it.
 struct PrerequisiteKey
@@ -187,23 +187,6 @@ constexpr uint32_t kPrerequisiteKeyCount = 7;
 // texts, the optional texts, then the exit-code list. The parse is driven by
 // this table, so it is the one list of the record's keys.
 extern const PrerequisiteKey kPrerequisiteKeys[kPrerequisiteKeyCount];
-
-class PrerequisiteListField final : public MetadataField
-{
-public:
-    using MetadataField::MetadataField;
-    void Reset() override;
-    bool ParseValue(const JsonReader& member) override;
-    static constexpr FieldKind kKind = FieldKind::Prerequisites;
-    FieldKind Kind() const override { return kKind; }
-    // What the getter hands out.
-    using Handed = const PrerequisiteList&;
-    Handed Get() const { return m_Value; }
-    const PrerequisiteList& Value() const { return m_Value; }
-
-private:
-    PrerequisiteList m_Value;
-};
 
 // A keyword of one enumeration table, held as its u32 value.
 class EnumField final : public MetadataField
