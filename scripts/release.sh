@@ -78,7 +78,7 @@ cd "$(dirname "$0")/.."
 ROOT=$(pwd)
 absolute() { case "$1" in /*) echo "$1" ;; *) echo "$caller_dir/$1" ;; esac; }
 
-key="" key_file="" dev_key=0 cert="" p11_module="" p11_cert="" p11_key="" name="" product="" company="" icon="" out="" timestamp="" no_check=0
+key="" key_from="" key_file="" dev_key=0 cert="" p11_module="" p11_cert="" p11_key="" name="" product="" company="" icon="" out="" timestamp="" no_check=0
 installer_signers=()
 have_name=0 have_product=0 have_company=0
 while [ $# -gt 0 ]; do
@@ -136,7 +136,7 @@ elif [ -z "$key" ] && [ "$dev_key" -eq 0 ] && [ -n "${KVOTOOL_KEY:-}" ]; then
   key_from="KVOTOOL_KEY"
 fi
 # Two sources naming different keys: refused, as kvotool refuses them.
-if [ "$key_from" != KVOTOOL_KEY ] && [ -n "$key" ] && [ -n "${KVOTOOL_KEY:-}" ] &&
+if [ -n "$key" ] && [ "${key_from:-}" != KVOTOOL_KEY ] && [ -n "${KVOTOOL_KEY:-}" ] &&
    [ "${key,,}" != "$(printf %s "$KVOTOOL_KEY" | tr -d ' \t\r\n' | tr A-F a-f)" ]; then
   bad "KVOTOOL_KEY holds another key than $key_from: unset it or give the same key"
 fi
