@@ -9,7 +9,7 @@ ROOT=$(pwd)
 scripts/deps.sh
 FUZZ_SECONDS=${FUZZ_SECONDS:-20}
 
-step() { echo; echo "=== $* ==="; }
+step() { echo; echo "=== $* ($(date +%T)) ==="; }
 
 step "format (.clang-format over the tracked C++ files)"
 scripts/check-format.sh
