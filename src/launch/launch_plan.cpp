@@ -108,10 +108,12 @@ bool IsVersionAtLeast(const FileVersion& version, const FileVersion& minimum)
     return true;
 }
 
-bool PlanInstaller(uint32_t platform, const char* steamInstallerPath, bool signers, FolderProbe& folder,
-                   Installer& out)
+bool PlanInstaller(uint32_t platform, const char* steamInstallerPath, bool signers, bool skipInstallers,
+                   FolderProbe& folder, Installer& out)
 {
     out = Installer();
+    if (skipInstallers)
+        return false;
     for (const InstallerRow& row : kInstallers)
     {
         if (row.platform != platform)

@@ -77,10 +77,11 @@ struct Installer
 };
 
 // The installer of PLATFORM, which the stub runs elevated and waits for (the
-// launch goes on after exit code 0 only); false when the store front has none. SIGNERS
-// tells whether the build has a signer policy.
-bool PlanInstaller(uint32_t platform, const char* steamInstallerPath, bool signers, FolderProbe& folder,
-                   Installer& out);
+// launch goes on after exit code 0 only); false when the store front has none
+// or the player gave -skipInstallers (SKIPINSTALLERS), and then the folder is
+// not looked at. SIGNERS tells whether the build has a signer policy.
+bool PlanInstaller(uint32_t platform, const char* steamInstallerPath, bool signers, bool skipInstallers,
+                   FolderProbe& folder, Installer& out);
 
 // Whether PATH names a network share or a device ("\\server\share",
 // "\\?\UNC\...", "\\.\device"): fetched from another machine, or not a file.

@@ -67,14 +67,11 @@ std::string RefusalReason(const std::wstring& program, LaunchPlan::InstallerChec
 
 bool RunPlatformInstallers()
 {
-    if (Switches::SkipInstallers.IsSet())
-        return true;
-
     LaunchPlan::Installer installer;
     WorkingFolder folder;
     if (!LaunchPlan::PlanInstaller(TheTitleMetadata().GetGamePlatform(),
                                    TheTitleMetadata().GetSteamInstallerPath(), !InstallerSignerKeys().empty(),
-                                   folder, installer))
+                                   Switches::SkipInstallers.IsSet(), folder, installer))
         return true;
     std::wstring program = ToWide(installer.program);
     // The network test comes first: not even the path is resolved for one.

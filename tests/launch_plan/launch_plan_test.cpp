@@ -175,14 +175,27 @@ TEST(LaunchPlan, InstallerProgramParametersAndCheck)
         FakeFolder folder(row.files);
         LaunchPlan::Installer installer;
         installer.program = "left over";
-        ASSERT_EQ(LaunchPlan::PlanInstaller(row.platform, row.steamPath, row.signers, folder, installer),
-                  !row.program.empty());
+        ASSERT_EQ(
+            LaunchPlan::PlanInstaller(row.platform, row.steamPath, row.signers, false, folder, installer),
+            !row.program.empty());
         EXPECT_EQ(installer.program, row.program);
         EXPECT_EQ(std::string(installer.parameters), row.parameters);
         EXPECT_EQ(installer.check, row.check);
         EXPECT_EQ(installer.fallsBack, row.platform == GamePlatform::Steam);
         // Only Steam's choice depends on the folder.
         EXPECT_EQ(folder.asked, row.platform == GamePlatform::Steam ? Places{steamHere} : Places{});
+    }
+}
+
+TEST(LaunchPlan, SkipInstallersPlansNoInstallerAndLooksAtNothing)
+{
+    for (uint32_t platform : {GamePlatform::Steam, GamePlatform::Epic, GamePlatform::Viveport})
+    {
+        FakeFolder folder({"Redistributables\\Tavrin-Games-Launcher.exe"});
+        LaunchPlan::Installer installer;
+        EXPECT_FALSE(LaunchPlan::PlanInstaller(platform, "", true, true, folder, installer)) << platform;
+        EXPECT_TRUE(installer.program.empty()) << platform;
+        EXPECT_EQ(folder.asked, Places{}) << platform;
     }
 }
 

@@ -509,7 +509,7 @@ void Doctor::CheckInstaller(TitleMetadata& metadata)
     const std::string steamPath = metadata.GetSteamInstallerPath();
     GameFolderProbe folder(m_GameFull);
     LaunchPlan::Installer plan;
-    if (!LaunchPlan::PlanInstaller(m_Platform, steamPath.c_str(), m_Policy.given, folder, plan))
+    if (!LaunchPlan::PlanInstaller(m_Platform, steamPath.c_str(), m_Policy.given, false, folder, plan))
     {
         Add(Severity::Note, "installer",
             "store front \"" + platformName +
