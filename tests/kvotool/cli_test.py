@@ -764,7 +764,7 @@ class Reports(Base):
             raw = f.read()
         # The copy is the published file, byte for byte.
         self.assertEqual(hashlib.sha256(raw).hexdigest(),
-                         "c3b4bb2d6093897483348925aaa73af03b3e3f4bd4ca38cef26dcb4212a2682e")
+                         "c48e185e36ff726d75b2c4ca6fad14cf2c5cf0c36acfb3c6967cec2bb5077fb7")
         schema = json.loads(raw)
         jsonschema.Draft4Validator.check_schema(schema)
         validator = jsonschema.Draft4Validator(schema)
